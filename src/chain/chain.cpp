@@ -1,0 +1,179 @@
+// The library's front door: a tuning record becomes a chain of effects, PCM goes in and comes out.
+#include "chain/chain.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+
+#include "common/build_date.h"
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+
+using common::truncate_to_int;
+
+// ---- Loading: what Init and SetPara share ----------------------------------------------------------
+namespace chain {
+
+int usable_channels(const AudioPostState& chain) {
+  return std::max(0, std::min(chain.channels, static_cast<int>(chain.channel_buf.size())));
+}
+
+std::vector<float> padded(const float* floats, int count) {
+  std::vector<float> copy(kEq10Section + size_t{kEq10ChannelLength} * common::kMaxChannels);
+  std::copy_n(floats, count, copy.begin());
+  return copy;
+}
+
+void load_header(AudioPostState& chain, const float* record) {
+  chain.sample_rate = truncate_to_int(record[kSampleRate]);
+  chain.bit_rate = truncate_to_int(record[kBitRate]);
+  chain.channel_link = truncate_to_int(record[kChannelLink]);
+  chain.channels = truncate_to_int(record[kChannels]);
+  chain.version = record[kVersion];
+}
+
+bool version_fits(const AudioPostState& chain, const char* function) {
+  // Not "<= 0.0001": a version that is not a number passes, as it always has.
+  if (!(static_cast<double>(std::fabs(chain.version - kToolVersion)) > 0.0001)) return true;
+  LOG_LINE_AS(function, "The Version of Tuning Tool is Wrong, you should use version %.2f!\n",
+              static_cast<double>(kToolVersion));
+  return false;
+}
+
+void load_flags(AudioPostState& chain, const float* record) {
+  for (int i = 0; i < kFlags; ++i) chain.enable[i] = truncate_to_int(record[kFirstFlag + i]);
+}
+
+void load_gains(AudioPostState& chain, const float* padded_record) {
+  for (int ch = 0; ch < usable_channels(chain); ++ch) {
+    const size_t i = static_cast<size_t>(ch);
+    const float gain_dB = padded_record[gain_index(chain.channel_link ? 0 : ch)];
+    chain.channel_gain_dB[i] = gain_dB;
+    chain.channel_gain[i] = common::dB_to_linear(gain_dB);
+  }
+}
+
+bool wanted(const AudioPostState& chain, const Effect& effect) {
+  return std::any_of(effect.stages, effect.stages + effect.stage_count,
+                     [&](const Stage& stage) { return chain.enable[stage.flag] != 0; });
+}
+
+void create_effect(AudioPostState& chain, int index, const float* padded_record) {
+  const Effect& effect = kEffectTable[index];
+  chain.effects[index] = effect.init(chain, padded_record + effect.section);
+  chain.effect_channels[index] = chain.channels;
+}
+
+}  // namespace chain
+
+// ---- Process ---------------------------------------------------------------------------------------
+namespace {
+
+void read_pcm(AudioPostState& s, const int16_t* input, int channels, int n) {
+  for (int ch = 0; ch < channels; ++ch) {
+    const float gain = s.channel_gain[static_cast<size_t>(ch)];
+    float* const out = s.channel_buf[static_cast<size_t>(ch)];
+    const int16_t* in = input + ch;
+    for (int i = 0; i < n; ++i, in += channels) out[i] = static_cast<float>(*in) * gain;
+  }
+}
+
+// A stage whose effect could not be created, or was created by a retune for more channels than there are buffers,
+// does not run.
+void run_effects(AudioPostState& s, int n) {
+  for (int e = 0; e < chain::kEffectCount; ++e) {
+    if (!s.effects[e] || s.effect_channels[e] > static_cast<int>(s.channel_buf.size())) continue;
+    const chain::Effect& effect = chain::kEffectTable[e];
+    for (int i = 0; i < effect.stage_count; ++i)
+      if (s.enable[effect.stages[i].flag] == 1)
+        effect.stages[i].process(s.effects[e], s.channel_buf.data(), s.channel_buf.data(), n);
+  }
+}
+
+// Clamps to the bit rate's range, however wide, and stores the low 16 bits: for 24 and 32 bits too the PCM is 16 bits
+// wide. Hosts rely on it. The order of the comparisons makes NaN full scale.
+void write_pcm(const AudioPostState& s, int16_t* output, int channels, int n) {
+  const float top = s.full_scale, bottom = -1.0f - s.full_scale;
+  for (int ch = 0; ch < channels; ++ch) {
+    const float* const in = s.channel_buf[static_cast<size_t>(ch)];
+    int16_t* out = output + ch;
+    for (int i = 0; i < n; ++i, out += channels) {
+      float y = in[i] < top ? in[i] : top;
+      y = y > bottom ? y : bottom;
+      *out = common::low_16_bits(truncate_to_int(y));
+    }
+  }
+}
+
+}  // namespace
+
+void AudioPost_Process(AudioPostState* s, const int16_t* input, int16_t* output, int32_t /*channels_hint*/,
+                       int32_t frames) {
+  if (!s) return;
+  if (frames != s->swFrmLen) {
+    LOG_LINE("error, swFrmLen is wrong!\n\n");
+    std::exit(-1);
+  }
+  const common::FlushDenormals flush;
+  const int channels = chain::usable_channels(*s);
+  read_pcm(*s, input, channels, frames);
+  run_effects(*s, frames);
+  write_pcm(*s, output, channels, frames);
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+namespace {
+
+void make_buffers(AudioPostState& s) {
+  const size_t channels = common::array_size(s.channels), frames = common::array_size(s.swFrmLen);
+  s.samples.resize(channels * frames);
+  for (size_t ch = 0; ch < channels; ++ch) s.channel_buf.push_back(s.samples.data() + ch * frames);
+  s.channel_gain_dB.resize(channels);
+  s.channel_gain.resize(channels);
+}
+
+float clamp_bound(int bit_rate) { return bit_rate == 16 ? 32767.0f : bit_rate == 24 ? 8388607.0f : 2147483648.0f; }
+
+}  // namespace
+
+AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
+  LOG_LINE("ZELK_AudioEffect-RELEASE-VERSION %.2f,  RELEASE DATE %s, %s \n\n",
+           static_cast<double>(chain::kToolVersion), common::kBuildDate, common::kBuildTime);
+  if (!param) {
+    LOG_LINE("Param is None,EQ_DRC will not be inited \n\n");
+    return nullptr;
+  }
+  return common::null_without_memory([&]() -> AudioPostState* {
+    auto s = std::make_unique<AudioPostState>();
+    s->swFrmLen = swFrmLen;
+    chain::load_header(*s, param);
+    if (!chain::version_fits(*s, "AudioPost_Init")) return nullptr;
+    chain::load_flags(*s, param);
+    if (s->bit_rate != 16 && s->bit_rate != 24 && s->bit_rate != 32) {
+      LOG_LINE_AS("AudioPost_Init", "bit_rate is wrong!\n");
+      return nullptr;
+    }
+    s->full_scale = clamp_bound(s->bit_rate);
+    if (!common::servable(s->channels, swFrmLen)) return nullptr;
+    make_buffers(*s);
+    const std::vector<float> record = chain::padded(param, AUDIOPOST_PARAM_LENGTH);
+    chain::load_gains(*s, record.data());
+    for (int e = 0; e < chain::kEffectCount; ++e) {
+      if (!chain::wanted(*s, chain::kEffectTable[e])) continue;
+      chain::create_effect(*s, e, record.data());
+      if (!s->effects[e]) return nullptr;  // only shortage of memory is left as a cause
+      chain::kEffectTable[e].print(s->effects[e]);
+    }
+    return s.release();
+  });
+}
+
+AudioPostState::~AudioPostState() {
+  for (int e = 0; e < chain::kEffectCount; ++e)
+    if (effects[e]) chain::kEffectTable[e].destroy(effects[e]);
+}
+
+void AudioPost_Destroy(AudioPostState* s) { delete s; }

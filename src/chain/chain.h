@@ -1,0 +1,72 @@
+// Record of the effect chain and the table of its effects, for the functions that create, run and retune it.
+#pragma once
+
+#include <vector>
+
+#include "chain/tuning_record.h"
+
+namespace chain {
+
+// One step of processing, with the flag that turns it on: the effect is created for any nonzero flag, but the stage
+// runs only at exactly 1.
+struct Stage {
+  int flag;  // index into AudioPostState::enable
+  int (*process)(void* effect, float** in, float** out, int n);
+};
+
+struct Effect {
+  int section;  // first index in the tuning record
+  Stage stages[2];
+  int stage_count;
+  void* (*init)(const AudioPostState& chain, const float* section);
+  void (*print)(void* effect);
+  void (*set_para)(void* effect, const float* section);
+  void (*get_para)(void* effect, float* section);
+  void (*destroy)(void* effect);
+};
+
+// In processing order. Adding an effect is adding a row.
+extern const Effect kEffectTable[];
+extern const int kEffectCount;
+constexpr int kMaxEffects = 7;  // Agc and Maximizer are two stages of one effect
+
+}  // namespace chain
+
+struct AudioPostState {
+  // Settings, as the record gave them.
+  int swFrmLen;
+  int sample_rate, bit_rate, channel_link, channels;
+  float version;
+  float full_scale;  // clamp bound of the output; unlike the effects' own, one below 2^15 and 2^23
+  int enable[chain::kFlags];
+  std::vector<float> channel_gain_dB, channel_gain;
+  // Working buffers: every block overwrites them before any effect runs.
+  std::vector<float*> channel_buf;
+  // Handles in the order of the table; null where not created.
+  void* effects[chain::kMaxEffects];
+
+  // Beyond the documented fields.
+  std::vector<float> samples;                // what channel_buf points into
+  int effect_channels[chain::kMaxEffects];  // the channel count that each effect was created for
+
+  ~AudioPostState();
+};
+
+namespace chain {
+
+// Channels that have a gain and a buffer. A retune may store any count in `channels`, but they are made at Init only.
+int usable_channels(const AudioPostState& chain);
+
+// A copy of `count` floats of the host's, followed by the zeros that the effects may read beyond them: the equalizer
+// has a record per channel, and any number of channels.
+std::vector<float> padded(const float* floats, int count);
+
+// The parts that Init and SetPara share.
+void load_header(AudioPostState& chain, const float* record);
+void load_flags(AudioPostState& chain, const float* record);
+void load_gains(AudioPostState& chain, const float* padded_record);
+bool version_fits(const AudioPostState& chain, const char* function);  // says so in the name of `function` if not
+bool wanted(const AudioPostState& chain, const Effect& effect);        // any of its flags is set
+void create_effect(AudioPostState& chain, int index, const float* padded_record);  // leaves null without memory
+
+}  // namespace chain

@@ -1,0 +1,7 @@
+// When this library was built, in UTC, as the banners print it. Defined in a file that the build generates.
+#pragma once
+
+namespace common {
+extern const char kBuildDate[];  // "May 10 2024"
+extern const char kBuildTime[];  // "10:23:41"
+}  // namespace common

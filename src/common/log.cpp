@@ -1,0 +1,14 @@
+#include "common/log.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+void common::log_line(const char* function, int line, const char* format, ...) {
+  char text[512];  // the longest message holds three %f of FLT_MAX: under 200 characters
+  const int prefix = std::snprintf(text, sizeof text, "LOG (%s(): ,%d), ", function, line);
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text + prefix, sizeof text - static_cast<unsigned>(prefix), format, arguments);
+  va_end(arguments);
+  std::fputs(text, stderr);
+}

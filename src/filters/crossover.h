@@ -1,0 +1,15 @@
+// Record of the crossover filter bank, for the code that runs it a block at a time.
+#pragma once
+
+#include <vector>
+
+#include "filters/biquad.h"
+
+struct CrossoverFilter {
+  float low_fc, high_fc, mid1_low_fc, mid1_high_fc, mid2_low_fc, mid2_high_fc;  // Hz
+  int sample_rate, channels;
+  int mid_bands;                  // fixed at creation
+  int coef_count, history_count;  // per channel and path: always 10 and 4
+  // Filter paths, one pair of sections per channel; empty where mid_bands leaves the path out.
+  std::vector<filters::BiquadPair> low, high, mid1_highpass, mid1_lowpass, mid2_highpass, mid2_lowpass;
+};

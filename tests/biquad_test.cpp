@@ -1,0 +1,50 @@
+#include "support.h"
+
+TEST_CASE("a section follows its difference equation, and its history outlives a change of coefficients") {
+  BiquadFilter* f = biquad_init();
+  CHECK(biquad_processAudioSample(f, 1000.0f) == 0.0f);  // fresh: all coefficients 0
+
+  const float fir[5] = {0.5f, -0.25f, 0.125f, 0, 0};
+  biquad_setCoefficients(f, fir);
+  biquad_reset(f);
+  for (float expected : {0.5f, -0.25f, 0.125f, 0.0f}) {
+    CHECK(biquad_processAudioSample(f, expected == 0.5f ? 1.0f : 0.0f) == expected);
+  }
+
+  const float recursive[5] = {1, 0, 0, -0.5f, 0.25f};  // y[n] = x[n] + y[n-1] / 2 - y[n-2] / 4
+  biquad_setCoefficients(f, recursive);
+  CHECK(biquad_processAudioSample(f, 8.0f) == 8.0f);
+  CHECK(biquad_processAudioSample(f, 0.0f) == 4.0f);
+  biquad_setCoefficients(f, fir);
+  CHECK(biquad_processAudioSample(f, 2.0f) == 1.0f);  // 0.5 * 2 + (4 / 2 - 8 / 4)
+  biquad_reset(f);
+  CHECK(biquad_processAudioSample(f, 4.0f) == 2.0f);
+  CHECK(biquad_destroy(f) == 0);
+  CHECK(biquad_destroy(nullptr) == 0);
+}
+
+TEST_CASE("the first-order step leaves the second-order slots alone") {
+  BiquadFilter* f = biquad_init();
+  const float coeffs[5] = {1, 0.5f, 1e9f, -0.5f, 1e9f};
+  biquad_setCoefficients(f, coeffs);
+  f->history[1] = 7.0f;
+  CHECK(biquad_1st_processAudioSample(f, 2.0f) == 2.0f);
+  CHECK(biquad_1st_processAudioSample(f, 0.0f) == 2.0f);  // 0.5 * 2 + 0.5 * 2
+  CHECK(biquad_1st_processAudioSample(f, 0.0f) == 1.0f);
+  CHECK(f->history[1] == 7.0f);
+  biquad_destroy(f);
+}
+
+TEST_CASE("the step rounds where the contract says: fma, add, fma") {
+  const auto x = support::noise(500, 32767.0f);
+  const float coeffs[5] = {1.0123f, -1.8761f, 0.8931f, -1.8755f, 0.9054f};
+  float history[2] = {0, 0};
+  double s1 = 0, s2 = 0;  // the same, with each rounding written out; a product of two floats is exact in double
+  for (float v : x) {
+    const float y = std::fma(coeffs[0], v, static_cast<float>(s1));
+    const float difference = std::fma(-coeffs[3], y, static_cast<float>(static_cast<double>(coeffs[1]) * v));
+    s1 = static_cast<float>(s2 + static_cast<double>(difference));
+    s2 = std::fma(-coeffs[4], y, static_cast<float>(static_cast<double>(coeffs[2]) * v));
+    REQUIRE(support::same_bits(update_biquad_filter(coeffs, history, v), y));
+  }
+}

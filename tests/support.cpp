@@ -1,0 +1,132 @@
+#include "support.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace support {
+
+Samples sine(int n, double frequency_hz, double sample_rate, double amplitude) {
+  Samples x(static_cast<size_t>(n));
+  for (size_t i = 0; i < x.size(); ++i)
+    x[i] = static_cast<float>(amplitude * std::sin(2 * M_PI * frequency_hz * static_cast<double>(i) / sample_rate));
+  return x;
+}
+
+namespace {
+uint32_t next_random(uint32_t& state) {  // xorshift32: the same numbers on every machine
+  state ^= state << 13, state ^= state >> 17, state ^= state << 5;
+  return state;
+}
+uint32_t seeded(uint32_t seed) { return seed * 2654435761u + 1; }
+}  // namespace
+
+Samples noise(int n, float amplitude, uint32_t seed) {
+  uint32_t state = seeded(seed);
+  Samples x(static_cast<size_t>(n));
+  for (float& v : x) v = amplitude * (static_cast<float>(next_random(state) >> 8) / 8388608.0f - 1.0f);
+  return x;
+}
+
+std::vector<int16_t> noise_pcm(int n, uint32_t seed) {
+  uint32_t state = seeded(seed);
+  std::vector<int16_t> x(static_cast<size_t>(n));
+  for (int16_t& v : x) v = static_cast<int16_t>(next_random(state) >> 16);
+  return x;
+}
+
+double rms(const Samples& x, size_t from) {
+  double sum = 0;
+  for (size_t i = from; i < x.size(); ++i) sum += static_cast<double>(x[i]) * static_cast<double>(x[i]);
+  return std::sqrt(sum / static_cast<double>(x.size() - from));
+}
+
+double peak(const Samples& x, size_t from) {
+  double most = 0;
+  for (size_t i = from; i < x.size(); ++i) most = std::max(most, std::fabs(static_cast<double>(x[i])));
+  return most;
+}
+
+double to_dB(double linear) { return 20 * std::log10(linear); }
+
+double amplitude_at(const Samples& x, double frequency_hz, double sample_rate, size_t from) {
+  double cc = 0, ss = 0, cs = 0, xc = 0, xs = 0;
+  for (size_t i = from; i < x.size(); ++i) {
+    const double w = 2 * M_PI * frequency_hz * static_cast<double>(i) / sample_rate;
+    const double c = std::cos(w), s = std::sin(w), v = static_cast<double>(x[i]);
+    cc += c * c, ss += s * s, cs += c * s, xc += v * c, xs += v * s;
+  }
+  const double det = cc * ss - cs * cs;
+  return std::hypot((xc * ss - xs * cs) / det, (xs * cc - xc * cs) / det);
+}
+
+Planar::Planar(std::vector<Samples> channels) : data(std::move(channels)) {
+  for (Samples& channel : data) pointers.push_back(channel.data());
+}
+
+namespace {
+std::string take(std::FILE* file) {
+  std::string text;
+  std::rewind(file);
+  for (int c; (c = std::fgetc(file)) != EOF;) text.push_back(static_cast<char>(c));
+  std::fclose(file);
+  return text;
+}
+}  // namespace
+
+Outcome in_child(const std::function<void()>& work) {
+  std::FILE* out = std::tmpfile();
+  std::FILE* err = std::tmpfile();
+  std::fflush(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    dup2(fileno(out), STDOUT_FILENO);
+    dup2(fileno(err), STDERR_FILENO);
+    work();
+    std::fflush(nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0, take(out),
+          take(err)};
+}
+
+int count_logged(const std::string& log, const std::string& function, const std::string& text) {
+  const std::string head = "LOG (" + function + "(): ,";
+  int count = 0;
+  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at + 1)) {
+    const size_t digits = at + head.size();
+    const size_t end = log.find_first_not_of("0123456789", digits);
+    if (end != std::string::npos && end > digits && log.compare(end, 3 + text.size(), "), " + text) == 0) ++count;
+  }
+  return count;
+}
+
+bool logged(const std::string& log, const std::string& function, const std::string& text) {
+  return count_logged(log, function, text) > 0;
+}
+
+Record plain_record(int channels, int bit_rate, int sample_rate) {
+  Record r{};
+  r[0] = static_cast<float>(sample_rate);
+  r[1] = static_cast<float>(bit_rate);
+  r[3] = static_cast<float>(channels);
+  r[4] = 2.0f;
+  return r;
+}
+
+std::vector<int16_t> through_chain(AudioPostState* chain, const std::vector<int16_t>& pcm, int channels, int block) {
+  std::vector<int16_t> out(pcm.size());
+  const size_t step = static_cast<size_t>(block * channels);
+  size_t done = 0;
+  for (; done + step <= pcm.size(); done += step)
+    AudioPost_Process(chain, pcm.data() + done, out.data() + done, channels, block);
+  out.resize(done);
+  return out;
+}
+
+}  // namespace support
