@@ -39,7 +39,8 @@ TEST_CASE("the step rounds where the contract says: fma, add, fma") {
   const auto x = support::noise(500, 32767.0f);
   const float coeffs[5] = {1.0123f, -1.8761f, 0.8931f, -1.8755f, 0.9054f};
   float history[2] = {0, 0};
-  double s1 = 0, s2 = 0;  // the same, with each rounding written out; a product of two floats is exact in double
+  double s1 = 0,
+         s2 = 0;  // the same, with each rounding written out; a product of two floats is exact in double
   for (float v : x) {
     const float y = std::fma(coeffs[0], v, static_cast<float>(s1));
     const float difference = std::fma(-coeffs[3], y, static_cast<float>(static_cast<double>(coeffs[1]) * v));

@@ -12,7 +12,8 @@ namespace support {
 Samples sine(int n, double frequency_hz, double sample_rate, double amplitude) {
   Samples x(static_cast<size_t>(n));
   for (size_t i = 0; i < x.size(); ++i)
-    x[i] = static_cast<float>(amplitude * std::sin(2 * M_PI * frequency_hz * static_cast<double>(i) / sample_rate));
+    x[i] = static_cast<float>(amplitude *
+                              std::sin(2 * M_PI * frequency_hz * static_cast<double>(i) / sample_rate));
   return x;
 }
 
@@ -101,7 +102,8 @@ int count_logged(const std::string& log, const std::string& function, const std:
   for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at + 1)) {
     const size_t digits = at + head.size();
     const size_t end = log.find_first_not_of("0123456789", digits);
-    if (end != std::string::npos && end > digits && log.compare(end, 3 + text.size(), "), " + text) == 0) ++count;
+    if (end != std::string::npos && end > digits && log.compare(end, 3 + text.size(), "), " + text) == 0)
+      ++count;
   }
   return count;
 }
@@ -119,7 +121,8 @@ Record plain_record(int channels, int bit_rate, int sample_rate) {
   return r;
 }
 
-std::vector<int16_t> through_chain(AudioPostState* chain, const std::vector<int16_t>& pcm, int channels, int block) {
+std::vector<int16_t> through_chain(AudioPostState* chain, const std::vector<int16_t>& pcm, int channels,
+                                   int block) {
   std::vector<int16_t> out(pcm.size());
   const size_t step = static_cast<size_t>(block * channels);
   size_t done = 0;

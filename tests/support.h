@@ -20,13 +20,14 @@ using Samples = std::vector<float>;
 // ---- Signals: one channel, at PCM scale ----
 Samples sine(int n, double frequency_hz, double sample_rate, double amplitude);
 Samples noise(int n, float amplitude, uint32_t seed = 1);  // uniform, -amplitude … amplitude
-std::vector<int16_t> noise_pcm(int n, uint32_t seed = 1);   // the whole 16-bit range
+std::vector<int16_t> noise_pcm(int n, uint32_t seed = 1);  // the whole 16-bit range
 
 // ---- Measurements ----
 double rms(const Samples& x, size_t from = 0);
 double peak(const Samples& x, size_t from = 0);
 double to_dB(double linear);
-// Amplitude of the sinusoid at this frequency, by least squares over x[from …]; exact where that holds whole periods.
+// Amplitude of the sinusoid at this frequency, by least squares over x[from …]; exact where that holds whole
+// periods.
 double amplitude_at(const Samples& x, double frequency_hz, double sample_rate, size_t from = 0);
 
 // ---- Exact comparison: 0.0 and -0.0 differ, a NaN equals the same NaN ----
@@ -65,6 +66,7 @@ using Record = std::array<float, AUDIOPOST_PARAM_LENGTH>;
 Record plain_record(int channels = 2, int bit_rate = 16, int sample_rate = 48000);
 
 // Runs interleaved PCM through a chain, block by block; a last partial block is left out.
-std::vector<int16_t> through_chain(AudioPostState* chain, const std::vector<int16_t>& pcm, int channels, int block);
+std::vector<int16_t> through_chain(AudioPostState* chain, const std::vector<int16_t>& pcm, int channels,
+                                   int block);
 
 }  // namespace support

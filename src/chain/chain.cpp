@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <memory>
 
 #include "common/build_date.h"
@@ -56,15 +55,15 @@ void load_gains(AudioPostState& chain, const float* padded_record) {
   }
 }
 
-bool wanted(const AudioPostState& chain, const Effect& effect) {
+bool wanted(const AudioPostState& chain, int row) {
+  const Effect& effect = kEffectTable[row];
   return std::any_of(effect.stages, effect.stages + effect.stage_count,
                      [&](const Stage& stage) { return chain.enable[stage.flag] != 0; });
 }
 
-void create_effect(AudioPostState& chain, int index, const float* padded_record) {
-  const Effect& effect = kEffectTable[index];
-  chain.effects[index] = effect.init(chain, padded_record + effect.section);
-  chain.effect_channels[index] = chain.channels;
+void create_effect(AudioPostState& chain, int row, const float* section) {
+  chain.effects[row] = kEffectTable[row].init(chain, section);
+  chain.effect_channels[row] = chain.channels;
 }
 
 }  // namespace chain
@@ -81,8 +80,8 @@ void read_pcm(AudioPostState& s, const int16_t* input, int channels, int n) {
   }
 }
 
-// A stage whose effect could not be created, or was created by a retune for more channels than there are buffers,
-// does not run.
+// A stage whose effect could not be created, or was created by a retune for more channels than there are
+// buffers, does not run.
 void run_effects(AudioPostState& s, int n) {
   for (int e = 0; e < chain::kEffectCount; ++e) {
     if (!s.effects[e] || s.effect_channels[e] > static_cast<int>(s.channel_buf.size())) continue;
@@ -93,8 +92,8 @@ void run_effects(AudioPostState& s, int n) {
   }
 }
 
-// Clamps to the bit rate's range, however wide, and stores the low 16 bits: for 24 and 32 bits too the PCM is 16 bits
-// wide. Hosts rely on it. The order of the comparisons makes NaN full scale.
+// Clamps to the bit rate's range, however wide, and stores the low 16 bits: for 24 and 32 bits too the PCM is
+// 16 bits wide. Hosts rely on it. The order of the comparisons makes NaN full scale.
 void write_pcm(const AudioPostState& s, int16_t* output, int channels, int n) {
   const float top = s.full_scale, bottom = -1.0f - s.full_scale;
   for (int ch = 0; ch < channels; ++ch) {
@@ -115,7 +114,7 @@ void AudioPost_Process(AudioPostState* s, const int16_t* input, int16_t* output,
   if (!s) return;
   if (frames != s->swFrmLen) {
     LOG_LINE("error, swFrmLen is wrong!\n\n");
-    std::exit(-1);
+    common::end_process();
   }
   const common::FlushDenormals flush;
   const int channels = chain::usable_channels(*s);
@@ -135,7 +134,9 @@ void make_buffers(AudioPostState& s) {
   s.channel_gain.resize(channels);
 }
 
-float clamp_bound(int bit_rate) { return bit_rate == 16 ? 32767.0f : bit_rate == 24 ? 8388607.0f : 2147483648.0f; }
+float clamp_bound(int bit_rate) {
+  return bit_rate == 16 ? 32767.0f : bit_rate == 24 ? 8388607.0f : 2147483648.0f;
+}
 
 }  // namespace
 
@@ -162,8 +163,8 @@ AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
     const std::vector<float> record = chain::padded(param, AUDIOPOST_PARAM_LENGTH);
     chain::load_gains(*s, record.data());
     for (int e = 0; e < chain::kEffectCount; ++e) {
-      if (!chain::wanted(*s, chain::kEffectTable[e])) continue;
-      chain::create_effect(*s, e, record.data());
+      if (!chain::wanted(*s, e)) continue;
+      chain::create_effect(*s, e, record.data() + chain::kEffectTable[e].section);
       if (!s->effects[e]) return nullptr;  // only shortage of memory is left as a cause
       chain::kEffectTable[e].print(s->effects[e]);
     }

@@ -7,8 +7,8 @@
 
 namespace chain {
 
-// One step of processing, with the flag that turns it on: the effect is created for any nonzero flag, but the stage
-// runs only at exactly 1.
+// One step of processing, with the flag that turns it on: the effect is created for any nonzero flag, but the
+// stage runs only at exactly 1.
 struct Stage {
   int flag;  // index into AudioPostState::enable
   int (*process)(void* effect, float** in, float** out, int n);
@@ -25,10 +25,20 @@ struct Effect {
   void (*destroy)(void* effect);
 };
 
+// Rows of the table, and of every array that goes with it. Agc and Maximizer are two stages of one effect.
+enum EffectRow {
+  kAutoGain,
+  kBassEnhancer,
+  kExciter,
+  kDeEsser,
+  kEq10,
+  kMultiBandDrc,
+  kMaximizer,
+  kEffectCount
+};
+
 // In processing order. Adding an effect is adding a row.
-extern const Effect kEffectTable[];
-extern const int kEffectCount;
-constexpr int kMaxEffects = 7;  // Agc and Maximizer are two stages of one effect
+extern const Effect kEffectTable[kEffectCount];
 
 }  // namespace chain
 
@@ -43,30 +53,32 @@ struct AudioPostState {
   // Working buffers: every block overwrites them before any effect runs.
   std::vector<float*> channel_buf;
   // Handles in the order of the table; null where not created.
-  void* effects[chain::kMaxEffects];
+  void* effects[chain::kEffectCount];
 
   // Beyond the documented fields.
   std::vector<float> samples;                // what channel_buf points into
-  int effect_channels[chain::kMaxEffects];  // the channel count that each effect was created for
+  int effect_channels[chain::kEffectCount];  // the channel count that each effect was created for
 
   ~AudioPostState();
 };
 
 namespace chain {
 
-// Channels that have a gain and a buffer. A retune may store any count in `channels`, but they are made at Init only.
+// Channels that have a gain and a buffer. A retune may store any count in `channels`, but they are made at
+// Init only.
 int usable_channels(const AudioPostState& chain);
 
-// A copy of `count` floats of the host's, followed by the zeros that the effects may read beyond them: the equalizer
-// has a record per channel, and any number of channels.
+// A copy of `count` floats of the host's, followed by the zeros that the effects may read beyond them: the
+// equalizer has a record per channel, and any number of channels.
 std::vector<float> padded(const float* floats, int count);
 
 // The parts that Init and SetPara share.
 void load_header(AudioPostState& chain, const float* record);
 void load_flags(AudioPostState& chain, const float* record);
 void load_gains(AudioPostState& chain, const float* padded_record);
-bool version_fits(const AudioPostState& chain, const char* function);  // says so in the name of `function` if not
-bool wanted(const AudioPostState& chain, const Effect& effect);        // any of its flags is set
-void create_effect(AudioPostState& chain, int index, const float* padded_record);  // leaves null without memory
+bool version_fits(const AudioPostState& chain,
+                  const char* function);            // says so in the name of `function` if not
+bool wanted(const AudioPostState& chain, int row);  // any of the effect's flags is set
+void create_effect(AudioPostState& chain, int row, const float* section);  // leaves null without memory
 
 }  // namespace chain

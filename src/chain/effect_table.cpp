@@ -4,10 +4,8 @@
 namespace chain {
 namespace {
 
-enum Flag { kAutoGain, kBassEnhancer, kExciter, kDeEsser, kEq10, kMultiBandDrc, kAgc, kMaximizer };
-
 template <class State, auto Process>
-constexpr Stage stage(Flag flag) {
+constexpr Stage stage(EnableFlag flag) {
   return {flag, [](void* effect, float** in, float** out, int n) {
             return Process(static_cast<State*>(effect), in, out, n);
           }};
@@ -28,7 +26,6 @@ constexpr Effect effect(int section, void* (*init)(const AudioPostState&, const 
 
 }  // namespace
 
-const Effect kEffectTable[1] = {};
-const int kEffectCount = 0;
+const Effect kEffectTable[kEffectCount] = {};
 
 }  // namespace chain

@@ -12,8 +12,8 @@ enum RecordIndex {
   kChannelLink = 2,
   kChannels = 3,
   kVersion = 4,
-  kFirstFlag = 10,      // AutoGain, BassEnhancer, Exciter, DeEsser, EQ10, MultiBandDRC, Agc, Maximizer
-  kFirstGain = 20,      // one gain in dB per channel, kGainStride apart
+  kFirstFlag = 10,  // one enable flag per EnableFlag
+  kFirstGain = 20,  // one gain in dB per channel, kGainStride apart
   kAutoGainSection = 30,
   kBassEnhancerSection = 60,
   kExciterSection = 80,
@@ -22,7 +22,17 @@ enum RecordIndex {
   kMultiBandDrcSection = 200,
   kMaximizerSection = 400,
 };
-constexpr int kFlags = 8;
+enum EnableFlag {
+  kAutoGainFlag,
+  kBassEnhancerFlag,
+  kExciterFlag,
+  kDeEsserFlag,
+  kEq10Flag,
+  kMultiBandDrcFlag,
+  kAgcFlag,
+  kMaximizerFlag,
+  kFlags
+};
 constexpr int kGainStride = 5;
 constexpr int kEq10SectionLength = 100;
 constexpr int kEq10ChannelLength = 50;

@@ -1,6 +1,7 @@
-// Denormals cost nothing: while an object of this class lives, this thread's processor reads and writes them as zero.
-// A recursion that has fallen silent then runs as fast as a loud one. Values this small (below 1.2e-38, where a
-// 16-bit step is 1) never reach an output sample. Every Process function that works on blocks holds one.
+// Denormals cost nothing: while an object of this class lives, this thread's processor reads and writes them
+// as zero. A recursion that has fallen silent then runs as fast as a loud one. Values this small
+// (below 1.2e-38, where a 16-bit step is 1) never reach an output sample. Every Process function that works
+// on blocks holds one.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,9 @@ namespace common {
 class FlushDenormals {
  public:
 #if defined(__x86_64__)
-  FlushDenormals() : saved_(_mm_getcsr()) { _mm_setcsr(saved_ | 0x8040u); }  // flush to zero, denormals are zero
+  FlushDenormals() : saved_(_mm_getcsr()) {
+    _mm_setcsr(saved_ | 0x8040u);
+  }  // flush to zero, denormals are zero
   ~FlushDenormals() { _mm_setcsr(saved_); }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 void common::log_line(const char* function, int line, const char* format, ...) {
   char text[512];  // the longest message holds three %f of FLT_MAX: under 200 characters
@@ -12,3 +13,5 @@ void common::log_line(const char* function, int line, const char* format, ...) {
   va_end(arguments);
   std::fputs(text, stderr);
 }
+
+void common::end_process() { std::exit(-1); }

@@ -6,8 +6,8 @@
 
 namespace common {
 
-// Toward zero; beyond the 32-bit range the nearest end; NaN is 0. What 64-bit Arm's fcvtzs does, written out because
-// other processors (and the language) leave it open. Called with floats and doubles alike.
+// Toward zero; beyond the 32-bit range the nearest end; NaN is 0. What 64-bit Arm's fcvtzs does, written out
+// because other processors (and the language) leave it open. Called with floats and doubles alike.
 inline int32_t truncate_to_int(double value) {
   if (value >= 2147483647.0) return INT32_MAX;
   if (value <= -2147483648.0) return INT32_MIN;
@@ -28,8 +28,8 @@ inline int32_t wrapping_mul(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 
-// Tangent and hyperbolic sine in single precision differ between the mathematics libraries of x86-64 and 64-bit Arm;
-// evaluated in double and rounded once they agree.
+// Tangent and hyperbolic sine in single precision differ between the mathematics libraries of x86-64 and
+// 64-bit Arm; evaluated in double and rounded once they agree.
 inline float tan_rounded_once(float x) { return static_cast<float>(std::tan(static_cast<double>(x))); }
 inline float sinh_rounded_once(float x) { return static_cast<float>(std::sinh(static_cast<double>(x))); }
 

@@ -9,7 +9,8 @@ namespace common {
 constexpr int kRiseTime = -2200;
 
 // The share of the old value that is left after one block: exp(-2200 frames / (fs ms)). The caller forms
-// -2200 * frames, some effects in integers (it may wrap), some in floats. A time of 0 gives 0: the new value at once.
+// -2200 * frames, some effects in integers (it may wrap), some in floats. A time of 0 gives 0: the new value
+// at once.
 inline float block_decay(float frames_times_rise, int sample_rate, float ms) {
   return expf(frames_times_rise / (static_cast<float>(sample_rate) * ms));
 }

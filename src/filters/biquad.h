@@ -7,8 +7,8 @@
 
 namespace filters {
 
-// Transposed direct form II. The grouping is the contract: the loop-carried path is fma, add, fma, and another order
-// changes the last bit of the output.
+// Transposed direct form II. The grouping is the contract: the loop-carried path is fma, add, fma, and
+// another order changes the last bit of the output.
 inline float biquad_step(const BiquadCoeffs& c, BiquadHistory& h, float x) {
   const float y = std::fma(c.b0, x, h.s1);
   h.s1 = h.s2 + std::fma(-c.a1, y, c.b1 * x);

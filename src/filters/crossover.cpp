@@ -20,7 +20,8 @@ void load_frequencies(CrossoverFilter& f, const CrossoverParam& param) {
 }
 
 // Clears the path's history with it: all bands restart from silence.
-void design_path(const CrossoverFilter& f, std::vector<filters::BiquadPair>& path, FilterType type, float fc) {
+void design_path(const CrossoverFilter& f, std::vector<filters::BiquadPair>& path, FilterType type,
+                 float fc) {
   for (filters::BiquadPair& channel : path)
     filters::design_pair(channel, type, static_cast<float>(f.sample_rate), fc);
 }
@@ -65,7 +66,8 @@ void Filters_Crossover_filterSetParam(CrossoverFilter* f, const CrossoverParam* 
 
 // ---- Life cycle ------------------------------------------------------------------------------------
 CrossoverParam* Filters_Crossover_paramInit() {
-  auto* param = static_cast<CrossoverParam*>(std::malloc(sizeof(CrossoverParam)));  // the caller's free() ends it
+  auto* param =
+      static_cast<CrossoverParam*>(std::malloc(sizeof(CrossoverParam)));  // the caller's free() ends it
   if (!param) {
     LOG_LINE("CrossoverParam malloc error \n\n");
     return nullptr;

@@ -1,6 +1,6 @@
-// The library's one coefficient designer. Every formula is evaluated in single precision in the order it stands.
+// The library's one coefficient designer. Every formula is evaluated in single precision in the order it
+// stands.
 #include <cmath>
-#include <cstdlib>
 
 #include "common/log.h"
 #include "common/numeric.h"
@@ -45,16 +45,16 @@ BiquadCoeffs low_shelf(Angle w, float slope, float gain_dB) {
   const auto [A, r] = shelf_terms(w.sw, slope, gain_dB);
   const float up = A + 1.0f, down = A - 1.0f;
   const float a0 = up + down * w.cw + r;
-  return {A * (up - down * w.cw + r) / a0, 2.0f * A * (down - up * w.cw) / a0, A * (up - down * w.cw - r) / a0,
-          -2.0f * (down + up * w.cw) / a0, (up + down * w.cw - r) / a0};
+  return {A * (up - down * w.cw + r) / a0, 2.0f * A * (down - up * w.cw) / a0,
+          A * (up - down * w.cw - r) / a0, -2.0f * (down + up * w.cw) / a0, (up + down * w.cw - r) / a0};
 }
 
 BiquadCoeffs high_shelf(Angle w, float slope, float gain_dB) {
   const auto [A, r] = shelf_terms(w.sw, slope, gain_dB);
   const float up = A + 1.0f, down = A - 1.0f;
   const float a0 = up - down * w.cw + r;
-  return {A * (up + down * w.cw + r) / a0, -2.0f * A * (down + up * w.cw) / a0, A * (up + down * w.cw - r) / a0,
-          2.0f * (down - up * w.cw) / a0, (up - down * w.cw - r) / a0};
+  return {A * (up + down * w.cw + r) / a0, -2.0f * A * (down + up * w.cw) / a0,
+          A * (up + down * w.cw - r) / a0, 2.0f * (down - up * w.cw) / a0, (up - down * w.cw - r) / a0};
 }
 
 BiquadCoeffs general_low_pass(Angle w, float q, float gain_dB) {
@@ -80,8 +80,9 @@ BiquadCoeffs band_pass(Angle w, float octaves, float gain_dB) {
   return {G * alpha / a0, 0.0f, -G * alpha / a0, -2.0f * w.cw / a0, (1.0f - alpha) / a0};
 }
 
-// G goes into the factor k that all coefficients share, so at any gain but 0 dB it scales the feedback too and stands
-// in b1 and b2 twice: required behaviour, and harmless because the library itself always asks for 0 dB.
+// G goes into the factor k that all coefficients share, so at any gain but 0 dB it scales the feedback too
+// and stands in b1 and b2 twice: required behaviour, and harmless because the library itself always asks for
+// 0 dB.
 BiquadCoeffs butterworth_low_pass(Angle w, float gain_dB) {
   const float T = 1.0f / common::tan_rounded_once(w.w0 / 2.0f);
   const float G = powf(10.0f, gain_dB / 20.0f);
@@ -104,17 +105,33 @@ void filter_calculateCoeffs(float* coeffs, int type, float sample_rate, float fc
   const Angle w{w0, cosf(w0), sinf(w0)};
   BiquadCoeffs c{};
   switch (type) {
-    case Parametric: c = parametric(w, q, gain_dB); break;
-    case LowShelf: c = low_shelf(w, q, gain_dB); break;
-    case HighShelf: c = high_shelf(w, q, gain_dB); break;
-    case GeneralLP: c = general_low_pass(w, q, gain_dB); break;
-    case GeneralHP: c = general_high_pass(w, q, gain_dB); break;
-    case BandPass: c = band_pass(w, q, gain_dB); break;
-    case ButterworthLP: c = butterworth_low_pass(w, gain_dB); break;
-    case ButterworthHP: c = butterworth_high_pass(w, gain_dB); break;
+    case Parametric:
+      c = parametric(w, q, gain_dB);
+      break;
+    case LowShelf:
+      c = low_shelf(w, q, gain_dB);
+      break;
+    case HighShelf:
+      c = high_shelf(w, q, gain_dB);
+      break;
+    case GeneralLP:
+      c = general_low_pass(w, q, gain_dB);
+      break;
+    case GeneralHP:
+      c = general_high_pass(w, q, gain_dB);
+      break;
+    case BandPass:
+      c = band_pass(w, q, gain_dB);
+      break;
+    case ButterworthLP:
+      c = butterworth_low_pass(w, gain_dB);
+      break;
+    case ButterworthHP:
+      c = butterworth_high_pass(w, gain_dB);
+      break;
     default:
       LOG_LINE("ErrorXXX: You should choose a filter type!\n\n");
-      std::exit(-1);
+      common::end_process();
   }
   const float result[5] = {c.b0, c.b1, c.b2, c.a1, c.a2};
   for (int i = 0; i < 5; ++i) coeffs[i] = result[i];
