@@ -167,6 +167,42 @@ void Filters_Crossover_filterProcess(CrossoverFilter* filter, const float* in, f
 /** Returns 0, or -3 for null. */
 int Filters_Crossover_filterDestroy(CrossoverFilter* filter);
 
+/* ==== EQ10: ten-band equalizer ================================================================================= */
+
+/** Up to ten filters in series per channel, in ascending band order, for any number of channels. */
+typedef struct EQ10State EQ10State;
+
+/** Creates an equalizer.
+ *  section       a record of 50 floats per channel (one for all channels when channel_link is not 0): ten bands of
+ *                  enable  0 is off, 1 is on
+ *                  type    a FilterType; an unknown one in a band that is on ends the process
+ *                  fc      Hz
+ *                  Q       Q, shelf slope or bandwidth in octaves, by type
+ *                  boost   gain in dB
+ *                used as filter_calculateCoeffs uses them. Null: all bands off, audio passes unchanged.
+ *  bit_depth     kept, not used: any value will do
+ *  frame_length  the most samples per channel in a call; also how much EQ10_GetData returns
+ *  channel_link  not 0: every channel has channel 0's settings, and a history of its own
+ *  Any other enable value turns the band on too, but a channel runs as many filters as its ten values add up to,
+ *  counting from where the channel before it ended: beyond its own it takes those of the channels that follow. */
+EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
+                     int channel_link);
+/** Filters n samples of each channel, n at most frame_length; of a longer block, EQ10_GetData keeps the beginning.
+ *  Returns the channel count. */
+int EQ10_Process(EQ10State* state, float** in, float** out, int n);
+/** Sets all bands from a section. Running filters go on without a click: the k-th filter that is on keeps the history
+ *  of the one that was k-th before, whichever band that was. Returns the channel count. */
+int EQ10_SetPara(EQ10State* state, const float* section);
+/** Writes 50 floats per channel in the layout of the section, also when the channels are linked. */
+void EQ10_GetPara(const EQ10State* state, float* section);
+/** Copies the latest block before (in_dst) and after (out_dst) the equalizer, frame_length samples per channel; after
+ *  a shorter block the rest is from earlier ones. Returns the channel count, 0 for a null state. */
+int EQ10_GetData(const EQ10State* state, float** in_dst, float** out_dst);
+/** Prints the settings of every band whose enable is exactly 1. */
+void EQ10_PrintPara(const EQ10State* state);
+/** Returns 0, or -3 for null. */
+int EQ10_Destroy(EQ10State* state);
+
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -1,4 +1,6 @@
 // The effects in processing order. The chain knows an effect only by its row here.
+#include <iterator>
+
 #include "chain/chain.h"
 
 namespace chain {
@@ -24,8 +26,21 @@ constexpr Effect effect(int section, void* (*init)(const AudioPostState&, const 
           [](void* handle) { Destroy(static_cast<State*>(handle)); }};
 }
 
+void* init_eq10(const AudioPostState& c, const float* section) {
+  return EQ10_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+}
+
 }  // namespace
 
-const Effect kEffectTable[kEffectCount] = {};
+const Effect kEffectTable[kEffectCount] = {
+    {},  // AutoGain
+    {},  // BassEnhancer
+    {},  // Exciter
+    {},  // DeEsser
+    effect<EQ10State, EQ10_PrintPara, EQ10_SetPara, EQ10_GetPara, EQ10_Destroy>(
+        kEq10Section, init_eq10, stage<EQ10State, EQ10_Process>(kEq10Flag)),
+    {},  // MultiBandDRC
+    {},  // Maximizer
+};
 
 }  // namespace chain

@@ -1,0 +1,192 @@
+// Ten-band equalizer: per channel up to ten second-order sections in series.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+#include "filters/biquad.h"
+#include "zelkaudio_effect_eqdrc.h"
+
+// ---- Record ----------------------------------------------------------------------------------------
+namespace {
+
+constexpr int kBands = 10;
+constexpr int kBandLength = 5;  // floats of one band in a section
+constexpr int kChannelLength = kBands * kBandLength;
+
+struct Band {
+  int enable;          // 0 is off; every other value adds itself to band_count
+  int type;            // FilterType
+  float fc, q, boost;  // Hz; Q, slope or octaves; dB
+};
+constexpr Band kBandOff{0, Parametric, 1000.0f, 1.0f, 0.0f};
+
+}  // namespace
+
+struct EQ10State {
+  // Settings, as the host gave them.
+  int sample_rate;
+  int channels;
+  int bit_depth;  // kept, not used
+  int channel_link;
+  int frame_length;
+  std::vector<Band> bands;  // channel by channel, ten each
+  // One slot per enabled band, packed: channel 0's in ascending band order, then channel 1's, and so on.
+  std::vector<BiquadCoeffs> coeffs;  // a function of the settings alone
+  std::vector<BiquadHistory>
+      history;                    // belongs to the slot, not to the band: what one block hands to the next
+  std::vector<float> band_count;  // per channel: the sum of its enable values
+  // The latest block before and after the equalizer; frame_length samples per channel, one channel after
+  // another.
+  std::vector<float> in_copy, out_copy;
+
+  // Beyond the documented fields.
+  int slots;  // designed, over all channels
+};
+
+namespace {
+
+// ---- Design ----------------------------------------------------------------------------------------
+Band read_band(const float* record) {
+  return {common::truncate_to_int(record[0]), common::truncate_to_int(record[1]), record[2], record[3],
+          record[4]};
+}
+
+void load_bands(EQ10State& s, const float* section) {
+  for (int ch = 0; ch < s.channels; ++ch) {
+    const float* record = section && !s.channel_link ? section + ptrdiff_t{kChannelLength} * ch : section;
+    Band* const bands = s.bands.data() + ptrdiff_t{kBands} * ch;
+    int sum = 0;
+    for (int b = 0; b < kBands; ++b) {
+      bands[b] = record ? read_band(record + ptrdiff_t{kBandLength} * b) : kBandOff;
+      sum = common::wrapping_add(sum, bands[b].enable);
+    }
+    s.band_count[static_cast<size_t>(ch)] = static_cast<float>(sum);
+  }
+}
+
+// Histories stay where they are, even if a slot now belongs to another band or channel: clearing the memory
+// of a running filter is an audible click.
+void design_slots(EQ10State& s) {
+  s.slots = 0;
+  for (const Band& band : s.bands) {
+    if (!band.enable) continue;
+    filter_calculateCoeffs(&s.coeffs[static_cast<size_t>(s.slots)].b0, band.type,
+                           static_cast<float>(s.sample_rate), band.fc, band.q, band.boost);
+    ++s.slots;
+  }
+}
+
+void load(EQ10State& s, const float* section) {
+  load_bands(s, section);
+  design_slots(s);
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+// The next slots that this channel runs. With enable values of 0 and 1 these are its own; other values count
+// more than were designed (or fewer), so the channel takes slots of the next one. The last designed slot is
+// the end.
+int slots_of_channel(const EQ10State& s, int ch, int cursor) {
+  int done = 0;
+  while (static_cast<float>(done) < s.band_count[static_cast<size_t>(ch)] && cursor + done < s.slots) ++done;
+  return done;
+}
+
+// Sections in series, in place.
+void run_slots(const BiquadCoeffs* coeffs, BiquadHistory* history, int slots, float* x, int n) {
+  for (int k = 0; k < slots; ++k) filters::biquad_block(coeffs[k], history[k], x, n);
+}
+
+}  // namespace
+
+int EQ10_Process(EQ10State* s, float** in, float** out, int n) {
+  if (n <= 0) return s->channels;
+  const common::FlushDenormals flush;
+  const size_t frame_length = common::array_size(s->frame_length);
+  const size_t kept = std::min(common::array_size(n), frame_length);
+  int cursor = 0;
+  for (int ch = 0; ch < s->channels; ++ch) {
+    const size_t copy_at = static_cast<size_t>(ch) * frame_length;
+    std::copy_n(in[ch], kept, s->in_copy.begin() + static_cast<ptrdiff_t>(copy_at));
+    if (out[ch] != in[ch]) std::memmove(out[ch], in[ch], common::array_size(n) * sizeof(float));
+    const int slots = slots_of_channel(*s, ch, cursor);
+    run_slots(s->coeffs.data() + cursor, s->history.data() + cursor, slots, out[ch], n);
+    cursor += slots;
+    std::copy_n(out[ch], kept, s->out_copy.begin() + static_cast<ptrdiff_t>(copy_at));
+  }
+  return s->channels;
+}
+
+// ---- Control ---------------------------------------------------------------------------------------
+int EQ10_SetPara(EQ10State* s, const float* section) {
+  load(*s, section);
+  return s->channels;
+}
+
+void EQ10_GetPara(const EQ10State* s, float* section) {
+  for (const Band& band : s->bands) {
+    const float record[kBandLength] = {static_cast<float>(band.enable), static_cast<float>(band.type),
+                                       band.fc, band.q, band.boost};
+    section = std::copy_n(record, kBandLength, section);
+  }
+}
+
+int EQ10_GetData(const EQ10State* s, float** in_dst, float** out_dst) {
+  if (!s) return 0;
+  const size_t frame_length = common::array_size(s->frame_length);
+  for (int ch = 0; ch < s->channels; ++ch) {
+    const size_t copy_at = static_cast<size_t>(ch) * frame_length;
+    std::copy_n(s->in_copy.data() + copy_at, frame_length, in_dst[ch]);
+    std::copy_n(s->out_copy.data() + copy_at, frame_length, out_dst[ch]);
+  }
+  return s->channels;
+}
+
+// ---- Print -----------------------------------------------------------------------------------------
+void EQ10_PrintPara(const EQ10State* s) {
+  static const char* const names[] = {"Parametric", "LowShelf", "HighShelf", "GeneralLP", "GeneralHP"};
+  LOG_LINE("EQ Param\n");
+  LOG_LINE("=====================\n");
+  for (int ch = 0; ch < s->channels; ++ch) {
+    LOG_LINE("==== channel:%i ====\n", ch);
+    const Band* const bands = s->bands.data() + ptrdiff_t{kBands} * ch;
+    for (int b = 0; b < kBands; ++b) {
+      const Band& band = bands[b];
+      if (band.enable != 1) continue;  // not merely on
+      if (band.type >= Parametric && band.type <= GeneralHP) LOG_LINE("filterTypes:%s\n", names[band.type]);
+      LOG_LINE("fc:%.2f\n", static_cast<double>(band.fc));
+      LOG_LINE("Q:%.2f\n", static_cast<double>(band.q));
+      LOG_LINE("boost:%.2f\n", static_cast<double>(band.boost));
+    }
+  }
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
+                     int channel_link) {
+  if (!common::servable(channels, frame_length)) return nullptr;
+  return common::null_without_memory([&] {
+    auto s = std::make_unique<EQ10State>();
+    s->sample_rate = sample_rate, s->channels = channels, s->bit_depth = bit_depth;
+    s->channel_link = channel_link, s->frame_length = frame_length;
+    const size_t size = common::array_size(channels);
+    s->bands.resize(size * kBands);
+    s->coeffs.resize(size * kBands);
+    s->history.resize(size * kBands);
+    s->band_count.resize(size);
+    s->in_copy.resize(size * common::array_size(frame_length));
+    s->out_copy.resize(s->in_copy.size());
+    load(*s, section);
+    return s.release();
+  });
+}
+
+int EQ10_Destroy(EQ10State* s) {
+  if (!s) return -3;
+  delete s;
+  return 0;
+}
