@@ -1,6 +1,4 @@
 // The effects in processing order. The chain knows an effect only by its row here.
-#include <iterator>
-
 #include "chain/chain.h"
 
 namespace chain {
