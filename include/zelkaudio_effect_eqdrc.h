@@ -205,6 +205,175 @@ void EQ10_PrintPara(const EQ10State* state);
 /** Returns 0, or -3 for null. */
 int EQ10_Destroy(EQ10State* state);
 
+/* ==== Gain curves ======================================================================================= */
+
+/** Static expander/compressor curve with soft knees: the output level for an input level, both in dB.
+ *  knee             width of each knee in dB, half of it (rounded down) on either side; below 1 gives 0
+ *  x                input level, dB
+ *  noise_threshold  where the expander's line meets unity gain; it attenuates what is below, dB
+ *  expand_end       end of the expander, dB; constant gain from here on
+ *  compress_start   start of the compressor, dB
+ *  max_gain         the constant gain in between, dB
+ *  max_peak         output for an input of 0 dB, dB
+ *  Meant for noise_threshold < expand_end <= compress_start < 0 and compress_start + max_gain <= max_peak.
+ *  Nothing is checked: corners that coincide give infinite or undefined slopes.
+ *  Source: straight lines in dB joined by parabolas; D. Giannoulis et al., "Digital Dynamic Range Compressor
+ *  Design", JAES 60:6, 2012. */
+float table_caculate(int32_t knee, float x, float noise_threshold, float expand_end, float compress_start,
+                     float max_gain, float max_peak);
+
+/** Static limiter curve: unity gain, a parabolic knee of `knee` dB around the threshold, then a constant
+ *  `threshold`. All in dB; a knee below 1 gives 0. Source as above. */
+float max_table_caculate(int32_t knee, float x, float threshold);
+
+/** Reads a table that samples a curve at equal steps in dB.
+ *  last   index of the last entry
+ *  table  last + 1 floats
+ *  x      level, dB
+ *  start  level of the first entry, dB
+ *  scale  entries per dB
+ *  Returns the nearest entry (half steps go up), the first below start and for NaN, the last beyond the end.
+ *  Never reads outside the table. */
+float table_search(int32_t last, const float* table, float x, float start, float scale);
+
+/* ==== Multi-band compressor ============================================================================= */
+
+/** Two to four bands per channel, each with a make-up gain and, where enabled, a compressor: a follower with
+ *  attack and release per sample, exp(-1000 / (fs t)), whose level selects a gain from 201 samples of
+ *  table_caculate between 4 dB below noise_threshold and 0 dB, with a 4 dB knee, never below -60 dB. The
+ *  bands' sum is the output. Bands are numbered 0 low, 1 high, 2 middle 1, 3 middle 2. Section, 100 floats
+ *  per channel:
+ *     0  crossover_band    number of bands; their records start at 10 low, 30 middle 1, 50 middle 2, 70 high:
+ *    +0  freq_start, +1 freq_end    Hz; low's start and high's end shape nothing
+ *    +2  gain_dB                    make-up gain
+ *    +3  drc_enable                 nonzero: compressor on, which also scales the band by 1 / crossover_band
+ *    +4  compress_start, +5 expand_end, +6 noise_threshold, +7 max_gain, +8 max_peak    dB, the curve's
+ *    +9  attack_time, +10 release_time, +11 hold_time    ms, integers; hold_time has no effect
+ *  The follower rises (attack) only for samples above it: negative samples always release. Curve corners out
+ *  of order are warned about and used. A crossover_band outside 2 ... 4 is stored and reported as it is:
+ *  none or less gives silence, 1 the low band alone, 5 and more the first three, each band from the fifth on
+ *  with a message. */
+typedef struct MultiBandDRCState MultiBandDRCState;
+
+/** Creates a compressor; a null section gives one that answers silence until MultiBandDRC_SetPara.
+ *  channel_link nonzero: every channel reads the first one's settings. More than two channels end the
+ *  process. */
+MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                                     int channel_link);
+/** Processes n samples of each channel; any n. Returns the channel count. */
+int MultiBandDRC_Process(MultiBandDRCState* state, float** in, float** out, int n);
+/** Loads all settings. The crossovers restart from silence; the followers go on where the number of bands
+ *  stays, and restart at 0 otherwise. Without memory a channel keeps its number of bands. Returns the
+ *  channel count. */
+int MultiBandDRC_SetPara(MultiBandDRCState* state, const float* section);
+/** Writes one record per channel, except gain_dB and drc_enable, which keep what the caller has there. */
+void MultiBandDRC_GetPara(const MultiBandDRCState* state, float* section);
+/** Prints all settings. */
+void MultiBandDRC_PrintPara(const MultiBandDRCState* state);
+/** Sets the crossover's frequencies (Hz) of one channel, or of all when linked, and restarts it from
+ *  silence. The frequencies of bands that the named channel does not have are not stored. Returns the
+ *  channel count. */
+int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* state, int channel, float low_freq_end,
+                                      float high_freq_start, float mid1_freq_start, float mid1_freq_end,
+                                      float mid2_freq_start, float mid2_freq_end);
+/** Sets one band's compressor of one channel, or of all when linked; its follower goes on. The times are
+ *  truncated to integers. A band that the channel does not run is set too, after a message, as far as there
+ *  is one (0 ... 3). Returns the channel count. */
+int MultiBandDRC_DRC_AdjustPara(MultiBandDRCState* state, int channel, int band, int drc_enable,
+                                float gain_dB, float compress_start, float expand_end, float noise_threshold,
+                                float max_gain, float max_peak, float attack_time, float release_time,
+                                float hold_time);
+/** Returns 0, or -3 for null. */
+int MultiBandDRC_Destroy(MultiBandDRCState* state);
+
+/* ==== Maximizer and automatic gain control ============================================================== */
+
+/** A peak limiter with make-up gain, and an automatic gain control: two modes, each with its own settings
+ *  and gain, that share one handle. Both measure a block, look up a target gain in 201 samples of a static
+ *  curve up to +10 dB and ramp toward it within the block. Section, 20 floats per channel:
+ *     0  max_threshold   dB: of the limiter; its curve is max_table_caculate, the knee 6 - 2 max_threshold
+ *     1  ceiling         dB: the make-up gain is ceiling - max_threshold, less 0.02 dB
+ *     2  release         ms: limiter release
+ *     3  compress_start, 4 expand_end, 5 noise_threshold, 6 max_gain, 7 max_peak    dB: AGC curve
+ *     8  attack_time     ms: AGC, rising gain
+ *     9  release_time    ms: AGC, falling gain below compress_start
+ *    10  hold_time       ms: no effect
+ *  A gain takes on the share 1 - exp(-2200 swFrmLen / (fs t)) of what is missing in every block: 10 % to 90 %
+ *  in t. The AGC's curve is table_caculate; corners out of order are warned about and used. */
+typedef struct MaximizerState MaximizerState;
+
+/** Creates a handle for both modes.
+ *  section       null for the defaults: -3, -1, 1; -20, -40, -45, 16, -1, 200, 400, 200
+ *  swFrmLen      samples per channel in each later block
+ *  channel_link  nonzero: every channel reads the first one's settings
+ *  More than two channels end the process. */
+MaximizerState* Maximizer_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                               int swFrmLen, int channel_link);
+/** Limits n samples of each channel. Over max_threshold the gain falls by the first sample that would pass
+ *  full scale otherwise, and the output is not clipped; at or below it the gain follows the release and the
+ *  output is limited to full scale. The gain starts at 0: a new stream rises from silence. The second
+ *  channel is driven by the louder of both channels' peaks, the first by its own. Returns the channel
+ *  count. */
+int Maximizer_Process(MaximizerState* state, float** in, float** out, int n);
+/** Loads all settings of both modes. The limiter's gain goes on; the AGC's restarts at 1. Returns the
+ *  channel count. */
+int Maximizer_SetPara(MaximizerState* state, const float* section);
+/** Writes indices 0 to 10 of one record per channel. */
+void Maximizer_GetPara(const MaximizerState* state, float* section);
+/** Prints all settings of both modes. */
+void Maximizer_PrintPara(const MaximizerState* state);
+/** Sets the limiter of one channel, or of all when linked; its gain goes on. Returns the channel count. */
+int Maximizer_AdjustPara(MaximizerState* state, int channel, float max_threshold, float ceiling,
+                         float release);
+/** Returns 0, or -3 for null. */
+int Maximizer_Destroy(MaximizerState* state);
+
+/** Applies the automatic gain control to n samples of each channel. A peak above compress_start selects the
+ *  gain and a falling gain gets there within the block, before a sample passes +-32766 (at every bit_rate);
+ *  if the first sample already would, the block keeps the old gain. Otherwise the mean square selects it and
+ *  attack and release apply. The second channel's peak is the louder of both. Not clipped. Returns the
+ *  channel count. */
+int Agc_Process(MaximizerState* state, float** in, float** out, int n);
+/** Sets the AGC of one channel, or of all when linked, and restarts its gain at 1. Returns the channel
+ *  count. */
+int Agc_AdjustPara(MaximizerState* state, int channel, float compress_start, float expand_end,
+                   float noise_threshold, float max_gain, float max_peak, float attack_time,
+                   float release_time, float hold_time);
+
+/* ==== Level detector ==================================================================================== */
+
+/** A ten-band level meter for the first channel of interleaved 16-bit PCM: band-passes of 1.2 octaves at 62
+ *  Hz to 8 kHz, a low-pass at 31 Hz, a high-pass at 16 kHz; mean square per block, smoothed, held and turned
+ *  into dB. */
+typedef struct LevelDetectorState LevelDetectorState;
+
+/** What the meter shows, truncated toward zero. */
+typedef struct LevelDetectorResult {
+  int16_t freq[10];  /**< Hz */
+  int16_t level[10]; /**< dB relative to the bit_rate's full scale; the input counts as 16-bit PCM always */
+} LevelDetectorResult;
+
+/** Creates a meter with 200 ms to rise and to fall and no hold time, and prints a banner.
+ *  bit_rate     16, 24 or other (taken as 32): the reference of the levels
+ *  sample_rate  Hz
+ *  channels     distance between two samples of the channel measured; 0 and below count as 0
+ *  frame_len    the block length that the smoothing and the mean are made for
+ *  Null without memory only. */
+LevelDetectorState* LevelDetector_Init(int bit_rate, int sample_rate, int channels, int frame_len);
+/** Sets the times and clears power and hold; the filters' memory stays.
+ *  band_param  frequency (Hz) and q of each band in turn, 20 floats (q as filter_calculateCoeffs takes it: Q
+ *              for the first and last band, octaves for the others); null leaves the bands alone
+ *  rmstc, hold_time, decay_time  ms to rise (10 % to 90 %), to hold and to fall
+ *  Returns frame_len. */
+int LevelDetector_SetPara(LevelDetectorState* state, const float* band_param, float rmstc, float hold_time,
+                          float decay_time);
+/** Measures n frames, any number, as one block; the mean is taken over frame_len + 1. Returns n. */
+uint32_t LevelDetector_Process(LevelDetectorState* state, const int16_t* pcm, uint32_t n);
+/** Reads the meter. Returns frame_len. */
+int LevelDetector_GetRes(const LevelDetectorState* state, LevelDetectorResult* result);
+/** Returns 0, or -3 for null. */
+int LevelDetector_Destroy(LevelDetectorState* state);
+
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -28,6 +28,14 @@ void* init_eq10(const AudioPostState& c, const float* section) {
   return EQ10_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
 }
 
+void* init_multiband_drc(const AudioPostState& c, const float* section) {
+  return MultiBandDRC_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+}
+
+void* init_maximizer(const AudioPostState& c, const float* section) {
+  return Maximizer_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+}
+
 }  // namespace
 
 const Effect kEffectTable[kEffectCount] = {
@@ -37,8 +45,12 @@ const Effect kEffectTable[kEffectCount] = {
     {},  // DeEsser
     effect<EQ10State, EQ10_PrintPara, EQ10_SetPara, EQ10_GetPara, EQ10_Destroy>(
         kEq10Section, init_eq10, stage<EQ10State, EQ10_Process>(kEq10Flag)),
-    {},  // MultiBandDRC
-    {},  // Maximizer
+    effect<MultiBandDRCState, MultiBandDRC_PrintPara, MultiBandDRC_SetPara, MultiBandDRC_GetPara,
+           MultiBandDRC_Destroy>(kMultiBandDrcSection, init_multiband_drc,
+                                 stage<MultiBandDRCState, MultiBandDRC_Process>(kMultiBandDrcFlag)),
+    effect<MaximizerState, Maximizer_PrintPara, Maximizer_SetPara, Maximizer_GetPara, Maximizer_Destroy>(
+        kMaximizerSection, init_maximizer, stage<MaximizerState, Agc_Process>(kAgcFlag),
+        stage<MaximizerState, Maximizer_Process>(kMaximizerFlag)),
 };
 
 }  // namespace chain

@@ -1,0 +1,182 @@
+// Peak limiter with make-up gain: the last stage of the chain. Creates, reports and ends the AGC mode with
+// it.
+#include "dynamics/maximizer.h"
+
+#include <cmath>
+#include <memory>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+#include "common/sample_format.h"
+#include "dynamics/gain_ramp.h"
+
+namespace {
+
+// ---- Settings --------------------------------------------------------------------------------------
+constexpr int kStride = 20;  // floats of the section per channel
+enum Index {
+  kMaxThreshold,
+  kCeiling,
+  kRelease,
+  kCompressStart,
+  kExpandEnd,
+  kNoiseThreshold,
+  kMaxGain,
+  kMaxPeak,
+  kAttackTime,
+  kReleaseTime,
+  kHoldTime,
+};
+constexpr float kDefaults[] = {-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200};
+
+// ---- Design ----------------------------------------------------------------------------------------
+void load_limiter(MaximizerState& s, size_t ch, float max_threshold, float ceiling, float release) {
+  s.max_threshold[ch] = max_threshold, s.ceiling[ch] = ceiling, s.release[ch] = release;
+  // 0.998 leaves 0.02 dB below the ceiling.
+  s.ceiling_gain[ch] = common::dB_to_linear(ceiling - max_threshold) * 0.998f;
+  s.release_coef[ch] = dynamics::block_share(s, release);
+  dynamics::build_limiter_table(max_threshold, s.ceiling_gain[ch], s.max_table[ch], s.max_table_start[ch],
+                                s.max_table_scale[ch]);
+}
+
+// `stride` 0 gives every channel the first record. The limiter's gain stays: a jump would be heard.
+void load(MaximizerState& s, const float* section, size_t stride, const char* function) {
+  for (size_t ch = 0; ch < s.agc_gain.size(); ++ch) {
+    const float* r = section + ch * stride;
+    const dynamics::AgcSettings agc{
+        {r[kNoiseThreshold], r[kExpandEnd], r[kCompressStart], r[kMaxGain], r[kMaxPeak]},
+        r[kAttackTime],
+        r[kReleaseTime],
+        r[kHoldTime]};
+    dynamics::load_agc(s, ch, agc, function);
+    load_limiter(s, ch, r[kMaxThreshold], r[kCeiling], r[kRelease]);
+  }
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+// Over the threshold the gain reaches its target within the block: by the first sample that would overload on
+// a ramp over the whole block, or at once when that comes too soon for a ramp. Not clipped.
+void attack(const MaximizerState& s, float gain, float target, const float* in, float* out, int n) {
+  const float change = target - gain;
+  const int length = dynamics::first_overload(gain, change / static_cast<float>(n), s.clip_level, in, n);
+  if (length < 2)
+    dynamics::scale_block(target, in, out, n);
+  else
+    dynamics::ramp_block(gain, change, length, in, out, n);
+}
+
+void process_channel(MaximizerState& s, size_t ch, float peak, const float* in, float* out, int n) {
+  const float level_dB = (log10f(peak + 1.0f) - s.log_full_scale) * 20.0f;
+  const float target = table_search(dynamics::kLastEntry, s.max_table[ch].data(), level_dB,
+                                    s.max_table_start[ch], s.max_table_scale[ch]);
+  const float gain = s.limiter_gain[ch];
+  if (s.max_threshold[ch] < level_dB) {
+    attack(s, gain, target, in, out, n);
+    s.limiter_gain[ch] = target;
+    return;
+  }
+  const float next = dynamics::smoothed(gain, target, s.release_coef[ch]);
+  dynamics::ramp_block_clamped(gain, next - gain, s.clip_level, in, out, n);
+  s.limiter_gain[ch] = next;
+}
+
+}  // namespace
+
+int Maximizer_Process(MaximizerState* s, float** in, float** out, int n) {
+  const common::FlushDenormals flush;
+  float peak =
+      0.0f;  // not reset between channels: the second sees the louder of the two. Hosts are tuned to it.
+  for (size_t ch = 0; ch < s->limiter_gain.size(); ++ch) {
+    peak = dynamics::peak_with(peak, in[ch], n);
+    process_channel(*s, ch, peak, in[ch], out[ch], n);
+  }
+  return s->channels;
+}
+
+// ---- Control ---------------------------------------------------------------------------------------
+int Maximizer_SetPara(MaximizerState* s, const float* section) {
+  load(*s, section, s->channel_link ? 0 : kStride, "Maximizer_SetPara");
+  return s->channels;
+}
+
+// One record per channel at the full stride, whatever channel_link says.
+void Maximizer_GetPara(const MaximizerState* s, float* section) {
+  for (int ch = 0; ch < s->channels; ++ch) {
+    float* r = section + ch * kStride;
+    r[kMaxThreshold] = s->max_threshold[ch], r[kCeiling] = s->ceiling[ch], r[kRelease] = s->release[ch];
+    r[kCompressStart] = s->compress_start[ch], r[kExpandEnd] = s->expand_end[ch];
+    r[kNoiseThreshold] = s->noise_threshold[ch];
+    r[kMaxGain] = s->max_gain[ch], r[kMaxPeak] = s->max_peak[ch];
+    r[kAttackTime] = s->attack_time[ch], r[kReleaseTime] = s->release_time[ch],
+    r[kHoldTime] = s->hold_time[ch];
+  }
+}
+
+int Maximizer_AdjustPara(MaximizerState* s, int channel, float max_threshold, float ceiling, float release) {
+  for (int ch = 0; ch < s->channels; ++ch)
+    if (s->channel_link || ch == channel)
+      load_limiter(*s, static_cast<size_t>(ch), max_threshold, ceiling, release);
+  return s->channels;
+}
+
+// ---- Print -----------------------------------------------------------------------------------------
+void Maximizer_PrintPara(const MaximizerState* s) {
+  LOG_LINE("AGC Param\n");
+  LOG_LINE("===================== \n");
+  for (int ch = 0; ch < s->channels; ++ch) {
+    LOG_LINE("---- channel:%i ----\n", ch);
+    LOG_LINE("compress_start:%.2f\n", static_cast<double>(s->compress_start[ch]));
+    LOG_LINE("expand_end:%.2f\n", static_cast<double>(s->expand_end[ch]));
+    LOG_LINE("noise_threshold:%.2f\n", static_cast<double>(s->noise_threshold[ch]));
+    LOG_LINE("max_gain:%.2f\n", static_cast<double>(s->max_gain[ch]));
+    LOG_LINE("max_peak:%.2f\n", static_cast<double>(s->max_peak[ch]));
+    LOG_LINE("attack_time:%.2f\n", static_cast<double>(s->attack_time[ch]));
+    LOG_LINE("release_time:%.2f\n", static_cast<double>(s->release_time[ch]));
+    LOG_LINE("hold_time:%f\n", static_cast<double>(s->hold_time[ch]));
+  }
+  LOG_LINE("Maximizer Param\n");
+  LOG_LINE("=====================\n");
+  for (int ch = 0; ch < s->channels; ++ch) {
+    LOG_LINE("==== channel:%i ====\n", ch);
+    LOG_LINE("max_threshold:%.2f\n", static_cast<double>(s->max_threshold[ch]));
+    LOG_LINE("ceiling:%.2f\n", static_cast<double>(s->ceiling[ch]));
+    LOG_LINE("release:%.2f\n", static_cast<double>(s->release[ch]));
+  }
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+MaximizerState* Maximizer_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                               int swFrmLen, int channel_link) {
+  if (channels > dynamics::kMaximizerChannels) {
+    LOG_LINE("Too Many Channel!\n\n");
+    common::end_process();
+  }
+  const common::SampleFormat* format = common::sample_format(bit_rate);
+  if (!format) {
+    LOG_LINE("bit_rate is wrong!\n");
+    return nullptr;
+  }
+  return common::null_without_memory([&] {
+    auto s = std::make_unique<MaximizerState>();
+    s->bit_rate = bit_rate, s->sample_rate = sample_rate, s->channels = channels;
+    s->swFrmLen = swFrmLen, s->channel_link = channel_link;
+    s->log_full_scale = format->log_full_scale, s->clip_level = format->clip_level;
+    const size_t size = common::array_size(channels);
+    s->max_table.resize(size), s->agc_table.resize(size);
+    s->agc_gain.resize(size);
+    s->limiter_gain.resize(size);  // 0: a new stream rises from silence
+    if (section)
+      load(*s, section, channel_link ? 0 : kStride, "Maximizer_Init");
+    else
+      load(*s, kDefaults, 0, "Maximizer_Init");
+    return s.release();
+  });
+}
+
+int Maximizer_Destroy(MaximizerState* s) {
+  if (!s) return -3;
+  delete s;
+  return 0;
+}

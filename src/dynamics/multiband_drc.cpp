@@ -1,0 +1,320 @@
+// Compressor of two to four bands: a crossover, and per band a make-up gain, a level follower and a static
+// curve.
+#include "dynamics/multiband_drc.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+#include "common/sample_format.h"
+
+using common::truncate_to_int;
+
+namespace {
+
+using dynamics::kDrcBands;
+
+// ---- Section ---------------------------------------------------------------------------------------
+constexpr int kStride = 100;  // floats of the section per channel
+// Where a band's record begins. Ascending in frequency there, while bands are numbered low, high, middle 1,
+// middle 2.
+constexpr int kLow = 10, kHigh = 70, kMiddle1 = 30, kMiddle2 = 50;
+constexpr int kBandRecord[kDrcBands] = {kLow, kHigh, kMiddle1, kMiddle2};
+enum Index {
+  kFreqStart,
+  kFreqEnd,
+  kGain,
+  kDrcEnable,
+  kCompressStart,
+  kExpandEnd,
+  kNoiseThreshold,
+  kMaxGain,
+  kMaxPeak,
+  kAttackTime,
+  kReleaseTime,
+  kHoldTime,
+};
+
+// Loops that only report stop here: a record may claim two thousand million bands.
+constexpr int kReportedBands = 100;
+
+int channels_of(const MultiBandDRCState& s) { return std::max(0, s.channels); }
+int bands_to_report(const MultiBandDRCState& s, int ch) {
+  return std::min(s.crossover_band[ch], kReportedBands);
+}
+// Bands that have storage: the others exist in number only.
+int bands_to_run(const MultiBandDRCState& s, int ch) { return std::min(s.crossover_band[ch], kDrcBands); }
+// A band without storage is answered with the low band.
+int stored(int band) { return band < kDrcBands ? band : 0; }
+
+int band_record(int band, const char* function) {
+  if (band >= kDrcBands)
+    LOG_LINE_AS(function, "There is something wrong with crossover, please check again\n\n");
+  return kBandRecord[stored(band)];
+}
+
+void warn_if_wrong(const dynamics::CurvePoints& points, const char* function) {
+  if (!dynamics::in_order(points)) LOG_LINE_AS(function, "wrong param for MultiDRC, please check again\n\n");
+}
+
+// ---- Design ----------------------------------------------------------------------------------------
+// What one sample leaves of a follower: exp(-1000 / (fs ms)), the RC time constant. The product is a 32-bit
+// integer.
+float sample_decay(int ms, int sample_rate) {
+  return expf(-1000.0f / static_cast<float>(common::wrapping_mul(ms, sample_rate)));
+}
+
+struct BandSettings {
+  int drc_enable;
+  float gain_dB;
+  dynamics::CurvePoints points;
+  float attack_time, release_time, hold_time;  // ms, still to be truncated
+};
+
+void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings& from) {
+  s.drc_enable[ch][band] = from.drc_enable;
+  s.gain_dB[ch][band] = from.gain_dB;
+  s.compress_start[ch][band] = from.points.compress_start;
+  s.expand_end[ch][band] = from.points.expand_end;
+  s.noise_threshold[ch][band] = from.points.noise_threshold;
+  s.max_gain[ch][band] = from.points.max_gain;
+  s.max_peak[ch][band] = from.points.max_peak;
+  s.attack_time[ch][band] = truncate_to_int(from.attack_time);
+  s.release_time[ch][band] = truncate_to_int(from.release_time);
+  s.hold_time[ch][band] = truncate_to_int(from.hold_time);
+  s.attack_coef[ch][band] = sample_decay(s.attack_time[ch][band], s.sample_rate);
+  s.release_coef[ch][band] = sample_decay(s.release_time[ch][band], s.sample_rate);
+  s.gain_linear[ch][band] = common::dB_to_linear(from.gain_dB);
+  dynamics::build_compressor_table(from.points, 0.0f, s.gain_table[ch][band], s.table_start[ch][band],
+                                   s.table_inv_step[ch][band]);
+}
+
+void load_band(MultiBandDRCState& s, int ch, int band, const float* record, const char* function) {
+  const float* r = record + band_record(band, function);
+  const BandSettings settings{
+      truncate_to_int(r[kDrcEnable]),
+      r[kGain],
+      {r[kNoiseThreshold], r[kExpandEnd], r[kCompressStart], r[kMaxGain], r[kMaxPeak]},
+      r[kAttackTime],
+      r[kReleaseTime],
+      r[kHoldTime]};
+  if (band < kDrcBands) {
+    s.freq_start[ch][band] = r[kFreqStart], s.freq_end[ch][band] = r[kFreqEnd];
+    load_compressor(s, ch, band, settings);
+  }
+  warn_if_wrong(settings.points, function);
+}
+
+// The same band count redesigns the crossover in place and keeps the followers; another one makes a new
+// crossover, and the followers restart. False without memory: the channel then keeps the crossover and the
+// count it has.
+bool load_crossover(MultiBandDRCState& s, int ch, const float* r) {
+  const int bands = truncate_to_int(r[0]);
+  s.crossover_param = {common::wrapping_sub(bands, 2), r[kLow + kFreqEnd],     r[kHigh + kFreqStart],
+                       r[kMiddle1 + kFreqStart],       r[kMiddle1 + kFreqEnd], r[kMiddle2 + kFreqStart],
+                       r[kMiddle2 + kFreqEnd]};
+  if (s.crossover[ch] && bands == s.crossover_band[ch]) {
+    Filters_Crossover_filterSetParam(s.crossover[ch].get(), &s.crossover_param);
+    return true;
+  }
+  CrossoverFilter* made = Filters_Crossover_filterInit(s.sample_rate, 1, &s.crossover_param);
+  if (!made) return false;
+  s.crossover[ch].reset(made);
+  s.crossover_band[ch] = bands;
+  s.band_scale[ch] = 1.0f / static_cast<float>(bands);
+  std::fill_n(s.band_buf[ch], kDrcBands, 0.0f);
+  std::fill_n(s.envelope[ch], kDrcBands, 0.0f);
+  return true;
+}
+
+const float* channel_record(const MultiBandDRCState& s, int ch, const float* section) {
+  return section + (s.channel_link ? 0 : ch * kStride);
+}
+
+bool load_crossovers(MultiBandDRCState& s, const float* section) {
+  bool complete = true;
+  for (int ch = 0; ch < channels_of(s); ++ch)
+    complete &= load_crossover(s, ch, channel_record(s, ch, section));
+  return complete;
+}
+
+void load_bands(MultiBandDRCState& s, const float* section, const char* function) {
+  for (int ch = 0; ch < channels_of(s); ++ch)
+    for (int band = 0; band < bands_to_report(s, ch); ++band)
+      load_band(s, ch, band, channel_record(s, ch, section), function);
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+// One sample of one compressed band.
+float compress(MultiBandDRCState& s, int ch, int band, float x) {
+  const float envelope = s.envelope[ch][band];
+  // The signed sample, not its magnitude: the negative half-wave always releases. Hosts are tuned to it.
+  const float coef = x > envelope ? s.attack_coef[ch][band] : s.release_coef[ch][band];
+  const float followed = std::fma(coef, envelope, (1.0f - coef) * std::fabs(x));
+  const float level_dB = 20.0f * (log10f(followed + 1.0f) - s.full_scale_log10);
+  const float gain = table_search(dynamics::kLastEntry, s.gain_table[ch][band].data(), level_dB,
+                                  s.table_start[ch][band], s.table_inv_step[ch][band]);
+  s.envelope[ch][band] = followed;
+  // 1 / bands on compressed bands only; the others pass with their make-up gain alone. Hosts are tuned to it.
+  return x * (gain * s.band_scale[ch]);
+}
+
+// This order of adding is the contract. A fifth band and more are never filtered, nor is the fourth beside
+// them.
+float sum_bands(const float* band, int bands) {
+  float sum = 0.0f;
+  if (bands >= 1) sum = band[0] + 0.0f;
+  if (bands >= 2) sum += band[1];
+  if (bands >= 3) sum += band[2];
+  if (bands == 4) sum += band[3];
+  return sum;
+}
+
+void process_channel(MultiBandDRCState& s, int ch, const float* in, float* out, int n) {
+  const int bands = bands_to_run(s, ch);
+  float* const band = s.band_buf[ch];
+  for (int i = 0; i < n; ++i) {
+    if (s.crossover[ch]) Filters_Crossover_filterProcess(s.crossover[ch].get(), &in[i], band);
+    for (int b = 0; b < bands; ++b) {
+      band[b] *= s.gain_linear[ch][b];
+      if (s.drc_enable[ch][b]) band[b] = compress(s, ch, b, band[b]);
+    }
+    out[i] = sum_bands(band, s.crossover_band[ch]);
+  }
+}
+
+}  // namespace
+
+int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
+  const common::FlushDenormals flush;
+  for (int ch = 0; ch < channels_of(*s); ++ch) process_channel(*s, ch, in[ch], out[ch], n);
+  return s->channels;
+}
+
+// ---- Control ---------------------------------------------------------------------------------------
+int MultiBandDRC_SetPara(MultiBandDRCState* s, const float* section) {
+  load_crossovers(*s, section);
+  load_bands(*s, section, "MultiBandDRC_SetPara");
+  return s->channels;
+}
+
+// One record per channel, whatever channel_link says. gain_dB and drc_enable are left as the caller has them:
+// hosts keep theirs there.
+void MultiBandDRC_GetPara(const MultiBandDRCState* s, float* section) {
+  for (int ch = 0; ch < channels_of(*s); ++ch) {
+    float* const record = section + ch * kStride;
+    record[0] = static_cast<float>(s->crossover_band[ch]);
+    for (int band = 0; band < bands_to_report(*s, ch); ++band) {
+      float* const r = record + band_record(band, "MultiBandDRC_GetPara");
+      const int b = stored(band);
+      r[kFreqStart] = s->freq_start[ch][b], r[kFreqEnd] = s->freq_end[ch][b];
+      r[kCompressStart] = s->compress_start[ch][b], r[kExpandEnd] = s->expand_end[ch][b];
+      r[kNoiseThreshold] = s->noise_threshold[ch][b];
+      r[kMaxGain] = s->max_gain[ch][b], r[kMaxPeak] = s->max_peak[ch][b];
+      r[kAttackTime] = static_cast<float>(s->attack_time[ch][b]);
+      r[kReleaseTime] = static_cast<float>(s->release_time[ch][b]);
+      r[kHoldTime] = static_cast<float>(s->hold_time[ch][b]);
+    }
+  }
+}
+
+int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float low_freq_end,
+                                      float high_freq_start, float mid1_freq_start, float mid1_freq_end,
+                                      float mid2_freq_start, float mid2_freq_end) {
+  if (channel < 0 || channel >= s->channels) return s->channels;
+  // mid_bands stays as last written; a redesign does not read it.
+  s->crossover_param = {s->crossover_param.mid_bands,
+                        low_freq_end,
+                        high_freq_start,
+                        mid1_freq_start,
+                        mid1_freq_end,
+                        mid2_freq_start,
+                        mid2_freq_end};
+  const int bands = s->crossover_band[channel];  // of the channel named, for every linked channel
+  for (int ch = 0; ch < s->channels; ++ch) {
+    if (!s->channel_link && ch != channel) continue;
+    if (s->crossover[ch]) Filters_Crossover_filterSetParam(s->crossover[ch].get(), &s->crossover_param);
+    s->freq_end[ch][0] = low_freq_end, s->freq_start[ch][1] = high_freq_start;
+    if (bands >= 3) s->freq_start[ch][2] = mid1_freq_start, s->freq_end[ch][2] = mid1_freq_end;
+    if (bands >= 4) s->freq_start[ch][3] = mid2_freq_start, s->freq_end[ch][3] = mid2_freq_end;
+  }
+  return s->channels;
+}
+
+int MultiBandDRC_DRC_AdjustPara(MultiBandDRCState* s, int channel, int band, int drc_enable, float gain_dB,
+                                float compress_start, float expand_end, float noise_threshold, float max_gain,
+                                float max_peak, float attack_time, float release_time, float hold_time) {
+  if (channel < 0 || channel >= s->channels) return s->channels;
+  // A band that the channel does not run now is said, and set all the same.
+  if (band >= s->crossover_band[channel]) LOG_LINE("i_band out of bound\n");
+  if (band < 0 || band >= kDrcBands) return s->channels;
+  const BandSettings settings{
+      drc_enable,  gain_dB,      {noise_threshold, expand_end, compress_start, max_gain, max_peak},
+      attack_time, release_time, hold_time};
+  for (int ch = 0; ch < s->channels; ++ch) {
+    if (!s->channel_link && ch != channel) continue;
+    load_compressor(*s, ch, band, settings);
+    warn_if_wrong(settings.points, "MultiBandDRC_DRC_AdjustPara");
+  }
+  return s->channels;
+}
+
+// ---- Print -----------------------------------------------------------------------------------------
+void MultiBandDRC_PrintPara(const MultiBandDRCState* s) {
+  LOG_LINE("MultiBandDRC Param\n");
+  LOG_LINE("=====================\n");
+  for (int ch = 0; ch < channels_of(*s); ++ch) {
+    LOG_LINE("==== channel:%i ====\n", ch);
+    LOG_LINE("crossover_band:%i\n", s->crossover_band[ch]);
+    for (int band = 0; band < bands_to_report(*s, ch); ++band) {
+      const int b = stored(band);
+      LOG_LINE("---- band:%i ----\n", band);
+      LOG_LINE("freq_start:%.2f\n", static_cast<double>(s->freq_start[ch][b]));
+      LOG_LINE("freq_end:%.2f\n", static_cast<double>(s->freq_end[ch][b]));
+      LOG_LINE("gain_dB:%.2f\n", static_cast<double>(s->gain_dB[ch][b]));
+      LOG_LINE("drc_enable:%i\n", s->drc_enable[ch][b]);
+      LOG_LINE("compress_start:%.2f\n", static_cast<double>(s->compress_start[ch][b]));
+      LOG_LINE("expand_end:%.2f\n", static_cast<double>(s->expand_end[ch][b]));
+      LOG_LINE("noise_threshold:%.2f\n", static_cast<double>(s->noise_threshold[ch][b]));
+      LOG_LINE("max_gain:%.2f\n", static_cast<double>(s->max_gain[ch][b]));
+      LOG_LINE("max_peak:%.2f\n", static_cast<double>(s->max_peak[ch][b]));
+      LOG_LINE("attack_time:%i\n", s->attack_time[ch][b]);
+      LOG_LINE("release_time:%i\n", s->release_time[ch][b]);
+      LOG_LINE("hold_time:%i\n", s->hold_time[ch][b]);
+    }
+  }
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                                     int channel_link) {
+  if (channels > dynamics::kDrcChannels) {
+    LOG_LINE("Too Many Channel!\n\n");
+    common::end_process();
+  }
+  const common::SampleFormat* format = common::sample_format(bit_rate);
+  if (!format) {
+    LOG_LINE("bit_rate is wrong!\n");
+    return nullptr;
+  }
+  return common::null_without_memory([&]() -> MultiBandDRCState* {
+    auto s = std::make_unique<MultiBandDRCState>();
+    s->bit_rate = bit_rate, s->sample_rate = sample_rate, s->channels = channels,
+    s->channel_link = channel_link;
+    s->full_scale_log10 = format->log_full_scale;
+    if (section) {
+      if (!load_crossovers(*s, section)) return nullptr;
+      load_bands(*s, section, "MultiBandDRC_Init");
+    }
+    return s.release();
+  });
+}
+
+int MultiBandDRC_Destroy(MultiBandDRCState* s) {
+  if (!s) return -3;
+  delete s;
+  return 0;
+}
