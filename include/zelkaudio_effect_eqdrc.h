@@ -205,6 +205,146 @@ void EQ10_PrintPara(const EQ10State* state);
 /** Returns 0, or -3 for null. */
 int EQ10_Destroy(EQ10State* state);
 
+/* ==== Bass enhancer =================================================================================== */
+
+/** Replaces the spectrum below a split frequency by harmonics of it, for loudspeakers that cannot play it.
+ *  At most two channels. Section: 10 floats per channel (channel 1's at index 10; with channel_link both
+ *  read channel 0's):
+ *    0 amount_dB     level of the harmonics, dB
+ *    1 drive         of the waveshaper; 0 makes its curve infinite
+ *    2 blend         shape of the curve's negative half; 10.5 makes it infinite
+ *    3 freq          split, Hz; harmonics are kept from here to three times it
+ *    4 floor_active  integer; 1 or more also takes out what lies below floor
+ *    5 floor         Hz
+ *  Settings are used as given: a curve that is not finite makes the output not finite, until the next
+ *  SetPara. */
+typedef struct BassEnhancerState BassEnhancerState;
+
+/** Creates one; more than two channels end the process. Null as above. */
+BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                                     int channel_link);
+/** Processes n samples of each channel (any n; nothing below 1). Per channel, with x the input over full
+ *  scale: a fourth-order split (two Butterworth sections each way), an asymmetric square-root shaper on the
+ *  low part, a one-pole DC blocker at about 1.6 Hz, a fourth-order band-pass from freq to 3 freq; output =
+ *  high part + amount x harmonics. The dry bass is not in the output. Returns the channel count. */
+int BassEnhancer_Process(BassEnhancerState* state, float** in, float** out, int n);
+/** Retunes; every filter restarts from silence. Returns the channel count. */
+int BassEnhancer_SetPara(BassEnhancerState* state, const float* section);
+/** Writes indices 0 to 5 and, with two channels, 10 to 15, linked or not. */
+void BassEnhancer_GetPara(const BassEnhancerState* state, float* section);
+/** Prints the settings. */
+void BassEnhancer_PrintPara(const BassEnhancerState* state);
+/** Returns 0, or -3 for null. */
+int BassEnhancer_Destroy(BassEnhancerState* state);
+
+/* ==== Exciter ========================================================================================= */
+
+/** Adds harmonics to the upper part of the spectrum. At most two channels. Section: 5 floats per channel
+ *  (channel 1's at index 5; with channel_link both read channel 0's):
+ *    0 even_harmonics     bias of the clipper, where 1 is full scale; 0 makes odd harmonics only
+ *    1 distortion_amount  the clipper is driven by 10^(2 x this): 0.5 is 10 times, 1 is 100 times
+ *    2 Cutoff             corner of the high-passes before and after the clipper, Hz
+ *    3 mix                share of the processed signal in the output, 0 ... 1 */
+typedef struct ExciterState ExciterState;
+
+/** Creates one; more than two channels end the process. Null as above. */
+ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels, int channel_link);
+/** Processes n samples of each channel (any n; nothing below 1): high-pass (Butterworth, second order), add
+ *  the bias, drive, clip by 1.5 u - 0.5 u^3 (its ends beyond +-1; NaN clips to 1), the same high-pass
+ *  again, scale back by the drive, mix with the input. Returns the channel count. */
+int Exciter_Process(ExciterState* state, float** in, float** out, int n);
+/** Retunes; both filters restart from silence. Returns the channel count. */
+int Exciter_SetPara(ExciterState* state, const float* section);
+/** Writes indices 0 to 3 and, with two channels, 5 to 8, linked or not. */
+void Exciter_GetPara(const ExciterState* state, float* section);
+/** Prints the settings. */
+void Exciter_PrintPara(const ExciterState* state);
+/** Returns 0, or -3 for null. */
+int Exciter_Destroy(ExciterState* state);
+
+/* ==== De-esser ======================================================================================== */
+
+/** Tames sibilance: while an octave around f0 is louder than the threshold, a channel is cross-faded into a
+ *  copy of itself with a notch (Q 1) at f0. At most two channels. Section: 5 floats per channel (channel
+ *  1's at index 5; with channel_link both read channel 0's):
+ *    0 f0         Hz
+ *    1 threshold  dB relative to full scale, of the mean square in the octave */
+typedef struct DeEsserState DeEsserState;
+
+/** Creates one; more than two channels end the process. Null as above.
+ *  bit_depth     what bit_rate is elsewhere
+ *  frame_length  frames of a usual block: what the attack (100 ms) and release (200 ms) are reckoned by. A
+ *                time t gives a decay of exp(-2200 frame_length / (sample_rate t)) per block. */
+DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
+                           int channel_link);
+/** Processes n samples of each channel. One decision a block: a gain g, 1 at first, decays by the attack
+ *  while the level is strictly above the threshold and returns to 1 by the release otherwise; output = g x
+ *  + (1 - g) notch(x), g moving in a straight line over frame_length samples. The level of channel 1
+ *  includes channel 0's energy. With n below 1 only the gains move. Returns the channel count. Sources: R.
+ *  Bristow-Johnson, "Cookbook formulae for audio EQ biquad filter coefficients" (band-pass of one octave,
+ *  notch). */
+int DeEsser_Process(DeEsserState* state, float** in, float** out, int n);
+/** Retunes; filters restart from silence, gains from 1. Returns the channel count. */
+int DeEsser_SetPara(DeEsserState* state, const float* section);
+/** Writes indices 5 and 6 only, never 0 and 1: with one channel, 5 receives its threshold; with two, 5 and
+ *  6 receive channel 1's f0 and threshold. */
+void DeEsser_GetPara(const DeEsserState* state, float* section);
+/** Prints the settings. */
+void DeEsser_PrintPara(const DeEsserState* state);
+/** Returns 0, or -3 for null. */
+int DeEsser_Destroy(DeEsserState* state);
+
+/* ==== Loudness meter ================================================================================== */
+
+/** Programme loudness after EBU R 128 / ITU-R BS.1770: K-weighting, mean square over a sliding window,
+ *  channels summed (weights 1, 1, 1, 1.41, 1.41 for left, right, centre and the surrounds; 1 from the sixth
+ *  channel on), an absolute gate at -70 LUFS and a relative gate 10 LU below the mean. The 200 latest
+ *  blocks that passed the absolute gate count. The channels share one ring of squares, so the weights are
+ *  exact only while the ring (window x channels samples) holds a whole number of blocks. */
+typedef struct Ebur128State Ebur128State;
+
+/** Creates a meter that measures a block of window_ms every step_ms, at the end of the ebur128_addframes
+ *  call in which it falls due. Lengths in samples are sample_rate x ms / 1000, toward zero, the product in
+ *  32 bits; with a window or a channel count below 1 nothing is ever measured. Null as above. A meter is
+ *  not reset: make a new one. */
+Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms);
+/** Releases a meter; null is allowed. */
+void ebur128_destroy(Ebur128State* meter);
+/** Takes in n samples of each channel, at PCM scale, and only reads them. A null meter takes in nothing. */
+void ebur128_addframes(Ebur128State* meter, float** in, int n);
+/** The gated loudness in LUFS, or -1000 when nothing has been measured; so for null too. */
+float ebur128_gatedloudness(const Ebur128State* meter);
+
+/* ==== Auto gain ======================================================================================= */
+
+/** Steers the programme towards a target loudness, by the loudness meter's reading of its input. Section:
+ *    0 target_i_dB   LUFS
+ *    1 attack_time   ms, of a rising gain and of the smoothed reading
+ *    2 release_time  ms, of a falling gain
+ *    3 r128_wins     ms, integer: window of the meter
+ *    4 r128_steps    ms, integer: step of the meter, and between two looks at it; no shorter than a block
+ *  A time t moves the gain by 1 - exp(-2200 frame_length / (sample_rate t)) of the way per block. */
+typedef struct AutoGainState AutoGainState;
+
+/** Creates one. frame_length: frames of a usual block, which the times are reckoned by. Null as above; a
+ *  wrong bit_rate is reported by the meter too. */
+AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate, int channels, int frame_length);
+/** Processes n samples of each channel; n above the step's samples ends the process. Every r128_steps the
+ *  gain's goal becomes target_i_dB less the smoothed loudness, at most +20 dB, and 0 dB while nothing has
+ *  been measured. Each block's peak limits the goal to full scale. The gain moves in a straight line over
+ *  frame_length samples. Returns the channel count. */
+int AutoGain_Process(AutoGainState* state, float** in, float** out, int n);
+/** Retunes. New target and times leave the meter and the gain as they are; a new window or step starts a
+ *  new meter and returns the gain to 1. Without memory for that meter the handle goes on as if nothing had
+ *  been measured. Returns the channel count. */
+int AutoGain_SetPara(AutoGainState* state, const float* section);
+/** Writes indices 0 to 4. */
+void AutoGain_GetPara(const AutoGainState* state, float* section);
+/** Prints the settings. */
+void AutoGain_PrintPara(const AutoGainState* state);
+/** Returns 0, or -3 for null. */
+int AutoGain_Destroy(AutoGainState* state);
+
 /* ==== Gain curves ======================================================================================= */
 
 /** Static expander/compressor curve with soft knees: the output level for an input level, both in dB.

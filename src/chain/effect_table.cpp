@@ -24,6 +24,18 @@ constexpr Effect effect(int section, void* (*init)(const AudioPostState&, const 
           [](void* handle) { Destroy(static_cast<State*>(handle)); }};
 }
 
+void* init_auto_gain(const AudioPostState& c, const float* section) {
+  return AutoGain_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen);
+}
+void* init_bass_enhancer(const AudioPostState& c, const float* section) {
+  return BassEnhancer_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+}
+void* init_exciter(const AudioPostState& c, const float* section) {
+  return Exciter_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+}
+void* init_de_esser(const AudioPostState& c, const float* section) {
+  return DeEsser_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+}
 void* init_eq10(const AudioPostState& c, const float* section) {
   return EQ10_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
 }
@@ -39,10 +51,15 @@ void* init_maximizer(const AudioPostState& c, const float* section) {
 }  // namespace
 
 const Effect kEffectTable[kEffectCount] = {
-    {},  // AutoGain
-    {},  // BassEnhancer
-    {},  // Exciter
-    {},  // DeEsser
+    effect<AutoGainState, AutoGain_PrintPara, AutoGain_SetPara, AutoGain_GetPara, AutoGain_Destroy>(
+        kAutoGainSection, init_auto_gain, stage<AutoGainState, AutoGain_Process>(kAutoGainFlag)),
+    effect<BassEnhancerState, BassEnhancer_PrintPara, BassEnhancer_SetPara, BassEnhancer_GetPara,
+           BassEnhancer_Destroy>(kBassEnhancerSection, init_bass_enhancer,
+                                 stage<BassEnhancerState, BassEnhancer_Process>(kBassEnhancerFlag)),
+    effect<ExciterState, Exciter_PrintPara, Exciter_SetPara, Exciter_GetPara, Exciter_Destroy>(
+        kExciterSection, init_exciter, stage<ExciterState, Exciter_Process>(kExciterFlag)),
+    effect<DeEsserState, DeEsser_PrintPara, DeEsser_SetPara, DeEsser_GetPara, DeEsser_Destroy>(
+        kDeEsserSection, init_de_esser, stage<DeEsserState, DeEsser_Process>(kDeEsserFlag)),
     effect<EQ10State, EQ10_PrintPara, EQ10_SetPara, EQ10_GetPara, EQ10_Destroy>(
         kEq10Section, init_eq10, stage<EQ10State, EQ10_Process>(kEq10Flag)),
     effect<MultiBandDRCState, MultiBandDRC_PrintPara, MultiBandDRC_SetPara, MultiBandDRC_GetPara,

@@ -1,0 +1,178 @@
+// Steers the programme towards a target loudness: a gain that follows the meter's reading of the input,
+// slowly, and that never lifts a block's peak over full scale.
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+#include "common/sample_format.h"
+#include "common/time_constant.h"
+#include "loudness/r128_meter.h"
+
+// ---- Record ----------------------------------------------------------------------------------------
+struct AutoGainState {
+  float target_i_dB;                // LUFS
+  float attack_time, release_time;  // ms
+  float release_coef, attack_coef;  // share of the way to the goal that one block goes
+  float current_gain;               // at the start of the next block
+  float target_gain;
+  int step_samples;
+  int samples_to_next_update;
+  int sample_rate, channels, bit_rate;
+  int frame_length;
+  std::unique_ptr<Ebur128State>
+      meter;                  // null when a retune found no memory: it then reads as if nothing was measured
+  int r128_wins, r128_steps;  // ms
+  float smoothed_loudness;    // LUFS
+  float full_scale;
+};
+
+namespace {
+
+constexpr float kNothingMeasured = -1000.0f;
+constexpr float kMaxGain_dB = 20.0f;
+
+// ---- Design ----------------------------------------------------------------------------------------
+// -2200 * frames is a 32-bit integer product.
+float share_per_block(const AutoGainState& s, float ms) {
+  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, s.frame_length));
+  return 1.0f - common::block_decay(rise, s.sample_rate, ms);
+}
+
+void load(AutoGainState& s, const float* section) {
+  s.target_i_dB = section[0];
+  s.attack_time = section[1];
+  s.release_time = section[2];
+  s.r128_wins = common::truncate_to_int(section[3]);
+  s.r128_steps = common::truncate_to_int(section[4]);
+  s.attack_coef = share_per_block(s, s.attack_time);
+  s.release_coef = share_per_block(s, s.release_time);
+}
+
+// A fresh meter and unity gain: what new window or step lengths ask for. The smoothed loudness goes on.
+void restart(AutoGainState& s) {
+  s.step_samples = common::wrapping_mul(s.sample_rate, s.r128_steps) / 1000;
+  s.samples_to_next_update = 0;
+  s.meter.reset(ebur128_init(s.bit_rate, s.sample_rate, s.channels, s.r128_wins, s.r128_steps));
+  s.current_gain = s.target_gain = 1.0f;
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+// NaN samples don't count.
+float block_peak(const float* in, int n, float peak) {
+  for (int i = 0; i < n; ++i) {
+    const float x = std::fabs(in[i]);
+    if (x > peak) peak = x;
+  }
+  return peak;
+}
+
+// One step of a one-pole smoother, rounded once at the sum.
+float glide(float from, float share, float to) { return std::fma(from, 1.0f - share, share * to); }
+
+// The meter's reading moves the target by the time constant of a rising gain.
+void update_target(AutoGainState& s) {
+  const float loudness = ebur128_gatedloudness(s.meter.get());
+  if (std::fabs(loudness - kNothingMeasured) < 1e-8f) {
+    s.target_gain = 1.0f;
+    s.smoothed_loudness = 0.0f;
+    return;
+  }
+  s.smoothed_loudness = glide(s.smoothed_loudness, s.attack_coef, loudness);
+  const float distance_dB = s.target_i_dB - s.smoothed_loudness;
+  s.target_gain = distance_dB < kMaxGain_dB ? powf(10.0f, distance_dB * 0.05f) : 10.0f;
+}
+
+// Returns the gain that the sample after the block would get.
+float ramp_channel(float gain, float increment, const float* in, float* out, int n) {
+  for (int i = 0; i < n; ++i) {
+    out[i] = in[i] * gain;
+    gain += increment;
+  }
+  return gain;
+}
+
+}  // namespace
+
+int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
+  if (s->step_samples < n) {
+    LOG_LINE("frameLen is greater than steps! 0\n\n");
+    common::end_process();
+  }
+  const common::FlushDenormals flush;
+  float peak = 0;
+  for (int ch = 0; ch < s->channels; ++ch) peak = block_peak(in[ch], n, peak);
+  const auto peak_limit =
+      static_cast<float>(static_cast<double>(s->full_scale) / (static_cast<double>(peak) + 1e-8));
+
+  if (s->samples_to_next_update <= 0) {
+    s->samples_to_next_update = common::wrapping_add(s->samples_to_next_update, s->step_samples);
+    update_target(*s);  // a reading that does not know this block yet
+  }
+  ebur128_addframes(s->meter.get(), in, n);
+  s->samples_to_next_update = common::wrapping_sub(s->samples_to_next_update, n);
+
+  // The limited goal replaces the target: until the next update, later blocks stay below this block's limit.
+  if (!(s->target_gain < peak_limit)) s->target_gain = peak_limit;
+  const float goal = s->target_gain, gain = s->current_gain;
+  const float next = glide(gain, gain < goal ? s->attack_coef : s->release_coef, goal);
+  const float increment = (next - gain) / static_cast<float>(s->frame_length);
+  for (int ch = 0; ch < s->channels; ++ch)
+    s->current_gain = ramp_channel(gain, increment, in[ch], out[ch], n);
+  return s->channels;
+}
+
+// ---- Control ---------------------------------------------------------------------------------------
+int AutoGain_SetPara(AutoGainState* s, const float* section) {
+  const int wins = s->r128_wins, steps = s->r128_steps;
+  load(*s, section);
+  if (s->r128_wins != wins || s->r128_steps != steps) restart(*s);
+  return s->channels;
+}
+
+void AutoGain_GetPara(const AutoGainState* s, float* section) {
+  section[0] = s->target_i_dB;
+  section[1] = s->attack_time;
+  section[2] = s->release_time;
+  section[3] = static_cast<float>(s->r128_wins);
+  section[4] = static_cast<float>(s->r128_steps);
+}
+
+// ---- Print -----------------------------------------------------------------------------------------
+void AutoGain_PrintPara(const AutoGainState* s) {
+  LOG_LINE("AutoGain Param\n");
+  LOG_LINE("=====================\n");
+  LOG_LINE("target_i_dB:%.2f\n", static_cast<double>(s->target_i_dB));
+  LOG_LINE("attack_time:%.2f\n", static_cast<double>(s->attack_time));
+  LOG_LINE("release_time:%.2f\n", static_cast<double>(s->release_time));
+  LOG_LINE("r128_wins:%i\n", s->r128_wins);
+  LOG_LINE("r128_steps:%i\n", s->r128_steps);
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                             int frame_length) {
+  return common::null_without_memory([&]() -> AutoGainState* {
+    auto s = std::make_unique<AutoGainState>();
+    s->sample_rate = sample_rate, s->channels = channels, s->bit_rate = bit_rate,
+    s->frame_length = frame_length;
+    load(*s, section);
+    restart(*s);
+    const common::SampleFormat* format = common::sample_format(bit_rate);
+    if (!format) {  // the meter has said so too, in its own name
+      LOG_LINE_AS("AutoGain_Init", "bit_rate is wrong!\n");
+      return nullptr;
+    }
+    s->full_scale = format->clip_level;
+    return s->meter ? s.release() : nullptr;
+  });
+}
+
+int AutoGain_Destroy(AutoGainState* s) {
+  if (!s) return -3;
+  delete s;
+  return 0;
+}

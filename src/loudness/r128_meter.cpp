@@ -1,0 +1,165 @@
+// Programme loudness after EBU R 128 and ITU-R BS.1770: K-weighting, windowed mean squares, and two gates
+// over a bounded history of blocks.
+#include "loudness/r128_meter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+#include "filters/biquad.h"
+
+using loudness::KWeightingCoeffs;
+using loudness::KWeightingHistory;
+
+namespace {
+
+constexpr float kNothingMeasured = -1000.0f;
+constexpr float kAbsoluteGate = 1.1724653e-7f;  // energy of -70 LUFS
+constexpr float kRelativeGate = 0.1f;           // -10 LU
+constexpr float kLn10 = 2.3025851f;
+constexpr float kOffset_dB =
+    -0.691f;  // what the K-weighting lifts 997 Hz by is taken off again (BS.1770, note 1)
+// Left, right, centre, left surround, right surround; channels past the fifth weigh 1.
+constexpr float kWeights[] = {1.0f, 1.0f, 1.0f, 1.41f, 1.41f};
+
+// ---- Design ----------------------------------------------------------------------------------------
+// BS.1770's two stages as analogue prototypes under the bilinear transform, so that they hold at any sample
+// rate. The numerator of the high-pass is not divided by a0: required, and part of what the offset takes off.
+KWeightingCoeffs design_k_weighting(float sample_rate) {
+  KWeightingCoeffs c{};
+  {
+    const float K = common::tan_rounded_once(5284.0786f / sample_rate);  // pi * 1681.974 Hz
+    const float Q = 0.70717525f, Vh = 1.5848647f;
+    const float VbKQ = K * 1.258721f / Q;
+    const float a0 = std::fma(K, K, K / Q) + 1.0f;
+    c.shelf.b0 = (std::fma(K, K, VbKQ) + Vh) / a0;
+    c.shelf.b1 = 2.0f * std::fma(K, K, -Vh) / a0;
+    c.shelf.b2 = (std::fma(K, K, -VbKQ) + Vh) / a0;
+    c.shelf.a1 = 2.0f * std::fma(K, K, -1.0f) / a0;
+    c.shelf.a2 = (std::fma(K, K, -(K / Q)) + 1.0f) / a0;
+  }
+  {
+    const float K = common::tan_rounded_once(119.80612f / sample_rate);  // pi * 38.1355 Hz
+    const float Q = 0.50032705f;
+    const float a0 = std::fma(K, K, K / Q) + 1.0f;
+    c.high_pass = {1.0f, -2.0f, 1.0f, 2.0f * std::fma(K, K, -1.0f) / a0,
+                   (std::fma(K, K, -(K / Q)) + 1.0f) / a0};
+  }
+  return c;
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+struct Ring {
+  float* squares;
+  int size, position;
+};
+
+// Takes one channel's block into the ring and into the channel's sum of squares.
+void weigh_channel(const KWeightingCoeffs& coeffs, KWeightingHistory& history, float scale, const float* in,
+                   int n, Ring& ring, float& sum) {
+  KWeightingHistory h = history;
+  float total = sum;
+  for (int i = 0; i < n; ++i) {
+    const float x = in[i] / scale;
+    const float y =
+        filters::biquad_step(coeffs.high_pass, h.high_pass, filters::biquad_step(coeffs.shelf, h.shelf, x));
+    float& oldest = ring.squares[ring.position];
+    total -= oldest;  // in this order: the running sum is rounded twice a sample
+    oldest = y * y;
+    total += oldest;
+    if (++ring.position >= ring.size) ring.position = 0;
+  }
+  history = h;
+  sum = total;
+}
+
+// Mean square of the window, channels weighted.
+float block_energy(const Ebur128State& s) {
+  float energy = 0;
+  for (size_t ch = 0; ch < s.sums.size(); ++ch) energy = std::fma(s.weights[ch], s.sums[ch], energy);
+  return energy / static_cast<float>(s.window_samples);
+}
+
+void store_block(Ebur128State& s, float energy) {
+  s.block_energies[static_cast<size_t>(s.block_position)] = energy;
+  if (++s.block_position >= s.block_capacity) s.block_position = 0;
+  s.block_count = std::min(s.block_count + 1, s.block_capacity);
+}
+
+}  // namespace
+
+void ebur128_addframes(Ebur128State* s, float** in, int n) {
+  if (!s || s->squares.empty()) return;  // without a ring nothing is ever measured
+  const common::FlushDenormals flush;
+  // One position for all channels: within a block each channel takes the next n entries, and overwrites what
+  // another channel may have written. The channels' sums then trade energy between them; only their total is
+  // the ring's. Required behaviour: targets are tuned to its readings.
+  Ring ring{s->squares.data(), static_cast<int>(s->squares.size()), s->ring_position};
+  for (size_t ch = 0; ch < s->sums.size(); ++ch)
+    weigh_channel(s->coeffs[ch], s->history[ch], static_cast<float>(s->input_scale), in[ch], n, ring,
+                  s->sums[ch]);
+  s->ring_position = ring.position;
+
+  s->samples_to_next_block = common::wrapping_sub(s->samples_to_next_block, n);
+  if (s->samples_to_next_block > 0) return;
+  const float energy = block_energy(*s);
+  if (energy >= kAbsoluteGate) store_block(*s, energy);
+  s->samples_to_next_block = common::wrapping_add(s->samples_to_next_block, s->step_samples);
+}
+
+float ebur128_gatedloudness(const Ebur128State* s) {
+  if (!s || s->block_count <= 0) return kNothingMeasured;
+  const float* const begin = s->block_energies.data();
+  const float* const end = begin + s->block_count;
+  float sum = 0;
+  for (const float* e = begin; e < end; ++e) sum += *e;
+  const float gate = sum / static_cast<float>(s->block_count) * kRelativeGate;
+  float loud_sum = 0;
+  int loud_count = 0;
+  for (const float* e = begin; e < end; ++e)
+    if (*e >= gate) loud_sum += *e, ++loud_count;
+  if (loud_count == 0) return kNothingMeasured;  // energies that are infinite
+  return std::fma(logf(loud_sum / static_cast<float>(loud_count)) / kLn10, 10.0f, kOffset_dB);
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+namespace {
+
+int samples_in(int sample_rate, int ms) { return common::wrapping_mul(sample_rate, ms) / 1000; }
+
+int32_t input_scale(int bit_rate) { return bit_rate == 16 ? 32768 : bit_rate == 24 ? 8388608 : INT32_MIN; }
+
+}  // namespace
+
+Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms) {
+  if (bit_rate != 16 && bit_rate != 24 && bit_rate != 32) {
+    LOG_LINE("bit_rate is wrong!\n");
+    return nullptr;
+  }
+  const int window_samples = samples_in(sample_rate, window_ms);
+  if (!common::servable(channels, window_samples)) return nullptr;
+  return common::null_without_memory([&] {
+    auto s = std::make_unique<Ebur128State>();
+    s->bit_rate = bit_rate, s->input_scale = input_scale(bit_rate);
+    s->sample_rate = sample_rate, s->channels = channels;
+    s->window_ms = window_ms, s->window_samples = window_samples;
+    s->step_ms = step_ms, s->step_samples = samples_in(sample_rate, step_ms);
+    s->samples_to_next_block = window_samples;
+    const size_t size = common::array_size(channels);
+    s->squares.resize(size * common::array_size(window_samples));
+    s->sums.resize(size);
+    s->weights.resize(size, 1.0f);
+    std::copy_n(kWeights, std::min(size, std::size(kWeights)), s->weights.begin());
+    s->coeffs.resize(size, design_k_weighting(static_cast<float>(sample_rate)));
+    s->history.resize(size);
+    s->block_energies.resize(loudness::kHistoryBlocks);
+    s->block_capacity = loudness::kHistoryBlocks;
+    return s.release();
+  });
+}
+
+void ebur128_destroy(Ebur128State* s) { delete s; }

@@ -1,0 +1,40 @@
+// Record of the loudness meter, for its owner and for the code that runs it a block at a time.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "zelkaudio_effect_eqdrc.h"
+
+namespace loudness {
+
+// The K-weighting of one channel: high shelf, then high-pass.
+struct KWeightingCoeffs {
+  BiquadCoeffs shelf, high_pass;
+};
+struct KWeightingHistory {
+  BiquadHistory shelf, high_pass;
+};
+
+constexpr int kHistoryBlocks = 200;
+
+}  // namespace loudness
+
+struct Ebur128State {
+  int bit_rate;
+  int32_t input_scale;  // negative for 32 bit; the sign is lost where the signal is squared
+  int sample_rate, channels;
+  int window_ms;
+  std::vector<float>
+      squares;  // ring that all channels share; empty when the window or the channel count is below 1
+  int window_samples;
+  int ring_position;        // next entry to overwrite
+  std::vector<float> sums;  // per channel, of squares
+  int samples_to_next_block;
+  std::vector<float> weights;  // per channel
+  int step_ms, step_samples;
+  std::vector<loudness::KWeightingCoeffs> coeffs;    // per channel
+  std::vector<loudness::KWeightingHistory> history;  // per channel
+  std::vector<float> block_energies;                 // ring of blocks that passed the absolute gate
+  int block_capacity, block_position, block_count;
+};

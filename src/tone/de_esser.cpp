@@ -1,0 +1,179 @@
+// Tames sibilance: while an octave around f0 is louder than the threshold, the channel is cross-faded into a
+// copy with a notch at f0.
+#include <cmath>
+#include <memory>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/numeric.h"
+#include "common/sample_format.h"
+#include "common/time_constant.h"
+#include "filters/biquad.h"
+
+// ---- Record ----------------------------------------------------------------------------------------
+struct DeEsserState {
+  int bit_depth, sample_rate, channels, frame_length, channel_link;
+  float log_full_scale, full_scale;
+  // Settings, per channel.
+  float f0[2];         // Hz
+  float threshold[2];  // dB
+  float release_ms, attack_ms;
+  // Coefficients.
+  float release_coef, attack_coef;  // share of the old gain that is left after one block
+  float q;                          // octaves for the detector, Q for the notch
+  BiquadCoeffs detector_coeffs[2];
+  BiquadHistory detector_history[2];
+  BiquadCoeffs notch_coeffs[2];
+  BiquadHistory notch_history[2];
+  float gain[2];  // share of the dry signal; the rest is the notched one
+  float inv_frame_length;
+};
+
+namespace {
+
+constexpr int kRecordStride = 5;
+constexpr double kTwoPi = 6.283185307179586;
+constexpr float kHalfLn2 = 0.3465736f;
+
+// ---- Design ----------------------------------------------------------------------------------------
+struct Angle {
+  float w0, sw, cw;
+};
+
+Angle angle(float f0, int sample_rate) {
+  const auto w0 = static_cast<float>(static_cast<double>(f0) * kTwoPi / static_cast<double>(sample_rate));
+  return {w0, sinf(w0), cosf(w0)};
+}
+
+// Band-pass with 0 dB peak, bandwidth in octaves, and notch (R. Bristow-Johnson, "Cookbook formulae for audio
+// EQ biquad filter coefficients").
+BiquadCoeffs design_detector(Angle w, float octaves) {
+  const float alpha = w.sw * common::sinh_rounded_once(kHalfLn2 * octaves * w.w0 / w.sw);
+  const float a0 = 1.0f + alpha;
+  return {alpha / a0, 0.0f, -alpha / a0, -2.0f * w.cw / a0, (1.0f - alpha) / a0};
+}
+
+BiquadCoeffs design_notch(Angle w, float q) {
+  const float alpha = w.sw / (2.0f * q);
+  const float a0 = 1.0f + alpha;
+  const float mid = -2.0f * w.cw / a0;
+  return {1.0f / a0, mid, 1.0f / a0, mid, (1.0f - alpha) / a0};
+}
+
+// Settings and filters; filters and gain start afresh.
+void load(DeEsserState& s, const float* section) {
+  for (int ch = 0; ch < s.channels; ++ch) {
+    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
+    s.f0[ch] = record[0];
+    s.threshold[ch] = record[1];
+    const Angle w = angle(s.f0[ch], s.sample_rate);
+    s.detector_coeffs[ch] = design_detector(w, s.q);
+    s.notch_coeffs[ch] = design_notch(w, s.q);
+    s.detector_history[ch] = s.notch_history[ch] = {};
+    s.gain[ch] = 1.0f;
+  }
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+// Adds the block's mean square in the detector's band to `energy`, sample by sample in this order.
+float add_band_energy(const BiquadCoeffs& detector, BiquadHistory& history, const float* in, int n,
+                      float energy) {
+  const auto frames = static_cast<float>(n);
+  BiquadHistory h = history;
+  for (int i = 0; i < n; ++i) {
+    const float d = filters::biquad_step(detector, h, in[i]);
+    energy += d * d / frames;
+  }
+  history = h;
+  return energy;
+}
+
+// The gain moves to its target in a straight line over the block, against zipper noise.
+void cross_fade(const BiquadCoeffs& notch, BiquadHistory& history, float gain, float step, const float* in,
+                float* out, int n) {
+  BiquadHistory h = history;
+  for (int i = 0; i < n; ++i) {
+    gain += step;
+    const float x = in[i];
+    const float y = filters::biquad_step(notch, h, x);
+    out[i] = x * gain + (1.0f - gain) * y;
+  }
+  history = h;
+}
+
+}  // namespace
+
+int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
+  const common::FlushDenormals flush;
+  float energy =
+      0;  // not reset between channels: channel 1 answers to both channels' sibilance. Hosts are tuned to it.
+  for (int ch = 0; ch < s->channels; ++ch) {
+    energy = add_band_energy(s->detector_coeffs[ch], s->detector_history[ch], in[ch], n, energy);
+    const float level_dB = 10.0f * log10f(energy + 1.0f) - 20.0f * s->log_full_scale;
+    const float gain = s->gain[ch];
+    const float target = s->threshold[ch] < level_dB ? gain * s->attack_coef
+                                                     : s->release_coef * gain + (1.0f - s->release_coef);
+    const float step = (target - gain) * s->inv_frame_length;  // of Init, whatever n is
+    cross_fade(s->notch_coeffs[ch], s->notch_history[ch], gain, step, in[ch], out[ch], n);
+    s->gain[ch] = target;
+  }
+  return s->channels;
+}
+
+// ---- Control ---------------------------------------------------------------------------------------
+int DeEsser_SetPara(DeEsserState* s, const float* section) {
+  load(*s, section);
+  return s->channels;
+}
+
+// No more than this, and what stands at 5 depends on the channel count: tools that read it back rely on it.
+void DeEsser_GetPara(const DeEsserState* s, float* section) {
+  if (s->channels == 1) section[5] = s->threshold[0];
+  if (s->channels == 2) section[5] = s->f0[1], section[6] = s->threshold[1];
+}
+
+// ---- Print -----------------------------------------------------------------------------------------
+void DeEsser_PrintPara(const DeEsserState* s) {
+  LOG_LINE("DeEsser Param\n");
+  LOG_LINE("=====================\n");
+  for (int ch = 0; ch < s->channels; ++ch) {
+    LOG_LINE("---- channel:%i ----\n", ch);
+    LOG_LINE("f0:%.2f\n", static_cast<double>(s->f0[ch]));
+    LOG_LINE("threshold:%.2f\n", static_cast<double>(s->threshold[ch]));
+  }
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels,
+                           int frame_length, int channel_link) {
+  if (channels > 2) {
+    LOG_LINE("Too Many Channel!\n\n");
+    common::end_process();
+  }
+  const common::SampleFormat* format = common::sample_format(bit_depth);
+  if (!format) {
+    LOG_LINE("bit_rate is wrong!\n");
+    return nullptr;
+  }
+  return common::null_without_memory([&] {
+    auto s = std::make_unique<DeEsserState>();
+    s->bit_depth = bit_depth, s->sample_rate = sample_rate, s->channels = channels;
+    s->frame_length = frame_length, s->channel_link = channel_link;
+    s->log_full_scale = format->log_full_scale, s->full_scale = format->clip_level;
+    s->release_ms = 200.0f, s->attack_ms = 100.0f;
+    const float rise = static_cast<float>(common::kRiseTime) * static_cast<float>(frame_length);
+    s->release_coef = common::block_decay(rise, sample_rate, s->release_ms);
+    s->attack_coef = common::block_decay(rise, sample_rate, s->attack_ms);
+    s->q = 1.0f;
+    load(*s, section);
+    s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
+    return s.release();
+  });
+}
+
+int DeEsser_Destroy(DeEsserState* s) {
+  if (!s) return -3;
+  delete s;
+  return 0;
+}

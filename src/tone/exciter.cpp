@@ -1,0 +1,139 @@
+// Adds harmonics to the upper part of the spectrum: high-pass, soft clipper with a bias, high-pass, mixed
+// with the dry signal.
+#include <cmath>
+#include <memory>
+
+#include "common/flush_denormals.h"
+#include "common/log.h"
+#include "common/memory.h"
+#include "common/sample_format.h"
+#include "filters/biquad.h"
+
+// ---- Record ----------------------------------------------------------------------------------------
+struct ExciterState {
+  int bit_rate, sample_rate, channels, channel_link;
+  // Settings, per channel.
+  float even_harmonics[2];     // bias of the clipper, where 1 is its ceiling
+  float distortion_amount[2];  // drive as half a power of ten
+  float Cutoff[2];             // Hz
+  float mix[2];                // share of the processed signal, 0 … 1
+  // Coefficients: a function of the settings alone.
+  float drive[2], inverse_drive[2];
+  float full_scale;
+  // Both high-passes; the histories are the memory.
+  BiquadCoeffs pre_coeffs[2];
+  BiquadHistory pre_history[2];
+  BiquadCoeffs post_coeffs[2];
+  BiquadHistory post_history[2];
+};
+
+namespace {
+
+constexpr int kRecordStride = 5;
+
+// ---- Design ----------------------------------------------------------------------------------------
+// Settings, coefficients, and filters that start from silence.
+void load(ExciterState& s, const float* section) {
+  for (int ch = 0; ch < s.channels; ++ch) {
+    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
+    s.even_harmonics[ch] = record[0];
+    s.distortion_amount[ch] = record[1];
+    s.Cutoff[ch] = record[2];
+    s.mix[ch] = record[3];
+    s.drive[ch] = powf(10.0f, s.distortion_amount[ch] + s.distortion_amount[ch]);
+    s.inverse_drive[ch] = 1.0f / s.drive[ch];
+    filter_calculateCoeffs(&s.pre_coeffs[ch].b0, ButterworthHP, static_cast<float>(s.sample_rate),
+                           s.Cutoff[ch], 0.0f, 0.0f);
+    s.post_coeffs[ch] = s.pre_coeffs[ch];
+    s.pre_history[ch] = s.post_history[ch] = {};
+  }
+}
+
+// ---- Process ---------------------------------------------------------------------------------------
+// 1.5 u - 0.5 u^3 between -1 and 1, where its slope reaches 0. NaN is 1.
+float soft_clip(float u) {
+  if (!(u <= 1.0f)) return 1.0f;
+  return u >= -1.0f ? u * std::fma(-u, 0.5f * u, 1.5f) : -1.0f;
+}
+
+void process_channel(ExciterState& s, int ch, const float* in, float* out, int n) {
+  const BiquadCoeffs pre = s.pre_coeffs[ch], post = s.post_coeffs[ch];
+  const float full_scale = s.full_scale, bias = s.even_harmonics[ch], drive = s.drive[ch];
+  // Scaled back by the inverse drive: more drive deepens the distortion without raising its level.
+  const float wet = s.mix[ch] * s.inverse_drive[ch], dry = 1.0f - s.mix[ch];
+  BiquadHistory pre_history = s.pre_history[ch], post_history = s.post_history[ch];
+  for (int i = 0; i < n; ++i) {
+    const float x = in[i] / full_scale;
+    const float high = filters::biquad_step(pre, pre_history, x);
+    const float shaped = soft_clip((high + bias) * drive);
+    const float w =
+        filters::biquad_step(post, post_history, shaped);  // without the offset that the bias makes
+    out[i] = full_scale * std::fma(wet, w, dry * x);
+  }
+  s.pre_history[ch] = pre_history, s.post_history[ch] = post_history;
+}
+
+}  // namespace
+
+int Exciter_Process(ExciterState* s, float** in, float** out, int n) {
+  const common::FlushDenormals flush;
+  for (int ch = 0; ch < s->channels; ++ch) process_channel(*s, ch, in[ch], out[ch], n);
+  return s->channels;
+}
+
+// ---- Control ---------------------------------------------------------------------------------------
+int Exciter_SetPara(ExciterState* s, const float* section) {
+  load(*s, section);
+  return s->channels;
+}
+
+void Exciter_GetPara(const ExciterState* s, float* section) {
+  for (int ch = 0; ch < s->channels; ++ch) {
+    float* const record = section + ch * kRecordStride;
+    record[0] = s->even_harmonics[ch];
+    record[1] = s->distortion_amount[ch];
+    record[2] = s->Cutoff[ch];
+    record[3] = s->mix[ch];
+  }
+}
+
+// ---- Print -----------------------------------------------------------------------------------------
+void Exciter_PrintPara(const ExciterState* s) {
+  LOG_LINE("Exciter Param\n");
+  LOG_LINE("=====================\n");
+  for (int ch = 0; ch < s->channels; ++ch) {
+    LOG_LINE("==== channel:%i ====\n", ch);
+    LOG_LINE("even_harmonics:%.2f\n", static_cast<double>(s->even_harmonics[ch]));
+    LOG_LINE("distortion_amount:%.2f\n", static_cast<double>(s->distortion_amount[ch]));
+    LOG_LINE("Cutoff:%.2f\n", static_cast<double>(s->Cutoff[ch]));
+    LOG_LINE("mix:%.2f\n", static_cast<double>(s->mix[ch]));
+  }
+}
+
+// ---- Life cycle ------------------------------------------------------------------------------------
+ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                           int channel_link) {
+  if (channels > 2) {
+    LOG_LINE("Too Many Channel!\n\n");
+    common::end_process();
+  }
+  const common::SampleFormat* format = common::sample_format(bit_rate);
+  if (!format) {
+    LOG_LINE("bit_rate is wrong!\n");
+    return nullptr;
+  }
+  return common::null_without_memory([&] {
+    auto s = std::make_unique<ExciterState>();
+    s->bit_rate = bit_rate, s->sample_rate = sample_rate, s->channels = channels,
+    s->channel_link = channel_link;
+    s->full_scale = format->clip_level;
+    load(*s, section);
+    return s.release();
+  });
+}
+
+int Exciter_Destroy(ExciterState* s) {
+  if (!s) return -3;
+  delete s;
+  return 0;
+}
