@@ -1,7 +1,7 @@
 # Every target is the script of its name in scripts/, which also installs what the machine lacks.
-export INPUT
+export INPUT HOURS
 
-.PHONY: run test bench format lint clean
+.PHONY: run test bench fuzz soak abi format lint clean
 
 run:  # the chain over real sound into out/process.wav; INPUT=song.wav takes yours
 	@scripts/run
@@ -9,6 +9,12 @@ test:  # every test: release, sanitizers and 64-bit Arm; the last line is the su
 	@scripts/test
 bench:  # cost of the chain and its parts
 	@scripts/bench
+fuzz:  # every fuzz target, SECONDS (30) each
+	@scripts/fuzz $(or $(SECONDS),30)
+soak:  # HOURS (1) of audio through the chain, offline: no drift, no growth
+	@scripts/soak
+abi:  # the binary interface against that of the last tagged release
+	@scripts/abi
 format:
 	@scripts/format
 lint:

@@ -67,6 +67,51 @@ void AudioPost_Process(AudioPostState* state, const int16_t* input, int16_t* out
 /** Ends a chain and releases everything it owns; null is allowed. */
 void AudioPost_Destroy(AudioPostState* state);
 
+/* ==== Retuning a running chain ================================================================================ */
+
+/** Applies a whole tuning record to a running chain: effects that the record turns on and that do not exist yet are
+ *  created (without printing their settings), those that exist get their settings, those that it turns off stop running
+ *  but keep their state. sample_rate, bit_rate and the channel count must be those of Init: buffers are not made again,
+ *  and channels beyond them do not sound.
+ *  param     the tuning record: AUDIOPOST_PARAM_LENGTH floats, copied
+ *  swFrmLen  must be the swFrmLen of Init, or the process ends
+ *  Does nothing when state or param is null. When the record's version is wrong, its header (indices 0 to 4) is stored
+ *  and nothing else, after a message. An effect for which memory runs out does not run. */
+void AudioPost_SetPara(AudioPostState* state, const float* param, int32_t swFrmLen);
+
+/** Writes the chain's settings into a tuning record: header, flags, gains and the section of every effect whose flag is
+ *  set, each as that effect's GetPara writes it. All other floats stay as they are. A null state is answered with a
+ *  message. */
+void AudioPost_GetPara(AudioPostState* state, float* param);
+
+/** Gives the equalizer new settings, creating it if it does not exist; does nothing while the EQ10 flag is 0.
+ *  section  100 floats; a third channel and further ones of an unlinked chain read zeros */
+void AudioPost_EQ10_SetPara(AudioPostState* state, const float* section);
+/** Writes the equalizer's settings; without an equalizer the process ends.
+ *  section  100 floats: the records of the first two channels */
+void AudioPost_EQ10_GetPara(AudioPostState* state, float* section);
+/** EQ10_GetData of the chain's equalizer; returns 0 without one. */
+int AudioPost_EQ10_GetData(AudioPostState* state, float** in_dst, float** out_dst);
+
+/** MultiBandDRC_Crossover_AdjustPara on the chain's compressor; without one the process ends. */
+void AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* state, int32_t channel, float low_freq_end,
+                                                 float high_freq_start, float mid1_freq_start,
+                                                 float mid1_freq_end, float mid2_freq_start,
+                                                 float mid2_freq_end);
+/** MultiBandDRC_DRC_AdjustPara on the chain's compressor; without one the process ends. */
+void AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* state, int32_t channel, int32_t band,
+                                           int32_t drc_enable, float gain_dB, float compress_start,
+                                           float expand_end, float noise_threshold, float max_gain,
+                                           float max_peak, float attack_time, float release_time,
+                                           float hold_time);
+/** Maximizer_AdjustPara on the chain's peak stage; without one the process ends. */
+void AudioPost_Maximizer_AdjustPara(AudioPostState* state, int32_t channel, float max_threshold,
+                                    float ceiling, float release);
+/** Agc_AdjustPara on the chain's peak stage; without one the process ends. */
+void AudioPost_Agc_AdjustPara(AudioPostState* state, int32_t channel, float compress_start, float expand_end,
+                              float noise_threshold, float max_gain, float max_peak, float attack_time,
+                              float release_time, float hold_time);
+
 /* ==== Biquad section ================================================================================== */
 
 /** H(z) = (b0 + b1 z^-1 + b2 z^-2) / (1 + a1 z^-1 + a2 z^-2); a0 is divided out. */
@@ -248,7 +293,8 @@ int BassEnhancer_Destroy(BassEnhancerState* state);
 typedef struct ExciterState ExciterState;
 
 /** Creates one; more than two channels end the process. Null as above. */
-ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels, int channel_link);
+ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                           int channel_link);
 /** Processes n samples of each channel (any n; nothing below 1): high-pass (Butterworth, second order), add
  *  the bias, drive, clip by 1.5 u - 0.5 u^3 (its ends beyond +-1; NaN clips to 1), the same high-pass
  *  again, scale back by the drive, mix with the input. Returns the channel count. */
@@ -275,8 +321,8 @@ typedef struct DeEsserState DeEsserState;
  *  bit_depth     what bit_rate is elsewhere
  *  frame_length  frames of a usual block: what the attack (100 ms) and release (200 ms) are reckoned by. A
  *                time t gives a decay of exp(-2200 frame_length / (sample_rate t)) per block. */
-DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
-                           int channel_link);
+DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels,
+                           int frame_length, int channel_link);
 /** Processes n samples of each channel. One decision a block: a gain g, 1 at first, decays by the attack
  *  while the level is strictly above the threshold and returns to 1 by the release otherwise; output = g x
  *  + (1 - g) notch(x), g moving in a straight line over frame_length samples. The level of channel 1
@@ -328,7 +374,8 @@ typedef struct AutoGainState AutoGainState;
 
 /** Creates one. frame_length: frames of a usual block, which the times are reckoned by. Null as above; a
  *  wrong bit_rate is reported by the meter too. */
-AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate, int channels, int frame_length);
+AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                             int frame_length);
 /** Processes n samples of each channel; n above the step's samples ends the process. Every r128_steps the
  *  gain's goal becomes target_i_dB less the smoothed loudness, at most +20 dB, and 0 dB while nothing has
  *  been measured. Each block's peak limits the goal to full scale. The gain moves in a straight line over

@@ -1,0 +1,76 @@
+// soak HOURS: runs the whole chain over that many hours of audio and fails when the last minute of it differs
+// from the second in level, loudness gain or memory use: a drift, a leak or a counter that ran out. It prints
+// each hour.
+#include <malloc.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "full_record.h"
+#include "support.h"
+
+namespace {
+
+constexpr int kRate = 48000, kFrames = 480, kChannels = 2;
+constexpr int kMinuteFrames = 60 * kRate;
+
+// One minute that ends where it begins: chords, a bass line, sibilant noise, and four seconds of silence.
+std::vector<int16_t> a_minute() {
+  std::vector<int16_t> pcm(static_cast<size_t>(kMinuteFrames) * kChannels);
+  const auto hiss = support::noise(kMinuteFrames, 1.0f);
+  for (int i = 0; i < kMinuteFrames; ++i) {
+    const double t = static_cast<double>(i) / kRate, beat = std::fmod(t, 0.5);
+    if (t > 56) break;
+    const double note = 110 * std::exp2(static_cast<int>(t) % 12 / 12.0);
+    double x = 0.2 * std::sin(2 * M_PI * note * t) + 0.15 * std::sin(2 * M_PI * 1.5 * note * t) +
+               0.3 * std::sin(2 * M_PI * 55 * t) * std::exp(-6 * beat);
+    x += 0.1 * static_cast<double>(hiss[static_cast<size_t>(i)]) * std::exp(-20 * beat);
+    pcm[static_cast<size_t>(2 * i)] = static_cast<int16_t>(20000 * x);
+    pcm[static_cast<size_t>(2 * i + 1)] = static_cast<int16_t>(16000 * x);
+  }
+  return pcm;
+}
+
+struct Minute {
+  double level_dB;
+  size_t bytes;  // in use on the heap
+};
+
+Minute run_minute(AudioPostState* chain, const std::vector<int16_t>& pcm) {
+  int16_t block[kFrames * kChannels];
+  double sum = 0;
+  for (size_t at = 0; at < pcm.size(); at += kFrames * kChannels) {
+    AudioPost_Process(chain, pcm.data() + at, block, kChannels, kFrames);
+    for (int16_t v : block) sum += static_cast<double>(v) * v;
+  }
+  return {support::to_dB(std::sqrt(sum / static_cast<double>(pcm.size()))), mallinfo2().uordblks};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::setvbuf(stdout, nullptr, _IONBF, 0);  // a buffer would count as growth
+  const double hours = argc > 1 ? std::atof(argv[1]) : 1.0;
+  const int minutes = std::max(3, static_cast<int>(std::lround(hours * 60)));
+  const auto pcm = a_minute();
+  AudioPostState* chain = AudioPost_Init(support::full_record().data(), kFrames);
+  if (!chain) return 1;
+
+  Minute settled{}, last{};
+  for (int m = 0; m < minutes; ++m) {
+    last = run_minute(chain, pcm);
+    if (m == 1) settled = last;  // the first minute is the auto gain finding its way
+    if (m % 60 == 1 || m == minutes - 1)
+      std::printf("minute %5d: %.4f dB, %zu bytes on the heap\n", m + 1, last.level_dB, last.bytes);
+  }
+  AudioPost_Destroy(chain);
+
+  const double drift_dB = last.level_dB - settled.level_dB;
+  const bool steady = std::fabs(drift_dB) < 0.1 && last.bytes == settled.bytes;
+  std::printf("%d minutes: drift %.4f dB, growth %td bytes: %s\n", minutes, drift_dB,
+              static_cast<std::ptrdiff_t>(last.bytes - settled.bytes), steady ? "steady" : "NOT STEADY");
+  return steady ? 0 : 1;
+}
