@@ -117,7 +117,7 @@ void AudioPost_Process(AudioPostState* s, const int16_t* input, int16_t* output,
     common::end_process();
   }
   const common::FlushDenormals flush;
-  const int channels = chain::usable_channels(*s);
+  const int channels = frames > 0 ? chain::usable_channels(*s) : 0;
   read_pcm(*s, input, channels, frames);
   run_effects(*s, frames);
   write_pcm(*s, output, channels, frames);

@@ -48,13 +48,13 @@ void Filters_Crossover_filterProcess(CrossoverFilter* f, const float* in, float*
     const float x = in[ch];
     const float low = filters::pair_step(f->low[ch], x);
     const float high = filters::pair_step(f->high[ch], x);
-    float* o = out + bands * static_cast<int64_t>(ch);
-    if (bands > 0) o[0] = low;
-    if (bands > 1) o[1] = high;
+    const int64_t at = bands * static_cast<int64_t>(ch);
+    if (bands > 0) out[at] = low;
+    if (bands > 1) out[at + 1] = high;
     if (f->mid_bands > 0)
-      o[2] = filters::pair_step(f->mid1_lowpass[ch], filters::pair_step(f->mid1_highpass[ch], x));
+      out[at + 2] = filters::pair_step(f->mid1_lowpass[ch], filters::pair_step(f->mid1_highpass[ch], x));
     if (f->mid_bands == 2)
-      o[3] = filters::pair_step(f->mid2_lowpass[ch], filters::pair_step(f->mid2_highpass[ch], x));
+      out[at + 3] = filters::pair_step(f->mid2_lowpass[ch], filters::pair_step(f->mid2_highpass[ch], x));
   }
 }
 
