@@ -1,4 +1,4 @@
-/** libzelkaudio_effect_eqdrc: an effect chain for Linux devices that play sound. Plain C, also usable from C++.
+/** libzelkaudio_effect_eqdrc: an effect chain for Linux devices that play sound. Plain C, fit for C++ too.
  *
  * A host creates a chain from a tuning record with AudioPost_Init, passes every block of interleaved 16-bit
  * PCM through AudioPost_Process, and ends it with AudioPost_Destroy. The effects and their parts can also be

@@ -1,0 +1,166 @@
+#include <algorithm>
+#include <complex>
+#include <cstdlib>
+
+#include "support.h"
+
+namespace {
+
+using Bank = CrossoverFilter*;
+using Bands = std::vector<std::vector<float>>;  // one impulse response or signal per band
+constexpr int kLow = 0, kHigh = 1, kMid1 = 2, kMid2 = 3;
+
+Bands split(Bank bank, int bands, const support::Samples& x) {
+  Bands y(static_cast<size_t>(bands));
+  float out[4];
+  for (float v : x) {
+    Filters_Crossover_filterProcess(bank, &v, out);
+    for (size_t b = 0; b < y.size(); ++b) y[b].push_back(out[b]);
+  }
+  return y;
+}
+
+Bands impulse_responses(int sample_rate, const CrossoverParam& param, int n) {
+  Bank bank = Filters_Crossover_filterInit(sample_rate, 1, &param);
+  support::Samples impulse(static_cast<size_t>(n));
+  impulse[0] = 1.0f;
+  Bands y = split(bank, 2 + param.mid_bands, impulse);
+  Filters_Crossover_filterDestroy(bank);
+  return y;
+}
+
+std::complex<double> response(const std::vector<float>& impulse, double frequency_hz, double sample_rate) {
+  const std::complex<double> step = std::polar(1.0, -2 * M_PI * frequency_hz / sample_rate);
+  std::complex<double> sum = 0, turn = 1;
+  for (float v : impulse) sum += double(v) * turn, turn *= step;
+  return sum;
+}
+
+// Squared magnitude of a second-order Butterworth edge, which is the magnitude of the pair, under the bilinear transform.
+double low_pass(double f, double fc, double fs) {
+  return 1 / (1 + std::pow(std::tan(M_PI * f / fs) / std::tan(M_PI * fc / fs), 4));
+}
+double high_pass(double f, double fc, double fs) { return 1 - low_pass(f, fc, fs); }
+
+CrossoverParam four_bands(float low, float mid, float high) { return {2, low, high, low, mid, mid, high}; }
+
+}  // namespace
+
+TEST_CASE("each band is its Linkwitz-Riley curve: -6 dB at its corners, 24 dB per octave, 0 dB inside") {
+  struct {
+    int sample_rate;
+    CrossoverParam param;
+  } rows[] = {{8000, four_bands(200, 900, 2500)},
+              {44100, four_bands(250, 1000, 3000)},
+              {48000, {2, 120.0f, 9000.0f, 300.0f, 800.0f, 1500.0f, 15000.0f}},  // gaps and overlaps stay
+              {192000, four_bands(2000, 10000, 60000)}};
+  for (const auto& r : rows) {
+    CAPTURE(r.sample_rate);
+    const CrossoverParam& p = r.param;
+    const double fs = r.sample_rate;
+    const Bands h = impulse_responses(r.sample_rate, p, 16384);
+    for (double f : {0.0, 50.0, double(p.low_fc), double(p.mid1_low_fc), double(p.mid1_high_fc),
+                     double(p.mid2_low_fc), double(p.mid2_high_fc), double(p.high_fc), 0.4 * fs, 0.5 * fs}) {
+      CAPTURE(f);
+      const double expected[4] = {
+          low_pass(f, double(p.low_fc), fs), high_pass(f, double(p.high_fc), fs),
+          high_pass(f, double(p.mid1_low_fc), fs) * low_pass(f, double(p.mid1_high_fc), fs),
+          high_pass(f, double(p.mid2_low_fc), fs) * low_pass(f, double(p.mid2_high_fc), fs)};
+      for (size_t b = 0; b < 4; ++b) {
+        CAPTURE(b);
+        // 0.02 dB, and -99 dB beside that: what float32 leaves at corners of fs / 400
+        CHECK(std::abs(response(h[b], f, fs)) == doctest::Approx(expected[b]).epsilon(0.0023).scale(0.005));
+      }
+    }
+    CHECK(support::to_dB(std::abs(response(h[kLow], double(p.low_fc), fs))) ==
+          doctest::Approx(-6.02).epsilon(0.005));
+    CHECK(support::to_dB(std::abs(response(h[kHigh], double(p.high_fc), fs))) ==
+          doctest::Approx(-6.02).epsilon(0.005));
+  }
+}
+
+TEST_CASE("two adjacent bands that share a corner add up to a flat response") {
+  struct {
+    CrossoverParam param;
+    int lower, upper;
+    double least_hz, most_hz;  // where the bands' outer edges are far enough away to play no part
+    double most_dB;
+  } rows[] = {{{0, 1000.0f, 1000.0f, 0, 0, 0, 0}, kLow, kHigh, 20, 23000, 0.01},
+              {{0, 100.0f, 100.0f, 0, 0, 0, 0}, kLow, kHigh, 20, 23000, 0.03},
+              {{1, 200.0f, 20000.0f, 200.0f, 20000.0f, 0, 0}, kLow, kMid1, 20, 600, 0.1},
+              {four_bands(20, 700, 20000), kMid1, kMid2, 350, 1400, 0.1},
+              {four_bands(20, 100, 3000), kMid2, kHigh, 2000, 23000, 0.1}};
+  for (const auto& r : rows) {
+    const Bands h = impulse_responses(48000, r.param, 32768);
+    for (double f = r.least_hz; f <= r.most_hz; f *= 1.2) {
+      CAPTURE(r.lower);
+      CAPTURE(r.upper);
+      CAPTURE(f);
+      const auto sum = response(h[size_t(r.lower)], f, 48000) + response(h[size_t(r.upper)], f, 48000);
+      CHECK(std::fabs(support::to_dB(std::abs(sum))) < r.most_dB);
+    }
+  }
+}
+
+TEST_CASE(
+    "any mid_bands and channel count writes what fits in 2 + mid_bands floats per channel, and nothing "
+    "else") {
+  const float x[3] = {1000.0f, -500.0f, 250.0f};
+  const CrossoverParam four = four_bands(250, 1000, 3000);
+  for (int mid_bands : {INT32_MIN, -5, -2, -1, 0, 1, 2, 3, 9})
+    for (int channels : {-1, 0, 1, 3}) {
+      CAPTURE(mid_bands);
+      CAPTURE(channels);
+      CrossoverParam param = four;
+      param.mid_bands = mid_bands;
+      Bank bank = Filters_Crossover_filterInit(48000, channels, &param);
+      REQUIRE(bank);
+      const size_t stride = mid_bands < -2 ? 0 : size_t(2 + mid_bands);
+      const size_t room = stride * size_t(std::max(channels, 0));
+      std::vector<float> expected(room + 8, -7.0f), out = expected;  // the spare floats show an overrun
+      for (size_t ch = 0; ch < size_t(std::max(channels, 0)); ++ch) {
+        Bank mono = Filters_Crossover_filterInit(48000, 1, &four);
+        float y[4];
+        Filters_Crossover_filterProcess(mono, x + ch, y);
+        const size_t written = mid_bands == 2 ? 4 : std::min<size_t>(stride, 3);
+        std::copy_n(y, written, expected.begin() + ptrdiff_t(stride * ch));
+        Filters_Crossover_filterDestroy(mono);
+      }
+      Filters_Crossover_filterProcess(bank, x, out.data());
+      CHECK(support::same_bits(out, expected));
+      Filters_Crossover_filterSetParam(bank, &four);
+      CHECK(Filters_Crossover_filterDestroy(bank) == 0);
+    }
+}
+
+TEST_CASE("new frequencies restart the bank from silence and leave its bands as they were created") {
+  const auto x = support::noise(300, 20000.0f);
+  const CrossoverParam before = four_bands(250, 1000, 3000);
+  CrossoverParam after{0, 300.0f, 4000.0f, 350.0f, 1200.0f, 1300.0f, 3500.0f};
+  Bank retuned = Filters_Crossover_filterInit(48000, 1, &before);
+  split(retuned, 4, x);
+  Filters_Crossover_filterSetParam(retuned, &after);
+  after.mid_bands = 2;
+  Bank fresh = Filters_Crossover_filterInit(48000, 1, &after);
+  CHECK(split(retuned, 4, x) == split(fresh, 4, x));
+  Filters_Crossover_filterDestroy(retuned);
+  Filters_Crossover_filterDestroy(fresh);
+}
+
+TEST_CASE("without a record a bank has the defaults of a fresh record: two bands, 250 and 3000 Hz") {
+  CrossoverParam* param = Filters_Crossover_paramInit();
+  const float got[] = {param->low_fc,       param->high_fc,     param->mid1_low_fc,
+                       param->mid1_high_fc, param->mid2_low_fc, param->mid2_high_fc};
+  const float expected[] = {250, 3000, 250, 1000, 1000, 3000};
+  CHECK(std::equal(std::begin(got), std::end(got), expected));
+  CHECK(param->mid_bands == 0);
+  Bank with = Filters_Crossover_filterInit(48000, 1, param),
+       without = Filters_Crossover_filterInit(48000, 1, nullptr);
+  const auto x = support::noise(100, 20000.0f);
+  CHECK(split(with, 2, x) == split(without, 2, x));
+  Filters_Crossover_filterDestroy(with);
+  Filters_Crossover_filterDestroy(without);
+  std::free(param);
+  CHECK(Filters_Crossover_filterDestroy(nullptr) == -3);
+  CHECK(Filters_Crossover_filterInit(48000, 1025, nullptr) == nullptr);
+}
