@@ -4,6 +4,7 @@
 
 #include "common/flush_denormals.h"
 #include "common/log.h"
+#include "common/numeric.h"
 #include "dynamics/gain_ramp.h"
 #include "dynamics/maximizer.h"
 
@@ -32,8 +33,8 @@ void fall(float gain, float target, const float* in, float* out, int n) {
 }
 
 void process_channel(MaximizerState& s, size_t ch, float peak, const float* in, float* out, int n) {
-  const float peak_dB = (log10f(peak + 1.0f) - s.log_full_scale) * 20.0f;
-  const float log_square = log10f(mean_square(in, n) + 1.0f);
+  const float peak_dB = (common::log10_portable(peak + 1.0f) - s.log_full_scale) * 20.0f;
+  const float log_square = common::log10_portable(mean_square(in, n) + 1.0f);
   const bool loud = s.compress_start[ch] < peak_dB;
   const float level_dB = loud ? peak_dB : std::fma(-s.log_full_scale, 2.0f, log_square) * 10.0f;
   const float target = table_search(dynamics::kLastEntry, s.agc_table[ch].data(), level_dB,

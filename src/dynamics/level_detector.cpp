@@ -89,7 +89,7 @@ void follow(LevelDetectorState& s, int b, float power, uint32_t n) {
     if (held < 1) s.band_power[b] = moved(s.band_power[b], power, s.decay_coef);
     s.hold_count[b] = static_cast<int>(std::max(held, int64_t{0}));
   }
-  s.band_level[b] = std::fma(log10f(s.band_power[b] + 1.0f), 10.0f, -s.level_offset);
+  s.band_level[b] = std::fma(common::log10_portable(s.band_power[b] + 1.0f), 10.0f, -s.level_offset);
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ void attack(const MaximizerState& s, float gain, float target, const float* in, 
 }
 
 void process_channel(MaximizerState& s, size_t ch, float peak, const float* in, float* out, int n) {
-  const float level_dB = (log10f(peak + 1.0f) - s.log_full_scale) * 20.0f;
+  const float level_dB = (common::log10_portable(peak + 1.0f) - s.log_full_scale) * 20.0f;
   const float target = table_search(dynamics::kLastEntry, s.max_table[ch].data(), level_dB,
                                     s.max_table_start[ch], s.max_table_scale[ch]);
   const float gain = s.limiter_gain[ch];

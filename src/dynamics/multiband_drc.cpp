@@ -154,7 +154,7 @@ float compress(MultiBandDRCState& s, int ch, int band, float x) {
   // The signed sample, not its magnitude: the negative half-wave always releases. Hosts are tuned to it.
   const float coef = x > envelope ? s.attack_coef[ch][band] : s.release_coef[ch][band];
   const float followed = std::fma(coef, envelope, (1.0f - coef) * std::fabs(x));
-  const float level_dB = 20.0f * (log10f(followed + 1.0f) - s.full_scale_log10);
+  const float level_dB = 20.0f * (common::log10_portable(followed + 1.0f) - s.full_scale_log10);
   const float gain = table_search(dynamics::kLastEntry, s.gain_table[ch][band].data(), level_dB,
                                   s.table_start[ch][band], s.table_inv_step[ch][band]);
   s.envelope[ch][band] = followed;

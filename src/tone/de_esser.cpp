@@ -110,7 +110,7 @@ int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
       0;  // not reset between channels: channel 1 answers to both channels' sibilance. Hosts are tuned to it.
   for (int ch = 0; ch < s->channels; ++ch) {
     energy = add_band_energy(s->detector_coeffs[ch], s->detector_history[ch], in[ch], n, energy);
-    const float level_dB = 10.0f * log10f(energy + 1.0f) - 20.0f * s->log_full_scale;
+    const float level_dB = 10.0f * common::log10_portable(energy + 1.0f) - 20.0f * s->log_full_scale;
     const float gain = s->gain[ch];
     const float target = s->threshold[ch] < level_dB ? gain * s->attack_coef
                                                      : s->release_coef * gain + (1.0f - s->release_coef);
