@@ -71,12 +71,15 @@ void create_effect(AudioPostState& chain, int row, const float* section) {
 // ---- Process ---------------------------------------------------------------------------------------
 namespace {
 
+size_t interleaved(int i, int ch, int channels) {
+  return static_cast<size_t>(i) * static_cast<size_t>(channels) + static_cast<size_t>(ch);
+}
+
 void read_pcm(AudioPostState& s, const int16_t* input, int channels, int n) {
   for (int ch = 0; ch < channels; ++ch) {
     const float gain = s.channel_gain[static_cast<size_t>(ch)];
     float* const out = s.channel_buf[static_cast<size_t>(ch)];
-    const int16_t* in = input + ch;
-    for (int i = 0; i < n; ++i, in += channels) out[i] = static_cast<float>(*in) * gain;
+    for (int i = 0; i < n; ++i) out[i] = static_cast<float>(input[interleaved(i, ch, channels)]) * gain;
   }
 }
 
@@ -98,11 +101,10 @@ void write_pcm(const AudioPostState& s, int16_t* output, int channels, int n) {
   const float top = s.full_scale, bottom = -1.0f - s.full_scale;
   for (int ch = 0; ch < channels; ++ch) {
     const float* const in = s.channel_buf[static_cast<size_t>(ch)];
-    int16_t* out = output + ch;
-    for (int i = 0; i < n; ++i, out += channels) {
+    for (int i = 0; i < n; ++i) {
       float y = in[i] < top ? in[i] : top;
       y = y > bottom ? y : bottom;
-      *out = common::low_16_bits(truncate_to_int(y));
+      output[interleaved(i, ch, channels)] = common::low_16_bits(truncate_to_int(y));
     }
   }
 }
