@@ -67,21 +67,21 @@ void AudioPost_Process(AudioPostState* state, const int16_t* input, int16_t* out
 /** Ends a chain and releases everything it owns; null is allowed. */
 void AudioPost_Destroy(AudioPostState* state);
 
-/* ==== Retuning a running chain ================================================================================ */
+/* ==== Retuning a running chain ========================================================================== */
 
-/** Applies a whole tuning record to a running chain: effects that the record turns on and that do not exist yet are
- *  created (without printing their settings), those that exist get their settings, those that it turns off stop running
- *  but keep their state. sample_rate, bit_rate and the channel count must be those of Init: buffers are not made again,
- *  and channels beyond them do not sound.
+/** Applies a whole tuning record to a running chain: effects that the record turns on and that do not exist
+ *  yet are created (without printing their settings), those that exist get their settings, those that it
+ *  turns off stop running but keep their state. sample_rate, bit_rate and the channel count must be those of
+ *  Init: buffers are not made again, and channels beyond them do not sound.
  *  param     the tuning record: AUDIOPOST_PARAM_LENGTH floats, copied
  *  swFrmLen  must be the swFrmLen of Init, or the process ends
- *  Does nothing when state or param is null. When the record's version is wrong, its header (indices 0 to 4) is stored
- *  and nothing else, after a message. An effect for which memory runs out does not run. */
+ *  Does nothing when state or param is null. When the record's version is wrong, its header (indices 0 to 4)
+ *  is stored and nothing else, after a message. An effect for which memory runs out does not run. */
 void AudioPost_SetPara(AudioPostState* state, const float* param, int32_t swFrmLen);
 
-/** Writes the chain's settings into a tuning record: header, flags, gains and the section of every effect whose flag is
- *  set, each as that effect's GetPara writes it. All other floats stay as they are. A null state is answered with a
- *  message. */
+/** Writes the chain's settings into a tuning record: header, flags, gains and the section of every effect
+ *  whose flag is set, each as that effect's GetPara writes it. All other floats stay as they are. A null
+ *  state is answered with a message. */
 void AudioPost_GetPara(AudioPostState* state, float* param);
 
 /** Gives the equalizer new settings, creating it if it does not exist; does nothing while the EQ10 flag is 0.
