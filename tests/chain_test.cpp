@@ -1,5 +1,7 @@
 // The chain's frame: how PCM becomes float and back, what it reads from the record, and how it fails.
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 
 #include "support.h"
@@ -86,7 +88,7 @@ TEST_CASE("input and output may be one buffer, or overlap") {
   record[20] = record[25] = -3.0f;
   const Pcm input = support::noise_pcm(kFrames * 2);
   const Pcm expected = processed(record, input, 2);
-  for (ptrdiff_t shift : {0, 1, 100, -1}) {
+  for (int shift : {0, 1, 100, -1}) {
     CAPTURE(shift);
     Pcm buffer(input.size() + 101);
     int16_t* const from = buffer.data() + 1;
@@ -108,8 +110,8 @@ TEST_CASE("every channel takes its own gain, or the first one's when linked; the
       {2, 0, {0, -20}},
       {2, 1, {0, 0}},
       {2, -1, {0, 0}},
-      {2, 0.9f, {0, -20}},                 // truncated: not linked
-      {4, 0, {0, -20, -40, -60}},          // carries on into the AutoGain section
+      {2, 0.9f, {0, -20}},         // truncated: not linked
+      {4, 0, {0, -20, -40, -60}},  // carries on into the AutoGain section
       {5, 2, {0, 0, 0, 0, 0}},
       {7, 0, {0, -20, -40, -60, -80, -80, -80}},
   };
@@ -119,7 +121,8 @@ TEST_CASE("every channel takes its own gain, or the first one's when linked; the
     Record record = plain_record(r.channels);
     record[2] = r.link;
     record[3] += 0.9f;
-    for (size_t ch = 0; ch < 8; ++ch) record[20 + 5 * ch] = -20.0f * static_cast<float>(std::min<size_t>(ch, 4));
+    for (size_t ch = 0; ch < 8; ++ch)
+      record[20 + 5 * ch] = -20.0f * static_cast<float>(std::min<size_t>(ch, 4));
     constexpr int kFrames = 50;
     const Pcm input = support::noise_pcm(kFrames * r.channels);
     Pcm output(input.size());
@@ -135,9 +138,7 @@ TEST_CASE("every channel takes its own gain, or the first one's when linked; the
 }
 
 TEST_CASE("channel counts below one and blocks without frames write nothing") {
-  const struct {
-    int channels, frames;
-  } rows[] = {{0, 10}, {-3, 10}, {2, 0}, {2, -5}};
+  const struct { int channels, frames; } rows[] = {{0, 10}, {-3, 10}, {2, 0}, {2, -5}};
   for (const auto& r : rows) {
     CAPTURE(r.channels);
     CAPTURE(r.frames);
@@ -185,8 +186,8 @@ TEST_CASE("bit rates are truncated, and others than 16, 24 and 32 refused") {
 }
 
 TEST_CASE("no record and sizes that cannot be served give null") {
-  CHECK(logged(log_of_refusal(nullptr, 64), "AudioPost_Init",
-               "Param is None,EQ_DRC will not be inited \n\n"));
+  CHECK(
+      logged(log_of_refusal(nullptr, 64), "AudioPost_Init", "Param is None,EQ_DRC will not be inited \n\n"));
   const struct {
     float channels;
     int frames;
@@ -204,10 +205,12 @@ TEST_CASE("the banner comes first, whatever follows, and tells version, date and
   const Record record = plain_record();
   for (const float* param : {record.data(), static_cast<const float*>(nullptr)}) {
     const std::string log = in_child([&] { AudioPost_Destroy(AudioPost_Init(param, 64)); }).err;
-    CHECK(support::count_logged(log, "AudioPost_Init", "ZELK_AudioEffect-RELEASE-VERSION 2.00,  RELEASE DATE ") == 1);
+    CHECK(support::count_logged(log, "AudioPost_Init",
+                                "ZELK_AudioEffect-RELEASE-VERSION 2.00,  RELEASE DATE ") == 1);
     char month[4] = "", end[3] = "";
     int day = 0, year = 0, hour = -1, minute = -1, second = -1;
-    CHECK(std::sscanf(log.c_str(), "LOG (AudioPost_Init(): ,%*d), %*s %*s  RELEASE DATE %3s %2d %4d, %2d:%2d:%2d%2[ \n]",
+    CHECK(std::sscanf(log.c_str(),
+                      "LOG (AudioPost_Init(): ,%*d), %*s %*s  RELEASE DATE %3s %2d %4d, %2d:%2d:%2d%2[ \n]",
                       month, &day, &year, &hour, &minute, &second, end) == 7);
     CHECK(std::string("JanFebMarAprMayJunJulAugSepOctNovDec").find(month) % 3 == 0);
     CHECK((day >= 1 && day <= 31 && year >= 1970 && hour >= 0 && hour < 24 && minute >= 0 && second >= 0));
@@ -230,8 +233,8 @@ TEST_CASE("an effect is created for any flag but 0, and runs at exactly 1") {
   const struct {
     float flag;
     bool created, runs;
-  } rows[] = {{0, false, false},   {0.9f, false, false}, {1, true, true},   {1.9f, true, true},
-              {2, true, false},    {-1, true, false},    {kInf, true, false}, {kNan, false, false}};
+  } rows[] = {{0, false, false}, {0.9f, false, false}, {1, true, true},     {1.9f, true, true},
+              {2, true, false},  {-1, true, false},    {kInf, true, false}, {kNan, false, false}};
   const Pcm input = support::noise_pcm(200);
   for (const auto& r : rows) {
     CAPTURE(r.flag);
@@ -241,7 +244,18 @@ TEST_CASE("an effect is created for any flag but 0, and runs at exactly 1") {
     const float band[5] = {1, 6, 500, 0, 0};  // a low-pass
     std::copy(band, band + 5, record.begin() + 100);
     const auto child = in_child([&] { std::exit(processed(record, input, 2) == input ? 0 : 1); });
-    CHECK(child.err.find("(EQ10_PrintPara()") != std::string::npos == r.created);
+    CHECK((child.err.find("(EQ10_PrintPara()") != std::string::npos) == r.created);
     CHECK(child.status == (r.runs ? 1 : 0));
+  }
+}
+
+TEST_CASE("Agc and Maximizer are two modes of one effect, which exists when either is wanted") {
+  for (int flags = 0; flags < 4; ++flags) {
+    CAPTURE(flags);
+    Record record = plain_record();
+    record[16] = static_cast<float>(flags & 1);
+    record[17] = static_cast<float>(flags >> 1);
+    const auto child = in_child([&] { AudioPost_Destroy(AudioPost_Init(record.data(), 64)); });
+    CHECK((child.err.find("(Maximizer_PrintPara()") != std::string::npos) == (flags != 0));
   }
 }
