@@ -92,7 +92,8 @@ TEST_CASE("two adjacent bands that share a corner add up to a flat response") {
               {four_bands(20, 100, 3000), kMid2, kHigh, 2000, 23000, 0.1}};
   for (const auto& r : rows) {
     const Bands h = impulse_responses(48000, r.param, 32768);
-    for (double f = r.least_hz; f <= r.most_hz; f *= 1.2) {
+    for (int step = 0; r.least_hz * std::pow(1.2, step) <= r.most_hz; ++step) {
+      const double f = r.least_hz * std::pow(1.2, step);
       CAPTURE(r.lower);
       CAPTURE(r.upper);
       CAPTURE(f);

@@ -16,13 +16,13 @@ struct Band {
 
 // Every band of every channel gets settings of its own; only the listed ones get an enable.
 std::vector<float> section_of(int channels, const std::vector<Band>& enabled) {
-  std::vector<float> section(size_t(channels * kChannelLength));
+  std::vector<float> section(size_t(channels) * kChannelLength);
   for (size_t k = 0; k < section.size() / 5; ++k) {
     float* band = &section[5 * k];
     band[1] = float(k % 5), band[2] = 150.0f * float(k + 1), band[3] = 0.5f + 0.05f * float(k),
     band[4] = 9.0f - float(k);
   }
-  for (const Band& b : enabled) section[size_t(b.channel * kChannelLength + b.number * 5)] = b.enable;
+  for (const Band& b : enabled) section[size_t(b.channel) * kChannelLength + size_t(b.number) * 5] = b.enable;
   return section;
 }
 
@@ -35,7 +35,7 @@ struct Filter {
 };
 
 Filter filter_of(const std::vector<float>& section, int channel, int number) {
-  const float* b = &section[size_t(channel * kChannelLength + number * 5)];
+  const float* b = &section[size_t(channel) * kChannelLength + size_t(number) * 5];
   Filter f{};
   filter_calculateCoeffs(f.coeffs, int(b[1]), kRate, b[2], b[3], b[4]);
   return f;
@@ -223,9 +223,9 @@ TEST_CASE("the listing names every band whose enable is exactly 1") {
                                                {"Q:0.60\n", 1},
                                                {"boost:9.00\n", 1},
                                                {"boost:-5.00\n", 1}};
-  for (const auto& [text, count] : lines) {
-    CAPTURE(text);
-    CHECK(support::count_logged(child.err, "EQ10_PrintPara", text) == count);
+  for (const auto& line : lines) {
+    CAPTURE(line.first);
+    CHECK(support::count_logged(child.err, "EQ10_PrintPara", line.first) == line.second);
   }
   CHECK(std::count(child.err.begin(), child.err.end(), '\n') == 15);
 }
