@@ -1,0 +1,181 @@
+#include <climits>
+#include <limits>
+#include <memory>
+
+#include "support.h"
+
+namespace {
+
+constexpr int kBlock = 480;  // 10 ms
+using Pcm = std::vector<int16_t>;
+
+struct Meter {
+  explicit Meter(int bit_rate = 16, int channels = 1)
+      : state(LevelDetector_Init(bit_rate, 48000, channels, kBlock), LevelDetector_Destroy) {}
+  LevelDetectorResult result() const {
+    LevelDetectorResult r;
+    CHECK(LevelDetector_GetRes(state.get(), &r) == kBlock);
+    return r;
+  }
+  int level(int band) const { return result().level[band]; }
+  // Feeds whole blocks of the PCM (mono), round and round.
+  void run(const Pcm& pcm, int blocks) {
+    for (int b = 0; b < blocks; ++b)
+      LevelDetector_Process(state.get(), &pcm[static_cast<size_t>(b * kBlock) % pcm.size()], kBlock);
+  }
+  std::unique_ptr<LevelDetectorState, int (*)(LevelDetectorState*)> state;
+};
+
+// A second of tone, which the table of tests repeats without a seam.
+Pcm tone(double hz, double amplitude) {
+  Pcm pcm;
+  for (float v : support::sine(48000, hz, 48000, amplitude))
+    pcm.push_back(static_cast<int16_t>(std::lround(v)));
+  return pcm;
+}
+
+// What the meter settles at for a tone of this amplitude in the middle of a band-pass.
+double tone_level(double amplitude) {
+  return 10 * std::log10(amplitude * amplitude / 2 * kBlock / (kBlock + 1) + 1) - 90.3087;
+}
+
+const Pcm kSilence(48000);
+
+}  // namespace
+
+TEST_CASE("each band shows a tone at its centre at full level, and more of it than every other band") {
+  const double centre_hz[10] = {31, 62, 125, 250, 500, 1000, 2000, 4000, 8000, 16000};
+  for (int band = 0; band < 10; ++band)
+    for (double amplitude : {30000.0, 300.0}) {
+      CAPTURE(band);
+      Meter meter;
+      meter.run(tone(centre_hz[band], amplitude), 300);
+      const LevelDetectorResult r = meter.result();
+      const double edge_dB =
+          band == 0 || band == 9 ? 20 * std::log10(0.7) : 0;  // Q of the low- and high-pass
+      // Truncated toward zero; what a block holds of a low tone's period ripples.
+      CHECK(r.level[band] <= tone_level(amplitude) + edge_dB + (band < 2 ? 1.6 : 1.01));
+      CHECK(r.level[band] >= tone_level(amplitude) + edge_dB - (band < 2 ? 0.7 : 0.01));
+      for (int other = 0; other < 10; ++other) {
+        if (other != band) CHECK(r.level[other] < r.level[band]);
+        CHECK(r.freq[other] == static_cast<int>(centre_hz[other]));
+      }
+    }
+}
+
+TEST_CASE("levels rise and fall with their times, block by block") {
+  Meter meter;
+  const Pcm on = tone(1000, 20000);
+  LevelDetector_SetPara(meter.state.get(), nullptr, 300, 0, 150);
+  meter.run(on, 100);
+  LevelDetector_SetPara(meter.state.get(), nullptr, 300, 0, 150);  // power from zero, filters still running
+  for (int block = 1; block <= 200; ++block) {
+    meter.run(on, 1);
+    const double level = tone_level(20000) + 10 * std::log10(1 - std::exp(-2.2 * 10 * block / 300));
+    CHECK(std::fabs(meter.level(5) - 0.5 - level) <= 0.55);  // shown without its fraction
+  }
+  meter.run(kSilence, 3);  // the filter rings out
+  const double top = meter.level(5);
+  for (int block = 1; block <= 40; ++block) {
+    meter.run(kSilence, 1);
+    CHECK(std::fabs(meter.level(5) - (top - 10 * std::log10(std::exp(2.2 * 10 * block / 150)))) <= 1.1);
+  }
+}
+
+TEST_CASE("a level is held for the hold time and falls with the first block that uses it up") {
+  struct {
+    float hold_ms;
+    int blocks;  // of 10 ms that stay
+  } rows[] = {{0, 0}, {9, 0}, {10, 0}, {11, 1}, {100, 9}, {101, 10}, {-50, 0}};
+  for (const auto& r : rows) {
+    CAPTURE(r.hold_ms);
+    Meter meter;
+    LevelDetector_SetPara(meter.state.get(), nullptr, 2000, r.hold_ms, 1);
+    meter.run(tone(4000, 30000), 20);  // rising all the while: only a rise charges the counter
+    const int before = meter.level(7);
+    int held = 0;
+    while (meter.run(kSilence, 1), meter.level(7) == before) ++held;
+    CHECK(held == r.blocks);
+  }
+}
+
+TEST_CASE("silence reads the bit rate's offset, and a call without frames lets the level fall") {
+  struct {
+    int bit_rate, level;
+  } rows[] = {{16, -90}, {24, -144}, {32, -192}, {8, -192}};
+  for (const auto& r : rows) {
+    Meter meter(r.bit_rate);
+    meter.run(kSilence, 3);
+    for (int16_t level : meter.result().level) CHECK(level == r.level);
+  }
+  Meter meter;
+  meter.run(tone(1000, 30000), 100);
+  const int before = meter.level(5);
+  for (int i = 0; i < 20; ++i) CHECK(LevelDetector_Process(meter.state.get(), nullptr, 0) == 0);
+  CHECK(std::abs(before - meter.level(5) - 10) <= 1);  // 20 blocks of 10 ms: exp(-2.2), 9.6 dB
+}
+
+TEST_CASE("only the first of the interleaved channels is measured") {
+  const Pcm left = tone(1000, 8000), right = tone(250, 30000);
+  Pcm both;
+  for (size_t i = 0; i < left.size(); ++i) both.push_back(left[i]), both.push_back(right[i]);
+  Meter mono, stereo(16, 2);
+  CHECK(LevelDetector_Process(mono.state.get(), left.data(), 48000) == 48000);
+  CHECK(LevelDetector_Process(stereo.state.get(), both.data(), 48000) == 48000);
+  CHECK(std::memcmp(mono.result().level, stereo.result().level, sizeof(int16_t[10])) == 0);
+  for (int channels :
+       {0, -3, INT_MIN}) {  // every frame reads the first sample: a constant, which the low-pass shows
+    Meter meter(16, channels);
+    const int16_t one = 20000;
+    for (int i = 0; i < 100; ++i) LevelDetector_Process(meter.state.get(), &one, kBlock);
+    CHECK(std::fabs(meter.level(0) - (tone_level(20000) + 3)) <= 1.1);
+    CHECK(meter.level(5) < -60);
+  }
+}
+
+TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
+  Meter meter;
+  float bands[20];
+  for (int b = 0; b < 10; ++b) bands[2 * b] = 100.9f * static_cast<float>(b + 1), bands[2 * b + 1] = 0.5f;
+  bands[18] = 40000.0f, bands[16] = std::numeric_limits<float>::quiet_NaN(), bands[14] = 1e20f,
+  bands[12] = -3.9f;
+  CHECK(LevelDetector_SetPara(meter.state.get(), bands, 50, 0, 50) == kBlock);
+  meter.run(tone(403, 20000), 200);
+  const LevelDetectorResult r = meter.result();
+  const int expected[10] = {100, 201, 302, 403, 504, 605, -3, -1, 0, -25536};  // 2^31 - 1 keeps 16 ones
+  for (int b = 0; b < 10; ++b) CHECK(r.freq[b] == expected[b]);
+  CHECK(std::fabs(r.level[3] - tone_level(20000)) <= 1);
+  CHECK(r.level[1] < r.level[3] - 6);
+  for (float t : {0.0f, -1.0f, 1e30f, std::numeric_limits<float>::infinity(),
+                  std::numeric_limits<float>::quiet_NaN()}) {
+    LevelDetector_SetPara(meter.state.get(), bands, t, t, t);
+    meter.run(kSilence, 2);
+    meter.result();
+  }
+  for (int frames : {0, -1, INT_MIN, INT_MAX}) {
+    LevelDetectorState* odd = LevelDetector_Init(16, INT_MAX, 1, frames);
+    LevelDetector_SetPara(odd, nullptr, 1, 1e9f, 1);
+    LevelDetector_Process(odd, kSilence.data(), 1);
+    CHECK(LevelDetector_Destroy(odd) == 0);
+  }
+  CHECK(LevelDetector_Destroy(nullptr) == -3);
+}
+
+TEST_CASE("the meter announces itself with the build's date and reports its times") {
+  const auto log = support::in_child([] {
+    LevelDetectorState* meter = LevelDetector_Init(16, 48000, 2, kBlock);
+    LevelDetector_SetPara(meter, nullptr, 12.5f, 100, 250);
+  });
+  CHECK(support::logged(log.err, "LevelDetector_SetPara",
+                        "rmstc is 12.500000, hold_time is 100.000000, decay_time 250.000000\n"));
+  // The chain's banner names the same build: "May 10 2024, 10:23:41" there, "[2024-May-10:10:23:41]" here.
+  const std::string chain = support::in_child([] { AudioPost_Init(nullptr, 1); }).err;
+  char month[4], time[9];
+  int day = 0, year = 0;
+  const size_t at = chain.find("RELEASE DATE ");
+  REQUIRE(at != std::string::npos);
+  REQUIRE(std::sscanf(chain.c_str() + at, "RELEASE DATE %3s %d %d, %8s", month, &day, &year, time) == 4);
+  CHECK(support::logged(log.err, "LevelDetector_Init",
+                        "ZELK_LevelDetector-VERSION_1.0.0:[" + std::to_string(year) + "-" + month + "-" +
+                            std::to_string(day) + ":" + time + "]\n\n"));
+}
