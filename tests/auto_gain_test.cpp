@@ -1,0 +1,170 @@
+#include <memory>
+
+#include "support.h"
+
+namespace {
+
+constexpr int kBlock = 480;
+constexpr double kFs = 48000;
+
+struct Delete {
+  void operator()(AutoGainState* s) const { AutoGain_Destroy(s); }
+};
+
+// A stereo programme, block by block, through one handle.
+struct Run {
+  explicit Run(std::vector<float> record, int channels = 2, int frame_length = kBlock)
+      : section(std::move(record)),
+        state(AutoGain_Init(section.data(), 16, static_cast<int>(kFs), channels, frame_length)),
+        in(std::vector<support::Samples>(static_cast<size_t>(channels), support::Samples(kBlock))),
+        out(in.data) {}
+
+  // The next block of a sine at this peak level; returns the gain that its last samples got.
+  double sine_block(double level_dBFS, double hz = 1000) {
+    const double peak = 32768 * std::pow(10, level_dBFS / 20);
+    for (auto& channel : in.data)
+      for (int i = 0; i < kBlock; ++i)
+        channel[static_cast<size_t>(i)] =
+            static_cast<float>(peak * std::sin(2 * M_PI * std::fmod(hz * (time + i) / kFs, 1.0) + 0.3));
+    time += kBlock;
+    return process();
+  }
+  double process() {
+    AutoGain_Process(state.get(), in(), out(), kBlock);
+    return static_cast<double>(out.data[0][kBlock - 1]) / static_cast<double>(in.data[0][kBlock - 1]);
+  }
+  double after(int blocks, double level_dBFS) {
+    double gain = 1;
+    while (blocks--) gain = sine_block(level_dBFS);
+    return gain;
+  }
+  void retune(size_t index, float value) {
+    section[index] = value;
+    AutoGain_SetPara(state.get(), section.data());
+  }
+
+  std::vector<float> section;
+  std::unique_ptr<AutoGainState, Delete> state;
+  support::Planar in, out;
+  int time = 0;
+};
+
+}  // namespace
+
+TEST_CASE(
+    "a steady programme is brought to the target, by at most +20 dB, and its peaks not over full scale") {
+  struct {
+    double level_dBFS, target, expected_gain_dB;  // a stereo 1 kHz sine reads its peak level
+  } const rows[] = {{-30, -20, 10},       {-12, -20, -8}, {-20, -20, 0}, {-60, -20, 20},
+                    {-41, -21.1, 19.9},   {-60, -30, 20}, {-15, 5, 15},  // 20 dB short of its target, and 15
+                                                                         // dB below full scale
+                    {-6.0206, 10, 6.0206}};
+  for (const auto& r : rows) {
+    CAPTURE(r.level_dBFS);
+    Run run({static_cast<float>(r.target), 300, 300, 400, 100});
+    CHECK(support::to_dB(run.after(4000, r.level_dBFS)) ==
+          doctest::Approx(r.expected_gain_dB).epsilon(0.003).scale(10));
+  }
+}
+
+TEST_CASE(
+    "a quiet programme with peaks is raised no further than its peaks allow, and never over full scale") {
+  Run run({-10, 50, 50, 400, 100}, 1);
+  double gain = 0;
+  for (int block = 0; block < 1500; ++block) {
+    for (auto& x : run.in.data[0]) x = 10.0f;
+    run.in.data[0][100] = block % 2 ? 16384.0f : -16384.0f;
+    gain = run.process();
+    REQUIRE(support::peak(run.out.data[0]) <= 32768.0);
+  }
+  CHECK(gain > 1.999);  // 32768 / 16384
+  CHECK(gain <= 2.0);
+}
+
+TEST_CASE("the gain rises by its attack and falls by its release, in a straight line over each block") {
+  struct {
+    float attack_ms, release_ms, step_dB;
+  } const rows[] = {{100, 400, 6}, {400, 100, 6}, {100, 400, -6}, {400, 100, -6}};
+  for (const auto& r : rows) {
+    CAPTURE(r.attack_ms);
+    CAPTURE(r.step_dB);
+    Run run({-30, r.attack_ms, r.release_ms, 400, 10});
+    double gain = run.after(3000, -30);  // settled at 0 dB
+    REQUIRE(gain == doctest::Approx(1).epsilon(0.002));
+    run.retune(0, -30 + r.step_dB);
+    const double goal = std::pow(10, static_cast<double>(r.step_dB) / 20), start = gain;
+    const double tau_ms = static_cast<double>(r.step_dB > 0 ? r.attack_ms : r.release_ms) / 2.2;
+    for (int block = 1; block <= 40; ++block) {
+      const double before = goal + (start - goal) * std::exp(-10.0 * (block - 1) / tau_ms);
+      const double after = goal + (start - goal) * std::exp(-10.0 * block / tau_ms);
+      run.sine_block(-30);
+      for (size_t i = 0; i < kBlock; i += 48) {
+        const double line = before + (after - before) * static_cast<double>(i) / kBlock;
+        REQUIRE(static_cast<double>(run.out.data[1][i]) / static_cast<double>(run.in.data[1][i]) ==
+                doctest::Approx(line).epsilon(0.003));
+      }
+    }
+  }
+}
+
+TEST_CASE("before anything is measured, and in silence, the output is the input") {
+  Run run({-10, 100, 100, 400, 100});
+  for (int block = 0; block < 40; ++block) {  // 400 ms
+    run.sine_block(-30);
+    REQUIRE(support::same_bits(run.in.data[1], run.out.data[1]));
+  }
+  Run silent({-10, 100, 100, 400, 100});
+  for (auto& channel : silent.in.data) channel.assign(kBlock, 1.0f);  // an offset alone is no loudness
+  for (int block = 0; block < 400; ++block) {
+    silent.process();
+    REQUIRE(support::same_bits(silent.in.data[0], silent.out.data[0]));
+  }
+}
+
+TEST_CASE("a retune keeps the meter unless its window or step changes") {
+  for (size_t index = 0; index < 5; ++index) {
+    CAPTURE(index);
+    Run run({-20, 100, 100, 400, 100});
+    const double gain = run.after(1000, -30);
+    REQUIRE(gain > 3);
+    run.retune(index, run.section[index] + 10);
+    const double after = run.sine_block(-30);
+    if (index < 3) CHECK(after > 3);
+    if (index >= 3) CHECK(after == 1.0);
+    CHECK(run.after(3000, -30) == doctest::Approx(std::pow(10, index == 0 ? 1.0 : 0.5)).epsilon(0.01));
+  }
+}
+
+TEST_CASE("a retune to a window that the library cannot serve goes on at unity, and the next one recovers") {
+  Run run({-20, 100, 100, 400, 100}, 40);
+  run.retune(3, 44739);  // 40 channels of 2147472 samples
+  CHECK(run.after(100, -30) == 1.0);
+  run.retune(3, 400);
+  run.retune(1, 200);
+  CHECK(run.after(200, -30) != 1.0);
+}
+
+TEST_CASE("auto gain reads and writes five settings, prints them, and says what is wrong") {
+  const auto outcome = support::in_child([] {
+    Run run({-20.5f, 100, 200, 400.9f, 100.9f});
+    AutoGain_PrintPara(run.state.get());
+    float back[6] = {0, 0, 0, 0, 0, 7};
+    AutoGain_GetPara(run.state.get(), back);
+    const float expected[6] = {-20.5f, 100, 200, 400, 100, 7};
+    if (std::memcmp(back, expected, sizeof back) != 0) std::abort();
+    if (AutoGain_Init(run.section.data(), 20, 48000, 2, kBlock)) std::abort();
+    if (AutoGain_Destroy(nullptr) != -3) std::abort();
+    run.retune(4, 9);  // 432 samples, shorter than a block
+    run.process();
+  });
+  CHECK(outcome.status == support::kExitMinusOne);
+  for (const char* text :
+       {"AutoGain Param\n", "=====================\n", "target_i_dB:-20.50\n", "attack_time:100.00\n",
+        "release_time:200.00\n", "r128_wins:400\n", "r128_steps:100\n"}) {
+    CAPTURE(text);
+    CHECK(support::logged(outcome.err, "AutoGain_PrintPara", text));
+  }
+  CHECK(support::logged(outcome.err, "ebur128_init", "bit_rate is wrong!\n"));
+  CHECK(support::logged(outcome.err, "AutoGain_Init", "bit_rate is wrong!\n"));
+  CHECK(support::logged(outcome.err, "AutoGain_Process", "frameLen is greater than steps! 0\n\n"));
+}
