@@ -8,7 +8,7 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
-#include "filters/biquad.h"
+#include "filters/kernels/kernels.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -96,9 +96,11 @@ int slots_of_channel(const EQ10State& s, int ch, int cursor) {
   return done;
 }
 
-// Sections in series, in place.
-void run_slots(const BiquadCoeffs* coeffs, BiquadHistory* history, int slots, float* x, int n) {
-  for (int k = 0; k < slots; ++k) filters::biquad_block(coeffs[k], history[k], x, n);
+// The latest n samples of a channel, for EQ10_GetData.
+void keep_copy(const EQ10State& s, std::vector<float>& copies, int ch, const float* x, int n) {
+  const size_t frame_length = common::array_size(s.frame_length);
+  std::copy_n(x, std::min(common::array_size(n), frame_length),
+              copies.begin() + static_cast<ptrdiff_t>(static_cast<size_t>(ch) * frame_length));
 }
 
 }  // namespace
@@ -106,17 +108,21 @@ void run_slots(const BiquadCoeffs* coeffs, BiquadHistory* history, int slots, fl
 int EQ10_Process(EQ10State* s, float** in, float** out, int n) {
   if (n <= 0) return s->channels;
   const common::FlushDenormals flush;
-  const size_t frame_length = common::array_size(s->frame_length);
-  const size_t kept = std::min(common::array_size(n), frame_length);
   int cursor = 0;
-  for (int ch = 0; ch < s->channels; ++ch) {
-    const size_t copy_at = static_cast<size_t>(ch) * frame_length;
-    std::copy_n(in[ch], kept, s->in_copy.begin() + static_cast<ptrdiff_t>(copy_at));
-    if (out[ch] != in[ch]) std::memmove(out[ch], in[ch], common::array_size(n) * sizeof(float));
-    const int slots = slots_of_channel(*s, ch, cursor);
-    run_slots(s->coeffs.data() + cursor, s->history.data() + cursor, slots, out[ch], n);
-    cursor += slots;
-    std::copy_n(out[ch], kept, s->out_copy.begin() + static_cast<ptrdiff_t>(copy_at));
+  for (int first = 0; first < s->channels;
+       first += 2) {  // two at a time: stereo is what the kernels are made for
+    const int count = std::min(2, s->channels - first);
+    filters::CascadeChannel cascade[2];
+    for (int i = 0; i < count; ++i) {
+      const int ch = first + i;
+      keep_copy(*s, s->in_copy, ch, in[ch], n);
+      if (out[ch] != in[ch]) std::memmove(out[ch], in[ch], common::array_size(n) * sizeof(float));
+      const int slots = slots_of_channel(*s, ch, cursor);
+      cascade[i] = {s->coeffs.data() + cursor, s->history.data() + cursor, slots, out[ch]};
+      cursor += slots;
+    }
+    filters::kernels().cascade(cascade, count, n);
+    for (int ch = first; ch < first + count; ++ch) keep_copy(*s, s->out_copy, ch, out[ch], n);
   }
   return s->channels;
 }

@@ -1,0 +1,17 @@
+// The lane kernels with the registers and masks of AVX-512.
+#if defined(__x86_64__)
+#include <immintrin.h>
+
+#include "filters/kernels/rows.h"
+
+namespace filters::avx512 {
+namespace {
+#include "filters/kernels/vector_x86.inl"
+
+#include "filters/kernels/lane_kernels.inl"
+}  // namespace
+
+const Kernels kRow{"avx512", has_avx512, lanes_cascade};
+
+}  // namespace filters::avx512
+#endif

@@ -1,0 +1,13 @@
+// The plain kernels, compiled with the flags of the AVX2 row.
+#if defined(__x86_64__)
+#include "filters/kernels/rows.h"
+
+namespace filters::scalar_fma {
+namespace {
+#include "filters/kernels/plain.inl"
+}  // namespace
+
+const Kernels kRow{"scalar+fma", has_avx2, plain_cascade};
+
+}  // namespace filters::scalar_fma
+#endif

@@ -1,0 +1,18 @@
+// Vectors of 4 lanes and the few operations that the language's own vector arithmetic lacks. A pair is the two
+// channels' lanes of one section, a quad is two pairs.
+
+constexpr int kLanes = 4;
+typedef float Vec __attribute__((vector_size(4 * kLanes)));
+typedef int Mask __attribute__((vector_size(4 * kLanes)));
+
+Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
+Vec load(const float* p) { return vld1q_f32(p); }
+void store(float* p, Vec v) { vst1q_f32(p, v); }
+
+// The pair at p in every pair of lanes.
+Vec every_pair(const float* p) {
+  const float32x2_t pair = vld1_f32(p);
+  return vcombine_f32(pair, pair);
+}
+// v moved up by one pair, with the last pair of `before` below it.
+Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }

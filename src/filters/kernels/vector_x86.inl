@@ -1,0 +1,24 @@
+// Vectors of 8 lanes and the few operations that the language's own vector arithmetic lacks. A pair is the two
+// channels' lanes of one section, a quad is two pairs.
+
+constexpr int kLanes = 8;
+typedef float Vec __attribute__((vector_size(4 * kLanes)));
+typedef int Mask __attribute__((vector_size(4 * kLanes)));
+
+Vec fused(Vec a, Vec b, Vec c) { return _mm256_fmadd_ps(a, b, c); }
+Vec load(const float* p) { return _mm256_loadu_ps(p); }
+void store(float* p, Vec v) { _mm256_storeu_ps(p, v); }
+
+// The pair at p in every pair of lanes.
+Vec every_pair(const float* p) {
+  return _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<const double*>(p)));
+}
+// v moved up by one pair, with the last pair of `before` below it.
+Vec pair_up(Vec before, Vec v) {
+#if defined(__AVX512VL__)
+  return _mm256_castsi256_ps(_mm256_alignr_epi64(_mm256_castps_si256(v), _mm256_castps_si256(before), 3));
+#else
+  const __m256 middle = _mm256_permute2f128_ps(before, v, 0x21);
+  return _mm256_castpd_ps(_mm256_shuffle_pd(_mm256_castps_pd(middle), _mm256_castps_pd(v), 5));
+#endif
+}
