@@ -1,0 +1,46 @@
+// Records that mean harm: every float of a full record, one at a time, as anything but a setting.
+#include <limits>
+
+#include "full_record.h"
+
+using namespace support;
+
+TEST_CASE("any value in any field is processed, or ends the process in a documented way") {
+  constexpr float kMost = std::numeric_limits<float>::max();
+  const float values[] = {NAN, INFINITY, -INFINITY, 1e-40f, 2147483648.0f, -2147483648.0f, kMost, -3.0f};
+  const char* const ends[] = {"You should choose a filter type!", "Too Many Channel!",
+                              "frameLen is greater than steps!"};
+  constexpr int kFrames = 64;
+  const auto pcm = noise_pcm(kFrames * 2 * 3);
+  const Record base = full_record();
+
+  for (size_t i = 0; i < AUDIOPOST_PARAM_LENGTH; ++i) {
+    if (base[i] == 0.0f && i > 30 && base[i - 1] == 0.0f) continue;  // what no effect reads
+    for (float value : values) {
+      Record record = base;
+      record[i] = value;
+      const auto run = [&](const Record& first, const Record& second) {
+        return in_child([&] {
+          AudioPostState* chain = AudioPost_Init(first.data(), kFrames);
+          std::vector<int16_t> room(kFrames * 1024);
+          if (chain) AudioPost_Process(chain, room.data(), room.data(), 2, kFrames);
+          Record got{};
+          AudioPost_GetPara(chain, got.data());
+          AudioPost_SetPara(chain, second.data(), kFrames);
+          if (chain) AudioPost_Process(chain, room.data(), room.data(), 2, kFrames);
+          AudioPost_Destroy(chain);
+        });
+      };
+      // As the record of a new chain, then as the one that retunes it.
+      for (const Outcome& outcome : {run(record, base), run(base, record)}) {
+        CAPTURE(i);
+        CAPTURE(value);
+        CAPTURE(outcome.signal);
+        bool documented = outcome.status == 0;
+        for (const char* end : ends)
+          documented |= outcome.status == kExitMinusOne && outcome.err.find(end) != std::string::npos;
+        REQUIRE(documented);
+      }
+    }
+  }
+}

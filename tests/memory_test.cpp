@@ -1,0 +1,126 @@
+// What the library allocates, and what it does when it can't: the functions below take the place of the C library's in
+// this program.
+#include "full_record.h"
+
+#if !defined(__SANITIZE_ADDRESS__)  // the sanitizer puts its own in their place
+
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void __libc_free(void*);
+
+static long calls = 0;                 // of any of the four
+static long live = 0;                  // blocks
+static long until_failure = 0;         // the call that fails; 0 is none
+static bool failing_for_good = false;  // and every call after it
+static bool failed = false;
+
+static bool refused() {
+  ++calls;
+  if (until_failure == 0 || --until_failure > 0) return false;
+  if (failing_for_good) until_failure = 1;
+  return failed = true;
+}
+static void* counted(void* block) { return live += block != nullptr, block; }
+void* malloc(size_t size) { return refused() ? nullptr : counted(__libc_malloc(size)); }
+void* calloc(size_t count, size_t size) { return refused() ? nullptr : counted(__libc_calloc(count, size)); }
+void* realloc(void* old, size_t size) {
+  if (refused()) return nullptr;
+  live += old == nullptr;
+  return __libc_realloc(old, size);
+}
+void free(void* block) { ++calls, live -= block != nullptr, __libc_free(block); }
+}
+
+namespace {
+
+using namespace support;
+
+constexpr int kFrames = 256;
+const std::vector<int16_t> kInput = noise_pcm(kFrames * 2);
+
+void process(AudioPostState* chain) {
+  int16_t output[kFrames * 2];
+  AudioPost_Process(chain, kInput.data(), output, 2, kFrames);
+}
+
+// Runs attempt() with the first, the second, … allocation failing (and all further ones, the second time round), until
+// it gets by without the failure. Returns how many it took.
+template <class Attempt>
+int with_each_failure(Attempt attempt) {
+  int failures = 0;
+  for (bool for_good : {false, true})
+    for (long n = 1;; ++n) {
+      until_failure = n, failing_for_good = for_good, failed = false;
+      const bool spared = attempt();
+      if (spared) break;
+      ++failures;
+    }
+  return failures;
+}
+
+// Ends the failing; whether there was none.
+bool disarm() {
+  until_failure = 0;
+  return !failed;
+}
+
+}  // namespace
+
+TEST_CASE("processing allocates and frees nothing, with every effect on") {
+  AudioPostState* chain = AudioPost_Init(full_record().data(), kFrames);
+  REQUIRE(chain);
+  const long created = calls;
+  for (int block = 0; block < 100; ++block) process(chain);
+  CHECK(calls == created);
+  AudioPost_Destroy(chain);
+  CHECK(calls > created);
+}
+
+TEST_CASE("Init without memory returns null and leaves nothing behind, whichever allocation fails") {
+  const Record record = full_record();
+  AudioPost_Destroy(AudioPost_Init(record.data(), kFrames));
+  bool null = true, clean = true;
+  const int failures = with_each_failure([&] {
+    const long before = live;
+    AudioPostState* chain = AudioPost_Init(record.data(), kFrames);
+    const bool spared = disarm();
+    null &= spared == (chain != nullptr);
+    AudioPost_Destroy(chain);
+    clean &= live == before;
+    return spared;
+  });
+  CHECK(failures > 40);
+  CHECK(null);
+  CHECK(clean);
+}
+
+TEST_CASE("SetPara and GetPara without memory leave a chain that can be processed, retuned and destroyed") {
+  Record three_bands = full_record();
+  three_bands[33] = 600, three_bands[200] = three_bands[300] = 3;  // a new meter, new crossovers
+  const struct { Record from, to; } rows[] = {{plain_record(), full_record()}, {full_record(), three_bands}};
+  for (const auto& r : rows) {
+    bool clean = true;
+    const int failures = with_each_failure([&] {
+      const long n = until_failure, before = live;
+      until_failure = 0;
+      AudioPostState* chain = AudioPost_Init(r.from.data(), kFrames);
+      until_failure = n;
+      AudioPost_SetPara(chain, r.to.data(), kFrames);
+      Record got;
+      AudioPost_GetPara(chain, got.data());
+      const bool spared = disarm();
+      process(chain);
+      AudioPost_SetPara(chain, r.to.data(), kFrames);
+      process(chain);
+      AudioPost_Destroy(chain);
+      clean &= live == before;
+      return spared;
+    });
+    CHECK(failures > 6);
+    CHECK(clean);
+  }
+}
+
+#endif
