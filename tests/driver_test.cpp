@@ -106,7 +106,8 @@ TEST_CASE("the driver says what is wrong with its files and carries on where it 
       {"rate truncated", 0, "Finished", "Sample rate is wrong \n", 0, kChain},
       {"no input", 0, "Finished", "open file fail", 1, kNothing},
       {"output cannot be opened", 0, "Finished", "file write error\n", 2, kNothing},
-      {"output is full", 0, "Finished", "file write error\n", 1, kNothing},  // its first block is only buffered
+      {"output is full", 0, "Finished", "file write error\n", 1,
+       kNothing},  // its first block is only buffered
   };
   for (const auto& r : rows) {
     const std::string fault = r.fault;

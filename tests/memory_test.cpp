@@ -4,6 +4,7 @@
 
 #if !defined(__SANITIZE_ADDRESS__)  // the sanitizer puts its own in their place
 
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name): the C library's names
 extern "C" {
 void* __libc_malloc(size_t);
 void* __libc_calloc(size_t, size_t);
@@ -32,6 +33,7 @@ void* realloc(void* old, size_t size) {
 }
 void free(void* block) { ++calls, live -= block != nullptr, __libc_free(block); }
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name)
 
 namespace {
 

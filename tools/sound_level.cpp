@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
   }
   const double peak_dB = 20 * std::log10(peak);
   const double rms_dB = 10 * std::log10(squares / static_cast<double>(samples.size()));
-  std::printf("peak %6.2f dBFS  RMS %6.2f dBFS  crest factor %5.2f dB  loudness %6.2f LUFS\n", peak_dB, rms_dB,
-              peak_dB - rms_dB, loudness(samples));
+  std::printf("peak %6.2f dBFS  RMS %6.2f dBFS  crest factor %5.2f dB  loudness %6.2f LUFS\n", peak_dB,
+              rms_dB, peak_dB - rms_dB, loudness(samples));
   return EXIT_SUCCESS;
 }
