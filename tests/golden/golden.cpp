@@ -1,0 +1,194 @@
+// golden TUNING [EXPECTED]: prints a digest of what each effect and the whole chain make of a sound, or compares the
+// digests with those of a file. They are the same bytes on every processor, in every build, with every kernel.
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "zelkaudio_effect_eqdrc.h"
+
+namespace {
+
+using Record = std::array<float, AUDIOPOST_PARAM_LENGTH>;
+
+constexpr int kFrames = 28800, kSampleRate = 48000;
+constexpr int kFirstFlag = 10, kFlags = 8, kFirstGain = 20, kGainStride = 5;
+const char* const kEffects[kFlags] = {"AutoGain", "BassEnhancer", "Exciter", "DeEsser",
+                                      "EQ10",     "MultiBandDRC", "Agc",     "Maximizer"};
+const struct {
+  const char* name;
+  int channels, link;
+} kLayouts[] = {{"mono", 1, 0}, {"stereo", 2, 0}, {"linked", 2, 1}};
+const struct {
+  int bit_rate;
+  float gain_dB;  // lifts the 16-bit input to the scale of the bit_rate
+} kFormats[] = {{16, 0.0f}, {24, 48.164799f}, {32, 96.3296f}};
+
+// FNV-1a, 64 bits.
+class Digest {
+ public:
+  void add(const void* data, size_t bytes) {
+    const auto* byte = static_cast<const unsigned char*>(data);
+    for (size_t i = 0; i < bytes; ++i) value_ = (value_ ^ byte[i]) * 0x100000001b3u;
+  }
+  std::string text() const {
+    std::ostringstream out;
+    out << std::hex << std::setw(16) << std::setfill('0') << value_;
+    return out.str();
+  }
+
+ private:
+  uint64_t value_ = 0xcbf29ce484222325u;
+};
+
+// ---- Sound: integers only, so that it is the same everywhere --------------------------------------------
+int triangle(uint32_t phase) {  // -32768 ... 32767
+  const int ramp = static_cast<int>(phase >> 15);
+  return (ramp < 65536 ? ramp : 131071 - ramp) - 32768;
+}
+
+// Six scenes of a tenth of a second: chord, silence, soft noise, full-scale noise, swell, sharp bursts.
+std::vector<int16_t> make_sound(int channels) {
+  std::vector<int16_t> pcm;
+  uint32_t low = 0, middle = 0, high = 0, random = 1;
+  for (int i = 0; i < kFrames; ++i) {
+    const int scene = i / 4800, at = i % 4800;
+    for (int ch = 0; ch < channels; ++ch) {
+      random ^= random << 13, random ^= random >> 17, random ^= random << 5;
+      const int noise = static_cast<int>(random >> 16) - 32768;
+      const int chord = triangle(low) / 2 + triangle(middle + (ch ? 1u << 30 : 0)) / 4 + triangle(high) / 8;
+      const int scenes[] = {chord * 3 / 4,     0,
+                            noise / 100,       noise,
+                            chord / 4800 * at, at % 900 < 300 ? noise / 3 + triangle(high) / 2 : chord / 50};
+      pcm.push_back(static_cast<int16_t>(ch ? scenes[scene] / 2 : scenes[scene]));
+    }
+    low += 6000000u, middle += 75000000u, high += 610000000u;  // 67 Hz, 838 Hz, 6.8 kHz
+  }
+  return pcm;
+}
+
+// ---- Cases ----------------------------------------------------------------------------------------------
+bool read_tuning(const char* path, Record& record) {
+  std::ifstream text(path);
+  bool any = false;
+  for (std::string line; std::getline(text, line); any = true) {
+    std::istringstream words(line.substr(0, line.find('#')));
+    size_t index = 0;
+    if (!(words >> index)) continue;
+    for (float value; words >> value; ++index) record.at(index) = value;
+    if (!words.eof()) return false;
+  }
+  return any;
+}
+
+std::string chain_digest(const Record& record, int block) {
+  const int channels = static_cast<int>(record[3]);
+  std::vector<int16_t> pcm = make_sound(channels);
+  AudioPostState* const chain = AudioPost_Init(record.data(), block);
+  const size_t step = static_cast<size_t>(block * channels);
+  Digest digest;
+  for (size_t at = 0; at + step <= pcm.size(); at += step) {
+    AudioPost_Process(chain, &pcm[at], &pcm[at], channels, block);
+    digest.add(&pcm[at], step * sizeof pcm[0]);
+  }
+  AudioPost_Destroy(chain);
+  return digest.text();
+}
+
+// Where the mathematics library matters most: every kind of design over the range of its settings. Nearer to half
+// the sample rate a band-pass of seven octaves overflows, and the sign of a NaN is nobody's promise.
+std::string design_digest(int type) {
+  Digest digest;
+  for (float fc = 10.0f; fc < 22000.0f; fc *= 1.013f)
+    for (float q : {0.05f, 0.5f, 0.7071f, 1.0f, 1.9f, 7.0f})
+      for (float gain_dB : {-20.0f, -3.3f, 0.0f, 0.1f, 12.0f}) {
+        float coeffs[5];
+        filter_calculateCoeffs(coeffs, type, kSampleRate, fc, q, gain_dB);
+        digest.add(coeffs, sizeof coeffs);
+      }
+  return digest.text();
+}
+
+std::string level_digest(int bit_rate) {
+  const std::vector<int16_t> pcm = make_sound(2);
+  LevelDetectorState* const meter = LevelDetector_Init(bit_rate, kSampleRate, 2, 480);
+  Digest digest;
+  for (size_t at = 0; at < pcm.size(); at += 960) {
+    LevelDetector_Process(meter, &pcm[at], 480);
+    LevelDetectorResult result;
+    LevelDetector_GetRes(meter, &result);
+    digest.add(&result, sizeof result);
+  }
+  LevelDetector_Destroy(meter);
+  return digest.text();
+}
+
+using Lines = std::map<std::string, std::string>;  // case to digest
+
+void add_chain_cases(Lines& lines, const char* name, const Record& tuning, int first_flag, int last_flag) {
+  for (int block : {64, 480, 1024})
+    for (const auto& format : kFormats)
+      for (const auto& layout : kLayouts) {
+        Record record = tuning;
+        record[0] = kSampleRate;
+        record[1] = static_cast<float>(format.bit_rate);
+        record[2] = static_cast<float>(layout.link);
+        record[3] = static_cast<float>(layout.channels);
+        record[4] = 2.0f;
+        for (int flag = first_flag; flag <= last_flag; ++flag)
+          record[static_cast<size_t>(kFirstFlag + flag)] = 1;
+        for (size_t ch = 0; ch < 2; ++ch) record[kFirstGain + kGainStride * ch] += format.gain_dB;
+        std::ostringstream label;
+        label << std::left << std::setw(13) << name << std::right << std::setw(5) << block << std::setw(3)
+              << format.bit_rate << " " << layout.name;
+        lines[label.str()] = chain_digest(record, block);
+      }
+}
+
+Lines all_cases(const Record& tuning) {
+  Lines lines;
+  add_chain_cases(lines, "dry", tuning, 0, -1);
+  for (int flag = 0; flag < kFlags; ++flag) add_chain_cases(lines, kEffects[flag], tuning, flag, flag);
+  add_chain_cases(lines, "chain", tuning, 0, kFlags - 1);
+  for (int type = Parametric; type <= ButterworthHP; ++type)
+    lines["filter_calculateCoeffs type " + std::to_string(type)] = design_digest(type);
+  for (const auto& format : kFormats)
+    lines["LevelDetector " + std::to_string(format.bit_rate)] = level_digest(format.bit_rate);
+  return lines;
+}
+
+int print_differences(const Lines& got, const char* path) {
+  std::ifstream file(path);
+  Lines expected;
+  for (std::string line; std::getline(file, line);) {
+    const size_t split = line.rfind(' ');
+    if (split != std::string::npos) expected[line.substr(0, split)] = line.substr(split + 1);
+  }
+  int differences = 0;
+  for (const auto& [label, digest] : got) {
+    if (expected[label] == digest) continue;
+    std::cout << label << ": " << digest << ", not " << expected[label] << "\n";
+    ++differences;
+  }
+  std::cout << got.size() << " digests, " << differences << " differ\n";
+  return differences || expected.size() != got.size();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Record tuning{};
+  if (argc < 2 || argc > 3 || !read_tuning(argv[1], tuning)) {
+    std::cerr << "usage: golden TUNING [EXPECTED]\n";
+    return 1;
+  }
+  const Lines lines = all_cases(tuning);
+  if (argc == 3) return print_differences(lines, argv[2]);
+  for (const auto& [label, digest] : lines) std::cout << label << " " << digest << "\n";
+  return 0;
+}
