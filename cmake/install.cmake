@@ -1,0 +1,24 @@
+# What `cmake --install` lays out: libraries, header, process_file, manual pages, and what pkg-config and find_package
+# need. Everything is found relative to where it stands, so the prefix can be chosen, and moved, afterwards.
+include(CMakePackageConfigHelpers)
+
+# Targets zelkaudio::zelkaudio (shared) and zelkaudio::static, here and in the installed package.
+set_target_properties(zelkaudio_effect_eqdrc PROPERTIES EXPORT_NAME zelkaudio)
+set_target_properties(zelkaudio_static PROPERTIES EXPORT_NAME static)
+add_library(zelkaudio::zelkaudio ALIAS zelkaudio_effect_eqdrc)
+add_library(zelkaudio::static ALIAS zelkaudio_static)
+
+install(TARGETS zelkaudio_effect_eqdrc zelkaudio_static EXPORT zelkaudio)
+install(TARGETS process_file)
+install(FILES include/zelkaudio_effect_eqdrc.h TYPE INCLUDE)
+install(FILES docs/man/process_file.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/man/libzelkaudio.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zelkaudio)
+install(EXPORT zelkaudio NAMESPACE zelkaudio:: DESTINATION ${package_dir} FILE zelkaudio-config.cmake)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zelkaudio-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zelkaudio-config-version.cmake DESTINATION ${package_dir})
+
+file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/zelkaudio.pc.in ${PROJECT_BINARY_DIR}/zelkaudio.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zelkaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
