@@ -1,0 +1,60 @@
+// Every field of the tuning record that the chain can read: where it stands, what it is called, its unit and
+// range. The text form, the differences and the findings all speak of fields in these words.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/tuning.h"
+
+namespace host {
+
+enum class Kind {
+  number,
+  integer,  // truncated toward zero by the chain
+  flag,     // an integer of which 0 and 1 are meant
+  filter,   // a FilterType code
+};
+
+struct Field {
+  int index;  // in the record
+  const char* name;
+  Kind kind;
+  const char* unit;  // "" where it has none
+  const char* hint;  // range or meaning, for people; may be ""
+};
+
+// Fields that belong together: one effect, one channel of it, or one band of that.
+struct Table {
+  std::string path;   // in the text form: "EQ10.channel0.band3"
+  std::string where;  // for people: "EQ10 channel 0 band 3"
+  int channel;        // -1 where the fields belong to no channel
+  bool one_line;      // written as band3 = { … }
+  std::vector<Field> fields;
+};
+
+// All of them, in the order of the text form.
+const std::vector<Table>& tables();
+
+struct Place {
+  const Table* table;
+  const Field* field;
+};
+// What stands at an index of the record; nulls where the chain never reads.
+Place place(int index);
+
+// "Parametric" for 0 and so on; null for a code that is unknown.
+const char* filter_name(int code);
+// The code of a name, -1 for an unknown name.
+int filter_code(std::string_view name);
+
+// The shortest decimal that is read back as the same float: "0.1", "48000", "-0.0", "inf"; with a point or an
+// exponent unless `whole`. NaNs give "nan" and lose their payload.
+std::string shortest(float value, bool whole = false);
+// A field's value with its unit: "2.5 dB", "on", "LowShelf".
+std::string with_unit(const Field& field, float value);
+
+uint32_t bits_of(float value);
+float float_of(uint32_t bits);
+
+}  // namespace host

@@ -1,0 +1,26 @@
+// What the command groups of audiopost share. Each group is one file with an add_…() that hangs its commands
+// into the application; a command's callback does the work and sets the exit code.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string>
+
+namespace audiopost {
+
+// Exit codes: 0 done, 1 done and the answer is no (check, diff), 2 could not be done.
+struct Context {
+  bool color = false;     // standard output is a terminal and NO_COLOR is not set
+  bool progress = false;  // standard error is a terminal
+  int exit_code = 0;
+};
+
+// Anything that goes wrong is thrown, as this or host::FileError; main prints the one line and exits with 2.
+class Failure : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+void add_tuning(CLI::App& app,
+                Context& context);  // tuning new, show, build, check, diff, import-eq, export-eq
+
+}  // namespace audiopost

@@ -1,0 +1,44 @@
+// audiopost: author a tuning record, check it, hear it, see it.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+#include "app.h"
+
+namespace {
+
+// One clear line, whatever the message held.
+int fail(std::string text) {
+  for (char& c : text)
+    if (c == '\n' || c == '\r') c = ' ';
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  std::fprintf(stderr, "audiopost: %s\n", text.c_str());
+  return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Author a tuning record of the effect chain, check it, hear it, see it.", "audiopost");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "audiopost " AUDIOPOST_VERSION);
+  app.footer("Exit codes: 0 done, 1 the answer is no (check, diff), 2 could not be done.");
+
+  audiopost::Context context;
+  const char* no_color = std::getenv("NO_COLOR");
+  context.color = isatty(STDOUT_FILENO) && !(no_color && *no_color);
+  context.progress = isatty(STDERR_FILENO);
+  audiopost::add_tuning(app, context);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);  // help and version
+    return fail(error.what());
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+  if (std::fflush(stdout) != 0) return fail("standard output: could not be written");
+  return context.exit_code;
+}
