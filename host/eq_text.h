@@ -1,5 +1,4 @@
-// The parametric-EQ text that measuring programs, headphone-EQ collections and system-wide equalizers
-// exchange:
+// The parametric-EQ text that measuring programs, headphone-EQ collections and system-wide equalizers exchange:
 //   Preamp: -6.2 dB
 //   Filter 1: ON PK Fc 105 Hz Gain -3.1 dB Q 0.70
 #pragma once
@@ -12,22 +11,21 @@
 
 namespace host {
 
-// Puts a text's filters into EQ10 and its preamp into the channel gain, and turns EQ10 on.
-//   PK           bell, with Q, or BW in octaves
-//   LS, HS       shelf of slope S = 1, or of the given Q; Fc is the middle of the slope
-//   LSC, HSC     shelf with Q, Fc in the middle of the slope; "LSC 12 dB" gives the slope in dB per octave
-//   instead
-//                (then Fc is the corner where "LS 12 dB" stands, without the C)
-//   LP, LPQ, HP, HPQ  second-order low- and high-pass, with Q (1/sqrt(2) where none is given)
+// Puts a text's filters into EQ10 and its preamp (0 dB where it has none, the sum of several) into the channel gain,
+// and turns EQ10 on. The filters are designed for the record's sample rate.
+//   PK              bell, with Q or with BW in octaves
+//   LS, HS          shelf; Fc is its corner, where the straight lines of plateau and slope meet
+//   LSC, HSC        shelf; Fc is the middle of its slope
+//                   Either with Q, or its slope as in "LS 6 dB" (dB per octave, 12 being S = 1), or neither: S = 0.9
+//   LP, HP, LPQ, HPQ  low- and high-pass, 12 dB per octave, with Q or without: 1/sqrt(2)
 // A shelf's Q becomes the designer's slope, S = 1 / (1 + (1/Q^2 - 2) / (A + 1/A)) with A = 10^(gain/40).
-//  channel  the channel to set, 0 or 1; -1: all of them, by way of channel 0's record when the record is
-//  linked Returns what a tuner has to know: filters beyond the tenth, values out of the designer's range,
-//  lines left out. Throws FileError for lines that are not understood.
-std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file,
-                                   int channel = -1);
+//  channel  the channel to set, 0 or 1, which unlinks a linked record; -1: all of them
+//  Returns what a tuner has to know: filters beyond the tenth, clamped values, filters left out.
+//  Throws FileError for lines that are not understood.
+std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file, int channel = -1);
 
-// EQ10 of one channel as such text, the channel gain as the preamp; import_eq gives the same response back.
-// Band-pass and Butterworth bands have no word there; what could not be written is appended to `left_out`.
+// EQ10 of one channel as such text, the channel gain as the preamp; import_eq gives the same response back. Appends to
+// `left_out` the bands that the format has no words for: band-passes, steps with no Q, Butterworth filters with boost.
 std::string export_eq(const Record& record, int channel, std::vector<std::string>& left_out);
 
 }  // namespace host

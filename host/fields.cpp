@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 namespace host {
@@ -186,11 +187,18 @@ std::string shortest(float value, bool whole) {
 }
 
 std::string with_unit(const Field& field, float value) {
-  if (field.kind == Kind::flag && (value == 0.0f || value == 1.0f)) return value == 1.0f ? "on" : "off";
+  const uint32_t bits = bits_of(value);
+  if (field.kind == Kind::flag && (bits == bits_of(0.0f) || bits == bits_of(1.0f))) return bits ? "on" : "off";
   if (field.kind == Kind::filter && value == std::floor(value) && value >= 0.0f && value < 8.0f)
     return filter_name(static_cast<int>(value));
   const std::string number = shortest(value, true);
   return *field.unit ? number + " " + field.unit : number;
+}
+
+std::string hex(float value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08x", bits_of(value));
+  return text;
 }
 
 uint32_t bits_of(float value) {

@@ -54,6 +54,8 @@ std::string shortest(float value, bool whole = false);
 // A field's value with its unit: "2.5 dB", "on", "LowShelf".
 std::string with_unit(const Field& field, float value);
 
+// Its bits: "0x7fc00001".
+std::string hex(float value);
 uint32_t bits_of(float value);
 float float_of(uint32_t bits);
 

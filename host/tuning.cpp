@@ -47,12 +47,6 @@ constexpr char kEqHead[] =
 # boost  dB, -20 ... 20
 )";
 
-std::string hex(float value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08x", bits_of(value));
-  return text;
-}
-
 // As TOML. A NaN keeps its bits only as a string.
 std::string value_text(Kind kind, float value) {
   if (std::isnan(value)) return '"' + hex(value) + '"';

@@ -1,0 +1,395 @@
+#include "host/eq_text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+#include "host/fields.h"
+
+namespace host {
+namespace {
+
+constexpr int kBands = 10, kEqEnable = 14, kEqSection = 100, kGain = 20, kGainStride = 5;
+constexpr double kLn2 = 0.6931471805599453, kPi = 3.141592653589793;
+constexpr double kLeastQ = 0.01, kMostQ = 16.0, kMostSlope = 2.0, kMostGain_dB = 20.0;  // the designer's bounds
+
+float* band_record(Record& record, int channel, int band) { return &record[static_cast<size_t>(kEqSection + 50 * channel + 5 * band)]; }
+
+// ---- Shelves: Q and slope --------------------------------------------------------------------------
+// R. Bristow-Johnson, "Cookbook formulae for audio EQ biquad filter coefficients": both stand for the same alpha when
+// 1/Q^2 = (A + 1/A) (1/S - 1) + 2.
+double gain_sum(double gain_dB) {
+  const double a = std::pow(10.0, gain_dB / 40.0);
+  return a + 1.0 / a;
+}
+double slope_from_q(double q, double gain_dB) { return 1.0 / (1.0 + (1.0 / (q * q) - 2.0) / gain_sum(gain_dB)); }
+double inverse_square_q(double slope, double gain_dB) { return gain_sum(gain_dB) * (1.0 / slope - 1.0) + 2.0; }
+
+// Half of the gain at 12 S dB per octave, that is 40 S dB per decade, lies between a shelf's corner and its middle.
+double middle_over_corner(double slope, double gain_dB) { return std::pow(10.0, std::fabs(gain_dB) / (80.0 * slope)); }
+
+// Bandwidth between the half-gain points, in octaves, to Q; with the warping of the bilinear transform.
+double q_from_octaves(double octaves, double fc, double sample_rate) {
+  const double w0 = 2.0 * kPi * fc / sample_rate;
+  return 1.0 / (2.0 * std::sinh(kLn2 / 2.0 * octaves * w0 / std::sin(w0)));
+}
+
+// ---- Reading: lines to tokens ----------------------------------------------------------------------
+// Upper case, with every kind of blank as a space. No-break spaces between digits group thousands and go away.
+std::string plain(std::string_view line) {
+  std::string out;
+  for (size_t i = 0; i < line.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(line[i]);
+    const size_t blank = line.substr(i, 2) == "\u00a0" ? 2 : line.substr(i, 3) == "\u202f" ? 3 : 0;
+    if (blank) {
+      const bool groups = !out.empty() && std::isdigit(static_cast<unsigned char>(out.back())) &&
+                          i + blank < line.size() && std::isdigit(static_cast<unsigned char>(line[i + blank]));
+      if (!groups) out += ' ';
+      i += blank - 1;
+    } else {
+      out += byte < 0x20 ? ' ' : byte < 0x80 ? static_cast<char>(std::toupper(byte)) : line[i];
+    }
+  }
+  return out;
+}
+
+// A number as people write it: "1,5" and "1,234.5" and "1.234,5" too, the last mark being the decimal one.
+std::optional<double> number(std::string text) {
+  const size_t mark = text.find_last_of(".,");
+  std::string digits;
+  for (size_t i = 0; i < text.size(); ++i)
+    if (i == mark)
+      digits += '.';
+    else if (text[i] != '.' && text[i] != ',')
+      digits += text[i];
+  const char* first = digits.c_str() + (digits[0] == '+' ? 1 : 0);
+  double value = 0;
+  const auto parsed = std::from_chars(first, digits.c_str() + digits.size(), value);
+  if (parsed.ec != std::errc() || parsed.ptr != digits.c_str() + digits.size() || !std::isfinite(value)) return {};
+  return value;
+}
+
+struct Filter {
+  int line = 0;
+  bool on = true;
+  std::string type;
+  std::optional<double> slope_dB, fc, gain_dB, q, octaves;
+};
+
+class LineReader {
+ public:
+  LineReader(const std::string& file, int line, const std::string& text) : file_(file), line_(line) {
+    for (size_t at = 0; (at = text.find_first_not_of(' ', at)) != std::string::npos;) {
+      const size_t end = std::min(text.find(' ', at), text.size());
+      split(text.substr(at, end - at));
+      at = end;
+    }
+  }
+
+  double preamp() {
+    const double value = read("Preamp", "DB");
+    if (more()) fail("Preamp", "'" + peek() + "' is not understood");
+    if (std::fabs(value) > 200.0) fail("Preamp", "is out of range");
+    return value;
+  }
+
+  Filter filter() {
+    Filter f;
+    f.line = line_;
+    const std::string status = next();
+    if (status != "ON" && status != "OFF") fail("", "'" + status + "' stands where ON or OFF should");
+    f.on = status == "ON";
+    f.type = next();
+    if (f.type.empty()) fail("", "has no filter type");
+    const bool shelf = f.type == "LS" || f.type == "HS" || f.type == "LSC" || f.type == "HSC";
+    if (shelf && more() && number(peek())) f.slope_dB = read("slope", "DB");
+    while (more()) {
+      const std::string word = next();
+      if (word == "FC") {
+        f.fc = read("Fc", "HZ", "KHZ");
+      } else if (word == "GAIN") {
+        f.gain_dB = read("Gain", "DB");
+      } else if (word == "Q") {
+        f.q = read("Q", "");
+      } else if (word == "BW") {
+        skip("OCT");
+        f.octaves = read("BW", "OCT");
+      } else if (known(f.type)) {
+        if (word == "T60") break;  // what a room correction aims at; the filter is given by the rest
+        fail("", "'" + word + "' is not understood");
+      } else {
+        break;
+      }
+    }
+    return f;
+  }
+
+  static bool known(const std::string& type) {
+    static const char* const types[] = {"PK", "MODAL", "LS", "LSC", "HS", "HSC", "LP", "LPQ", "HP", "HPQ"};
+    return std::find(std::begin(types), std::end(types), type) != std::end(types);
+  }
+
+  [[noreturn]] void fail(const std::string& field, const std::string& text) const {
+    throw FileError(file_, line_, field, text);
+  }
+
+ private:
+  // A unit may cling to its number: "-6.2DB" is two tokens.
+  void split(const std::string& word) {
+    const size_t end = word.find_first_not_of("+-0123456789.,");
+    if (!number(word) && end != std::string::npos && number(word.substr(0, end))) {
+      tokens_.push_back(word.substr(0, end));
+      tokens_.push_back(word.substr(end));
+    } else {
+      tokens_.push_back(word);
+    }
+  }
+
+  bool more() const { return at_ < tokens_.size(); }
+  std::string peek() const { return more() ? tokens_[at_] : ""; }
+  std::string next() { return more() ? tokens_[at_++] : ""; }
+  bool skip(const char* word) {
+    if (peek() != word) return false;
+    ++at_;
+    return true;
+  }
+
+  double read(const char* field, const char* unit, const char* thousands = "") {
+    if (!more()) fail(field, "has no value");
+    const std::string text = next();
+    const std::optional<double> value = number(text);
+    if (!value) fail(field, "'" + text + "' is not a number");
+    if (*thousands && skip(thousands)) return *value * 1000.0;
+    if (*unit) skip(unit);
+    return *value;
+  }
+
+  const std::string& file_;
+  const int line_;
+  std::vector<std::string> tokens_;
+  size_t at_ = 0;
+};
+
+struct Text {
+  double preamp_dB = 0;
+  std::vector<Filter> filters;
+};
+
+// Lines that begin with neither word are headings, or commands for the program that plays.
+Text read_text(std::string_view text, const std::string& file, std::vector<std::string>& notes) {
+  Text result;
+  int line_number = 0;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    std::string line = plain(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    ++line_number;
+    if (line.compare(0, 3, "\xef\xbb\xbf") == 0) line.erase(0, 3);  // byte-order mark
+    const size_t start = line.find_first_not_of(' '), colon = line.find(':');
+    if (start == std::string::npos || line[start] == '#' || colon == std::string::npos) continue;
+    std::string command = line.substr(start, colon - start);
+    while (!command.empty() && (command.back() == ' ' || std::isdigit(static_cast<unsigned char>(command.back()))))
+      command.pop_back();
+    LineReader reader(file, line_number, line.substr(colon + 1));
+    if (command == "PREAMP") {
+      result.preamp_dB += reader.preamp();
+    } else if (command == "FILTER") {
+      result.filters.push_back(reader.filter());
+    } else if (command == "CHANNEL" || command == "GRAPHICEQ" || command == "CONVOLUTION" || command == "INCLUDE" ||
+               command == "DELAY" || command == "COPY") {
+      notes.push_back("line " + std::to_string(line_number) + ": " + command + " is left out");
+    }
+  }
+  return result;
+}
+
+// ---- Reading: filters to bands ---------------------------------------------------------------------
+struct Band {
+  int type;
+  double fc, q, gain_dB;
+};
+
+class BandMaker {
+ public:
+  BandMaker(const std::string& file, double sample_rate, std::vector<std::string>& notes)
+      : file_(file), sample_rate_(sample_rate), notes_(notes) {}
+
+  // Nothing for a filter that EQ10 has no place for; says so.
+  std::optional<Band> make(const Filter& f) {
+    line_ = f.line;
+    if (f.type == "NONE") return {};
+    if (!f.on) return left_out("is off");
+    if (!LineReader::known(f.type)) return left_out("EQ10 has no filter of type " + f.type);
+    if (!f.fc) fail("Fc", "is missing");
+    if (*f.fc <= 0.0) fail("Fc", "is not above 0 Hz");
+    if (*f.fc >= sample_rate_ / 2.0)
+      return left_out("Fc is not below half the sample rate, " + shortest(static_cast<float>(sample_rate_ / 2.0), true) + " Hz");
+    if (f.q && *f.q <= 0.0) fail("Q", "is not above 0");
+    if (f.octaves && *f.octaves <= 0.0) fail("BW", "is not above 0 octaves");
+    if (f.slope_dB && *f.slope_dB <= 0.0) fail("slope", "is not above 0 dB per octave");
+    const char kind = f.type[0];
+    if (kind == 'P' || kind == 'M') return bell(f);
+    if (f.type[1] == 'S') return shelf(f);
+    const double q = f.q ? *f.q : f.octaves ? q_from_octaves(*f.octaves, *f.fc, sample_rate_) : std::sqrt(0.5);
+    return Band{kind == 'L' ? GeneralLP : GeneralHP, *f.fc, clamped("Q", q, kLeastQ, kMostQ), 0.0};
+  }
+
+ private:
+  Band bell(const Filter& f) {
+    if (!f.q && !f.octaves) fail("Q", "is missing");
+    const double q = f.q ? *f.q : q_from_octaves(*f.octaves, *f.fc, sample_rate_);
+    return {Parametric, *f.fc, clamped("Q", q, kLeastQ, kMostQ), gain(f)};
+  }
+
+  std::optional<Band> shelf(const Filter& f) {
+    constexpr double kUsualSlope = 0.9;  // what the programs that write plain LS and HS lines mean by them
+    const double gain_dB = gain(f);
+    const double q = f.q ? *f.q : f.octaves ? q_from_octaves(*f.octaves, *f.fc, sample_rate_) : 0.0;
+    const double wanted = f.slope_dB ? *f.slope_dB / 12.0 : q > 0.0 ? slope_from_q(q, gain_dB) : kUsualSlope;
+    const double slope = clamped("slope", wanted, kLeastQ, kMostSlope);
+    const bool low = f.type[0] == 'L', corner = f.type.size() == 2;
+    const double shift = corner ? middle_over_corner(slope, gain_dB) : 1.0;
+    const double fc = low ? *f.fc * shift : *f.fc / shift;
+    if (fc >= sample_rate_ / 2.0) return left_out("the middle of its slope is not below half the sample rate");
+    return Band{low ? LowShelf : HighShelf, fc, slope, gain_dB};
+  }
+
+  double gain(const Filter& f) {
+    if (!f.gain_dB) fail("Gain", "is missing");
+    return clamped("Gain", *f.gain_dB, -kMostGain_dB, kMostGain_dB);
+  }
+
+  double clamped(const char* what, double value, double least, double most) {
+    const double bounded = std::min(std::max(value, least), most);
+    if (bounded != value)
+      notes_.push_back("line " + std::to_string(line_) + ": " + what + " " + shortest(static_cast<float>(value), true) +
+                       " is clamped to " + shortest(static_cast<float>(bounded), true));
+    return bounded;
+  }
+
+  std::optional<Band> left_out(const std::string& why) {
+    notes_.push_back("line " + std::to_string(line_) + ": left out: " + why);
+    return {};
+  }
+
+  [[noreturn]] void fail(const char* field, const char* text) const { throw FileError(file_, line_, field, text); }
+
+  const std::string& file_;
+  const double sample_rate_;
+  std::vector<std::string>& notes_;
+  int line_ = 0;
+};
+
+// Gives channel 1 what it heard so far by way of channel 0's records.
+void unlink_channels(Record& record) {
+  for (const Table& from : tables()) {
+    if (from.channel != 0) continue;
+    std::string path = from.path;
+    path[path.find(".channel0") + sizeof ".channel" - 1] = '1';
+    const auto to = std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
+    for (size_t i = 0; i < from.fields.size(); ++i)
+      record[static_cast<size_t>(to->fields[i].index)] = record[static_cast<size_t>(from.fields[i].index)];
+  }
+  record[kChannelLink] = 0.0f;
+}
+
+void write_bands(Record& record, int channel, const std::vector<Band>& bands) {
+  for (int b = 0; b < kBands; ++b) {
+    const bool used = static_cast<size_t>(b) < bands.size();
+    const Band band = used ? bands[static_cast<size_t>(b)] : Band{Parametric, 1000.0, 1.0, 0.0};
+    float* const to = band_record(record, channel, b);
+    to[0] = used ? 1.0f : 0.0f;
+    to[1] = static_cast<float>(band.type);
+    to[2] = static_cast<float>(band.fc);
+    to[3] = static_cast<float>(band.q);
+    to[4] = static_cast<float>(band.gain_dB);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file, int channel) {
+  std::vector<std::string> notes;
+  const Text parsed = read_text(text, file, notes);
+  BandMaker maker(file, field_as_int(record, kSampleRate), notes);
+  std::vector<Band> bands;
+  int beyond = 0;
+  for (const Filter& filter : parsed.filters)
+    if (const std::optional<Band> band = maker.make(filter)) {
+      if (bands.size() < kBands)
+        bands.push_back(*band);
+      else
+        ++beyond;
+    }
+  if (beyond)
+    notes.push_back("EQ10 has ten bands; the last " + std::to_string(beyond) + " filters are left out");
+  if (parsed.filters.empty()) throw FileError(file, 0, "", "holds no line that begins with Filter");
+
+  const bool linked = field_as_int(record, kChannelLink) != 0;
+  if (channel >= 0 && linked) {
+    unlink_channels(record);
+    notes.push_back("the channels were linked; each has its own settings from here on");
+  }
+  for (int ch = 0; ch < 2; ++ch) {
+    if (channel >= 0 ? ch != channel : linked && ch > 0) continue;
+    write_bands(record, ch, bands);
+    record[static_cast<size_t>(kGain + kGainStride * ch)] = static_cast<float>(parsed.preamp_dB);
+  }
+  record[kEqEnable] = 1.0f;
+  return notes;
+}
+
+// ---- Writing ---------------------------------------------------------------------------------------
+std::string export_eq(const Record& record, int channel, std::vector<std::string>& left_out) {
+  const int source = field_as_int(record, kChannelLink) != 0 ? 0 : channel;
+  const auto text = [](double value) { return shortest(static_cast<float>(value), true); };
+  double preamp_dB = record[static_cast<size_t>(kGain + kGainStride * source)];
+  if (!std::isfinite(preamp_dB)) {
+    left_out.push_back("chain channel " + std::to_string(channel) + ": gain_dB is not a number");
+    preamp_dB = 0.0;
+  }
+  std::string lines;
+  int count = 0;
+  for (int b = 0; b < kBands && field_as_int(record, kEqEnable) == 1; ++b) {
+    const int start = kEqSection + 50 * source + 5 * b;
+    if (field_as_int(record, start) == 0) continue;
+    const auto skip = [&](const char* why) {
+      left_out.push_back("EQ10 channel " + std::to_string(channel) + " band " + std::to_string(b) + ": " + why);
+    };
+    const int type = field_as_int(record, start + 1);
+    const double fc = record[static_cast<size_t>(start + 2)];
+    // As the designer clamps them; what is not a number becomes the upper end there.
+    const auto bounded = [](double value, double least, double most) {
+      return !(value <= most) ? most : std::max(value, least);
+    };
+    const bool shelf = type == LowShelf || type == HighShelf;
+    const double q = bounded(record[static_cast<size_t>(start + 3)], kLeastQ, shelf ? kMostSlope : kMostQ);
+    const double gain_dB = bounded(record[static_cast<size_t>(start + 4)], -kMostGain_dB, kMostGain_dB);
+    std::string filter;
+    if (!std::isfinite(fc)) {
+      skip("fc is not a number");
+    } else if (type == Parametric) {
+      filter = "PK Fc " + text(fc) + " Hz Gain " + text(gain_dB) + " dB Q " + text(q);
+    } else if (shelf) {
+      const double inverse = inverse_square_q(q, gain_dB);
+      if (inverse > 0.0)
+        filter = (type == LowShelf ? "LSC Fc " : "HSC Fc ") + text(fc) + " Hz Gain " + text(gain_dB) + " dB Q " +
+                 text(1.0 / std::sqrt(inverse));
+      else
+        skip("a shelf this steep has no Q");
+    } else if (type == GeneralLP || type == GeneralHP) {
+      filter = (type == GeneralLP ? "LPQ Fc " : "HPQ Fc ") + text(fc) + " Hz Q " + text(q);
+      preamp_dB += gain_dB;  // these filters have no gain in the text
+    } else if ((type == ButterworthLP || type == ButterworthHP) && gain_dB == 0.0) {
+      filter = (type == ButterworthLP ? "LPQ Fc " : "HPQ Fc ") + text(fc) + " Hz Q " + text(1.0 / 1.4142);
+    } else {
+      const char* const name = filter_name(type);
+      skip(!name ? "has an unknown type" : type == BandPass ? "is a BandPass" : "is a Butterworth filter with boost");
+    }
+    if (!filter.empty()) lines += "Filter " + std::to_string(++count) + ": ON " + filter + "\n";
+  }
+  return "Preamp: " + text(preamp_dB) + " dB\n" + lines;
+}
+
+}  // namespace host
