@@ -12,9 +12,12 @@ namespace {
 
 constexpr int kBands = 10, kEqEnable = 14, kEqSection = 100, kGain = 20, kGainStride = 5;
 constexpr double kLn2 = 0.6931471805599453, kPi = 3.141592653589793;
-constexpr double kLeastQ = 0.01, kMostQ = 16.0, kMostSlope = 2.0, kMostGain_dB = 20.0;  // the designer's bounds
+constexpr double kLeastQ = 0.01, kMostQ = 16.0, kMostSlope = 2.0,
+                 kMostGain_dB = 20.0;  // the designer's bounds
 
-float* band_record(Record& record, int channel, int band) { return &record[static_cast<size_t>(kEqSection + 50 * channel + 5 * band)]; }
+float* band_record(Record& record, int channel, int band) {
+  return &record[static_cast<size_t>(kEqSection + 50 * channel + 5 * band)];
+}
 
 // ---- Shelves: Q and slope --------------------------------------------------------------------------
 // R. Bristow-Johnson, "Cookbook formulae for audio EQ biquad filter coefficients": both stand for the same alpha when
@@ -23,11 +26,17 @@ double gain_sum(double gain_dB) {
   const double a = std::pow(10.0, gain_dB / 40.0);
   return a + 1.0 / a;
 }
-double slope_from_q(double q, double gain_dB) { return 1.0 / (1.0 + (1.0 / (q * q) - 2.0) / gain_sum(gain_dB)); }
-double inverse_square_q(double slope, double gain_dB) { return gain_sum(gain_dB) * (1.0 / slope - 1.0) + 2.0; }
+double slope_from_q(double q, double gain_dB) {
+  return 1.0 / (1.0 + (1.0 / (q * q) - 2.0) / gain_sum(gain_dB));
+}
+double inverse_square_q(double slope, double gain_dB) {
+  return gain_sum(gain_dB) * (1.0 / slope - 1.0) + 2.0;
+}
 
 // Half of the gain at 12 S dB per octave, that is 40 S dB per decade, lies between a shelf's corner and its middle.
-double middle_over_corner(double slope, double gain_dB) { return std::pow(10.0, std::fabs(gain_dB) / (80.0 * slope)); }
+double middle_over_corner(double slope, double gain_dB) {
+  return std::pow(10.0, std::fabs(gain_dB) / (80.0 * slope));
+}
 
 // Bandwidth between the half-gain points, in octaves, to Q; with the warping of the bilinear transform.
 double q_from_octaves(double octaves, double fc, double sample_rate) {
@@ -44,7 +53,8 @@ std::string plain(std::string_view line) {
     const size_t blank = line.substr(i, 2) == "\u00a0" ? 2 : line.substr(i, 3) == "\u202f" ? 3 : 0;
     if (blank) {
       const bool groups = !out.empty() && std::isdigit(static_cast<unsigned char>(out.back())) &&
-                          i + blank < line.size() && std::isdigit(static_cast<unsigned char>(line[i + blank]));
+                          i + blank < line.size() &&
+                          std::isdigit(static_cast<unsigned char>(line[i + blank]));
       if (!groups) out += ' ';
       i += blank - 1;
     } else {
@@ -66,7 +76,8 @@ std::optional<double> number(std::string text) {
   const char* first = digits.c_str() + (digits[0] == '+' ? 1 : 0);
   double value = 0;
   const auto parsed = std::from_chars(first, digits.c_str() + digits.size(), value);
-  if (parsed.ec != std::errc() || parsed.ptr != digits.c_str() + digits.size() || !std::isfinite(value)) return {};
+  if (parsed.ec != std::errc() || parsed.ptr != digits.c_str() + digits.size() || !std::isfinite(value))
+    return {};
   return value;
 }
 
@@ -189,15 +200,16 @@ Text read_text(std::string_view text, const std::string& file, std::vector<std::
     const size_t start = line.find_first_not_of(' '), colon = line.find(':');
     if (start == std::string::npos || line[start] == '#' || colon == std::string::npos) continue;
     std::string command = line.substr(start, colon - start);
-    while (!command.empty() && (command.back() == ' ' || std::isdigit(static_cast<unsigned char>(command.back()))))
+    while (!command.empty() &&
+           (command.back() == ' ' || std::isdigit(static_cast<unsigned char>(command.back()))))
       command.pop_back();
     LineReader reader(file, line_number, line.substr(colon + 1));
     if (command == "PREAMP") {
       result.preamp_dB += reader.preamp();
     } else if (command == "FILTER") {
       result.filters.push_back(reader.filter());
-    } else if (command == "CHANNEL" || command == "GRAPHICEQ" || command == "CONVOLUTION" || command == "INCLUDE" ||
-               command == "DELAY" || command == "COPY") {
+    } else if (command == "CHANNEL" || command == "GRAPHICEQ" || command == "CONVOLUTION" ||
+               command == "INCLUDE" || command == "DELAY" || command == "COPY") {
       notes.push_back("line " + std::to_string(line_number) + ": " + command + " is left out");
     }
   }
@@ -224,14 +236,17 @@ class BandMaker {
     if (!f.fc) fail("Fc", "is missing");
     if (*f.fc <= 0.0) fail("Fc", "is not above 0 Hz");
     if (*f.fc >= sample_rate_ / 2.0)
-      return left_out("Fc is not below half the sample rate, " + shortest(static_cast<float>(sample_rate_ / 2.0), true) + " Hz");
+      return left_out("Fc is not below half the sample rate, " +
+                      shortest(static_cast<float>(sample_rate_ / 2.0), true) + " Hz");
     if (f.q && *f.q <= 0.0) fail("Q", "is not above 0");
     if (f.octaves && *f.octaves <= 0.0) fail("BW", "is not above 0 octaves");
     if (f.slope_dB && *f.slope_dB <= 0.0) fail("slope", "is not above 0 dB per octave");
     const char kind = f.type[0];
     if (kind == 'P' || kind == 'M') return bell(f);
     if (f.type[1] == 'S') return shelf(f);
-    const double q = f.q ? *f.q : f.octaves ? q_from_octaves(*f.octaves, *f.fc, sample_rate_) : std::sqrt(0.5);
+    const double q = f.q         ? *f.q
+                     : f.octaves ? q_from_octaves(*f.octaves, *f.fc, sample_rate_)
+                                 : std::sqrt(0.5);
     return Band{kind == 'L' ? GeneralLP : GeneralHP, *f.fc, clamped("Q", q, kLeastQ, kMostQ), 0.0};
   }
 
@@ -251,7 +266,8 @@ class BandMaker {
     const bool low = f.type[0] == 'L', corner = f.type.size() == 2;
     const double shift = corner ? middle_over_corner(slope, gain_dB) : 1.0;
     const double fc = low ? *f.fc * shift : *f.fc / shift;
-    if (fc >= sample_rate_ / 2.0) return left_out("the middle of its slope is not below half the sample rate");
+    if (fc >= sample_rate_ / 2.0)
+      return left_out("the middle of its slope is not below half the sample rate");
     return Band{low ? LowShelf : HighShelf, fc, slope, gain_dB};
   }
 
@@ -263,8 +279,9 @@ class BandMaker {
   double clamped(const char* what, double value, double least, double most) {
     const double bounded = std::min(std::max(value, least), most);
     if (bounded != value)
-      notes_.push_back("line " + std::to_string(line_) + ": " + what + " " + shortest(static_cast<float>(value), true) +
-                       " is clamped to " + shortest(static_cast<float>(bounded), true));
+      notes_.push_back("line " + std::to_string(line_) + ": " + what + " " +
+                       shortest(static_cast<float>(value), true) + " is clamped to " +
+                       shortest(static_cast<float>(bounded), true));
     return bounded;
   }
 
@@ -273,7 +290,9 @@ class BandMaker {
     return {};
   }
 
-  [[noreturn]] void fail(const char* field, const char* text) const { throw FileError(file_, line_, field, text); }
+  [[noreturn]] void fail(const char* field, const char* text) const {
+    throw FileError(file_, line_, field, text);
+  }
 
   const std::string& file_;
   const double sample_rate_;
@@ -287,7 +306,8 @@ void unlink_channels(Record& record) {
     if (from.channel != 0) continue;
     std::string path = from.path;
     path[path.find(".channel0") + sizeof ".channel" - 1] = '1';
-    const auto to = std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
+    const auto to =
+        std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
     for (size_t i = 0; i < from.fields.size(); ++i)
       record[static_cast<size_t>(to->fields[i].index)] = record[static_cast<size_t>(from.fields[i].index)];
   }
@@ -309,7 +329,8 @@ void write_bands(Record& record, int channel, const std::vector<Band>& bands) {
 
 }  // namespace
 
-std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file, int channel) {
+std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file,
+                                   int channel) {
   std::vector<std::string> notes;
   const Text parsed = read_text(text, file, notes);
   BandMaker maker(file, field_as_int(record, kSampleRate), notes);
@@ -355,7 +376,8 @@ std::string export_eq(const Record& record, int channel, std::vector<std::string
     const int start = kEqSection + 50 * source + 5 * b;
     if (field_as_int(record, start) == 0) continue;
     const auto skip = [&](const char* why) {
-      left_out.push_back("EQ10 channel " + std::to_string(channel) + " band " + std::to_string(b) + ": " + why);
+      left_out.push_back("EQ10 channel " + std::to_string(channel) + " band " + std::to_string(b) + ": " +
+                         why);
     };
     const int type = field_as_int(record, start + 1);
     const double fc = record[static_cast<size_t>(start + 2)];
@@ -374,8 +396,8 @@ std::string export_eq(const Record& record, int channel, std::vector<std::string
     } else if (shelf) {
       const double inverse = inverse_square_q(q, gain_dB);
       if (inverse > 0.0)
-        filter = (type == LowShelf ? "LSC Fc " : "HSC Fc ") + text(fc) + " Hz Gain " + text(gain_dB) + " dB Q " +
-                 text(1.0 / std::sqrt(inverse));
+        filter = (type == LowShelf ? "LSC Fc " : "HSC Fc ") + text(fc) + " Hz Gain " + text(gain_dB) +
+                 " dB Q " + text(1.0 / std::sqrt(inverse));
       else
         skip("a shelf this steep has no Q");
     } else if (type == GeneralLP || type == GeneralHP) {
@@ -385,7 +407,9 @@ std::string export_eq(const Record& record, int channel, std::vector<std::string
       filter = (type == ButterworthLP ? "LPQ Fc " : "HPQ Fc ") + text(fc) + " Hz Q " + text(1.0 / 1.4142);
     } else {
       const char* const name = filter_name(type);
-      skip(!name ? "has an unknown type" : type == BandPass ? "is a BandPass" : "is a Butterworth filter with boost");
+      skip(!name              ? "has an unknown type"
+           : type == BandPass ? "is a BandPass"
+                              : "is a Butterworth filter with boost");
     }
     if (!filter.empty()) lines += "Filter " + std::to_string(++count) + ": ON " + filter + "\n";
   }

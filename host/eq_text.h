@@ -22,7 +22,8 @@ namespace host {
 //  channel  the channel to set, 0 or 1, which unlinks a linked record; -1: all of them
 //  Returns what a tuner has to know: filters beyond the tenth, clamped values, filters left out.
 //  Throws FileError for lines that are not understood.
-std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file, int channel = -1);
+std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file,
+                                   int channel = -1);
 
 // EQ10 of one channel as such text, the channel gain as the preamp; import_eq gives the same response back. Appends to
 // `left_out` the bands that the format has no words for: band-passes, steps with no Q, Butterworth filters with boost.

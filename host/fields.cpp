@@ -188,7 +188,8 @@ std::string shortest(float value, bool whole) {
 
 std::string with_unit(const Field& field, float value) {
   const uint32_t bits = bits_of(value);
-  if (field.kind == Kind::flag && (bits == bits_of(0.0f) || bits == bits_of(1.0f))) return bits ? "on" : "off";
+  if (field.kind == Kind::flag && (bits == bits_of(0.0f) || bits == bits_of(1.0f)))
+    return bits ? "on" : "off";
   if (field.kind == Kind::filter && value == std::floor(value) && value >= 0.0f && value < 8.0f)
     return filter_name(static_cast<int>(value));
   const std::string number = shortest(value, true);
