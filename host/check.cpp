@@ -291,7 +291,7 @@ void Checker::check_auto_gain() {
 }
 
 // ---- Tone ------------------------------------------------------------------------------------------
-// Some pairs of drive and blend (drive 12 among them) divide by zero in the waveshaper's design: try it.
+// Some values of drive and blend (0 and 10.5 among them) divide by zero in the waveshaper's design: try it.
 bool Checker::shaper_works(int start) const {
   constexpr int kFrames = 64;
   const std::unique_ptr<BassEnhancerState, int (*)(BassEnhancerState*)> effect(

@@ -32,8 +32,8 @@ const Fields kAutoGain = {
 };
 const Fields kBassEnhancer = {
     {0, "amount_dB", Kind::number, "dB", "level of the harmonics"},
-    {1, "drive", Kind::number, "", "of the waveshaper, 1 ... 12; not 0"},
-    {2, "blend", Kind::number, "", "shape of the waveshaper, 0 ... 10; not 10.5"},
+    {1, "drive", Kind::number, "", "of the waveshaper, 1 ... 11"},
+    {2, "blend", Kind::number, "", "shape of the waveshaper, 0 ... 10"},
     {3, "freq", Kind::number, "Hz", "what lies below is replaced by harmonics"},
     {4, "floor_active", Kind::flag, "", ""},
     {5, "floor", Kind::number, "Hz", "harmonics below are cut when floor_active"},
