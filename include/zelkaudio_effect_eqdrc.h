@@ -355,11 +355,11 @@ typedef struct Ebur128State Ebur128State;
  *  not reset: make a new one. */
 Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms);
 /** Releases a meter; null is allowed. */
-void ebur128_destroy(Ebur128State* meter);
+void ebur128_destroy(Ebur128State* state);
 /** Takes in n samples of each channel, at PCM scale, and only reads them. A null meter takes in nothing. */
-void ebur128_addframes(Ebur128State* meter, float** in, int n);
+void ebur128_addframes(Ebur128State* state, float** in, int n);
 /** The gated loudness in LUFS, or -1000 when nothing has been measured; so for null too. */
-float ebur128_gatedloudness(const Ebur128State* meter);
+float ebur128_gatedloudness(const Ebur128State* state);
 
 /* ==== Auto gain ======================================================================================= */
 
