@@ -45,7 +45,8 @@ double curve_dB(double level) {
 }  // namespace
 
 TEST_CASE("a steady tone's gain settles on the AGC curve, by its mean square and by its peak alike") {
-  for (double dB = -70; dB <= 9; dB += 1) {
+  for (int level = -70; level <= 9; ++level) {
+    const double dB = level;
     if (std::fabs(dB + 40) <= 2 || std::fabs(dB + 20) <= 2) continue;
     CAPTURE(dB);
     Agc agc;
@@ -144,9 +145,6 @@ TEST_CASE(
     Agc agc(2, 16, r.link);
     const Samples x(kBlock, 1000.0f);
     for (int i = 0; i < 200; ++i) agc.run({x, x});
-    Planar limited({x, x});
-    Maximizer_Process(agc.state.get(), limited(), limited(), kBlock);
-    const float limiter_before = limited.data[0].back();
     const auto log = support::in_child([&] {
       Agc_AdjustPara(agc.state.get(), r.channel, -20, -40, -39, 16, -1, 200, 400, 0);  // corners out of order
     });
@@ -156,8 +154,5 @@ TEST_CASE(
     const auto y = agc.run({x, x});
     CHECK((y[0][0] < 1100.0f) == r.first);  // 1.0 again, not the 16 dB it had settled at
     CHECK((y[1][0] < 1100.0f) == r.second);
-    limited = Planar({x, x});
-    Maximizer_Process(agc.state.get(), limited(), limited(), kBlock);
-    CHECK(limited.data[0][0] == doctest::Approx(limiter_before).epsilon(0.01));
   }
 }

@@ -39,7 +39,8 @@ TEST_CASE("the limiter curve is unity below its knee, flat above it, and smooth 
   for (float x : {3.0f, 3.5f, 10.0f, 200.0f}) CHECK(limiter(x) == -3.0f);
   CHECK(limiter(-3.0f) == -4.5f);
   float last_slope = 1;
-  for (float x = -9.0f; x < 3.0f; x += 0.125f) {  // the slope falls evenly from 1 to 0
+  for (int i = 0; i < 96; ++i) {  // the slope falls evenly from 1 to 0
+    const float x = -9 + 0.125f * static_cast<float>(i);
     const float slope = (limiter(x + 0.125f) - limiter(x)) * 8;
     CHECK(slope <= last_slope + 1e-4f);
     CHECK(slope == doctest::Approx(1 - (x + 0.0625f + 9) / 12).epsilon(1e-3));

@@ -108,6 +108,17 @@ int count_logged(const std::string& log, const std::string& function, const std:
   return count;
 }
 
+std::string logged_by(const std::string& log, const std::string& function) {
+  const std::string head = "LOG (" + function + "(): ,";
+  std::string texts;
+  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at)) {
+    const size_t text = log.find("), ", at + head.size()) + 3;
+    at = std::min(log.find("LOG (", text), log.size());
+    texts += log.substr(text, at - text);
+  }
+  return texts;
+}
+
 bool logged(const std::string& log, const std::string& function, const std::string& text) {
   return count_logged(log, function, text) > 0;
 }

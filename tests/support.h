@@ -59,6 +59,8 @@ constexpr int kExitMinusOne = 255;
 // Whether `log` holds the line "LOG (<function>(): ,<number>), <text>"; text with its line feeds.
 bool logged(const std::string& log, const std::string& function, const std::string& text);
 int count_logged(const std::string& log, const std::string& function, const std::string& text);
+// The texts of all the function's lines, one after another.
+std::string logged_by(const std::string& log, const std::string& function);
 
 // ---- Tuning records ----
 using Record = std::array<float, AUDIOPOST_PARAM_LENGTH>;
