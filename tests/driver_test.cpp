@@ -33,7 +33,7 @@ class Directory {
     std::ifstream stream(file("process.pcm"), std::ios::binary);
     const Bytes bytes{std::istreambuf_iterator<char>(stream), {}};
     Pcm pcm(bytes.size() / 2);
-    std::memcpy(pcm.data(), bytes.data(), pcm.size() * 2);
+    if (!pcm.empty()) std::memcpy(pcm.data(), bytes.data(), pcm.size() * 2);
     return pcm;
   }
   // Runs the driver here; afterwards the child prints the arguments that it was to leave behind.
