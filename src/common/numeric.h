@@ -40,7 +40,8 @@ inline float sinh_rounded_once(float x) { return static_cast<float>(std::sinh(st
 // its versions. This is its classic form, log10(2^k m) = k log10(2) + log(m) / ln(10) with log10(2) in two
 // parts so that k times the first is exact; logf is the same everywhere. Below 1, which no level plus 1 is,
 // log10f answers.
-inline float log10_portable(float x) {
+// Always inline, so that the kernels of every instruction set can have a copy of their own.
+[[gnu::always_inline]] inline float log10_portable(float x) {
   if (!(x >= 1.0f && x <= FLT_MAX)) return log10f(x);
   uint32_t bits;
   std::memcpy(&bits, &x, sizeof bits);

@@ -50,12 +50,16 @@ float max_table_caculate(int32_t knee, float x, float threshold) {
 }
 
 // ---- Look-up ---------------------------------------------------------------------------------------
-float table_search(int32_t last, const float* table, float x, float start, float scale) {
-  if (x < start) return table[0];
+int dynamics::table_entry(int last, float x, float start, float scale) {
+  if (x < start) return 0;
   const float p = (x - start) * scale;
   const int32_t nearest = common::truncate_to_int(static_cast<double>(p) + 0.5);
   // Never below 0: a table whose step is negative would otherwise be read before its beginning.
-  return table[std::max(0, std::min(nearest, last))];
+  return std::max(0, std::min(nearest, last));
+}
+
+float table_search(int32_t last, const float* table, float x, float start, float scale) {
+  return table[dynamics::table_entry(last, x, start, scale)];
 }
 
 // ---- Tables ----------------------------------------------------------------------------------------

@@ -24,6 +24,9 @@ bool in_order(const CurvePoints& points);
 void build_compressor_table(const CurvePoints& points, float end, GainTable& table, float& start,
                             float& scale);
 
+// The entry that table_search answers with.
+int table_entry(int last, float x, float start, float scale);
+
 // The limiter curve for `threshold` dB, every entry times `factor`.
 void build_limiter_table(float threshold, float factor, GainTable& table, float& start, float& scale);
 

@@ -10,6 +10,7 @@
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
+#include "dynamics/gain_steps.h"
 
 using common::truncate_to_int;
 
@@ -90,6 +91,8 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
   s.gain_linear[ch][band] = common::dB_to_linear(from.gain_dB);
   dynamics::build_compressor_table(from.points, 0.0f, s.gain_table[ch][band], s.table_start[ch][band],
                                    s.table_inv_step[ch][band]);
+  dynamics::find_gain_steps(s.gain_table[ch][band], s.table_start[ch][band], s.table_inv_step[ch][band],
+                            s.full_scale_log10, s.band_scale[ch], s.gain_steps[ch][band]);
 }
 
 void load_band(MultiBandDRCState& s, int ch, int band, const float* record, const char* function) {
@@ -148,49 +151,42 @@ void load_bands(MultiBandDRCState& s, const float* section, const char* function
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-// One sample of one compressed band.
-float compress(MultiBandDRCState& s, int ch, int band, float x) {
-  const float envelope = s.envelope[ch][band];
-  // The signed sample, not its magnitude: the negative half-wave always releases. Hosts are tuned to it.
-  const float coef = x > envelope ? s.attack_coef[ch][band] : s.release_coef[ch][band];
-  const float followed = std::fma(coef, envelope, (1.0f - coef) * std::fabs(x));
-  const float level_dB = 20.0f * (common::log10_portable(followed + 1.0f) - s.full_scale_log10);
-  const float gain = table_search(dynamics::kLastEntry, s.gain_table[ch][band].data(), level_dB,
-                                  s.table_start[ch][band], s.table_inv_step[ch][band]);
-  s.envelope[ch][band] = followed;
-  // 1 / bands on compressed bands only; the others pass with their make-up gain alone. Hosts are tuned to it.
-  return x * (gain * s.band_scale[ch]);
+// The crossover's edges of one band. The first two bands have one; a count of bands that no crossover makes leaves
+// some without.
+void load_path(CrossoverFilter& f, int band, filters::BiquadPair* (&path)[2]) {
+  const int bands = 2 + f.mid_bands;
+  if (band == 0 && bands > 0) path[0] = &f.low[0];
+  if (band == 1 && bands > 1) path[0] = &f.high[0];
+  if (band == 2 && f.mid_bands > 0) path[0] = &f.mid1_highpass[0], path[1] = &f.mid1_lowpass[0];
+  if (band == 3 && f.mid_bands == 2) path[0] = &f.mid2_highpass[0], path[1] = &f.mid2_lowpass[0];
 }
 
-// This order of adding is the contract. A fifth band and more are never filtered, nor is the fourth beside
-// them.
-float sum_bands(const float* band, int bands) {
-  float sum = 0.0f;
-  if (bands >= 1) sum = band[0] + 0.0f;
-  if (bands >= 2) sum += band[1];
-  if (bands >= 3) sum += band[2];
-  if (bands == 4) sum += band[3];
-  return sum;
-}
-
-void process_channel(MultiBandDRCState& s, int ch, const float* in, float* out, int n) {
-  const int bands = bands_to_run(s, ch);
-  float* const band = s.band_buf[ch];
-  for (int i = 0; i < n; ++i) {
-    if (s.crossover[ch]) Filters_Crossover_filterProcess(s.crossover[ch].get(), &in[i], band);
-    for (int b = 0; b < bands; ++b) {
-      band[b] *= s.gain_linear[ch][b];
-      if (s.drc_enable[ch][b]) band[b] = compress(s, ch, b, band[b]);
-    }
-    out[i] = sum_bands(band, s.crossover_band[ch]);
+// One channel as the kernels take it. A fifth band and more are never filtered, nor is the fourth beside them.
+filters::MultibandChannel channel_for_kernel(MultiBandDRCState& s, int ch, const float* in, float* out) {
+  filters::MultibandChannel channel{};
+  channel.bands = std::max(0, bands_to_run(s, ch)), channel.summed = s.crossover_band[ch];
+  channel.band_scale = s.band_scale[ch], channel.full_scale_log10 = s.full_scale_log10;
+  channel.in = in, channel.out = out;
+  for (int b = 0; b < dynamics::kDrcBands; ++b) {
+    filters::MultibandBand& band = channel.band[b];
+    if (s.crossover[ch]) load_path(*s.crossover[ch], b, band.path);
+    band.gain = s.gain_linear[ch][b], band.compressed = s.drc_enable[ch][b] != 0;
+    band.attack = s.attack_coef[ch][b], band.release = s.release_coef[ch][b];
+    band.table = s.gain_table[ch][b].data(), band.table_start = s.table_start[ch][b];
+    band.table_inv_step = s.table_inv_step[ch][b], band.steps = &s.gain_steps[ch][b];
+    band.envelope = &s.envelope[ch][b], band.value = &s.band_buf[ch][b];
   }
+  return channel;
 }
 
 }  // namespace
 
+// Crossover, make-up gains, followers, curves and the sum of the bands.
 int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
-  for (int ch = 0; ch < channels_of(*s); ++ch) process_channel(*s, ch, in[ch], out[ch], n);
+  filters::MultibandChannel channels[dynamics::kDrcChannels];
+  for (int ch = 0; ch < channels_of(*s); ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch], out[ch]);
+  filters::kernels().multiband(channels, channels_of(*s), n);
   return s->channels;
 }
 

@@ -5,6 +5,7 @@
 
 #include "dynamics/gain_table.h"
 #include "filters/crossover.h"
+#include "filters/kernels/kernels.h"
 
 namespace dynamics {
 constexpr int kDrcChannels = 2;
@@ -39,4 +40,7 @@ struct MultiBandDRCState {
   // Null only where crossover_band is still the 0 of a handle that has not been given a section.
   std::unique_ptr<CrossoverFilter> crossover[dynamics::kDrcChannels];
   PerBand<float> band_buf;  // the current sample's bands
+
+  // Beyond the documented fields: coefficients again.
+  PerBand<filters::GainSteps> gain_steps;
 };

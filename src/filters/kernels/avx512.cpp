@@ -2,6 +2,8 @@
 #if defined(__x86_64__)
 #include <immintrin.h>
 
+#include "common/numeric.h"
+#include "filters/biquad.h"
 #include "filters/kernels/rows.h"
 
 namespace filters::avx512 {
@@ -11,7 +13,7 @@ namespace {
 #include "filters/kernels/lane_kernels.inl"
 }  // namespace
 
-const Kernels kRow{"avx512", has_avx512, lanes_cascade};
+const Kernels kRow{"avx512", has_avx512, lanes_cascade, lanes_multiband};
 
 }  // namespace filters::avx512
 #endif

@@ -1,5 +1,9 @@
 // The kernels in lanes, in the order in which they build on each other: one source for every instruction set, after the
 // row's own vectors.
+#include "filters/kernels/plain.inl"
+
 #include "filters/kernels/lanes.inl"
 
 #include "filters/kernels/cascade.inl"
+
+#include "filters/kernels/multiband.inl"

@@ -11,7 +11,10 @@
 constexpr int kFrames = 1024;  // in one pass: longer blocks are cut
 constexpr int kTail = 16;      // frames of zeros behind a block, for the steps in which the last lanes finish
 
+constexpr int kHead = 8;  // frames before it, for lanes that are started late
+
 struct Frames {
+  float head[2 * kHead];
   float pairs[2 * (kFrames + kTail)];
 };
 
@@ -20,6 +23,7 @@ void interleave(const float* in0, const float* in1, int n, Frames& frames) {
   float* const pairs = frames.pairs;
   for (int i = 0; i < n; ++i) pairs[2 * i] = in0[i], pairs[2 * i + 1] = in1[i];
   for (int i = 2 * n; i < 2 * (n + kTail); ++i) pairs[i] = 0.0f;
+  for (float& before : frames.head) before = 0.0f;
 }
 
 void deinterleave(const Frames& frames, int n, float* out0, float* out1) {

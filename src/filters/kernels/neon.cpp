@@ -2,6 +2,8 @@
 #if defined(__aarch64__)
 #include <arm_neon.h>
 
+#include "common/numeric.h"
+#include "filters/biquad.h"
 #include "filters/kernels/rows.h"
 
 namespace filters::neon {
@@ -11,7 +13,7 @@ namespace {
 #include "filters/kernels/lane_kernels.inl"
 }  // namespace
 
-const Kernels kRow{"neon", always, lanes_cascade};
+const Kernels kRow{"neon", always, lanes_cascade, lanes_multiband};
 
 }  // namespace filters::neon
 #endif

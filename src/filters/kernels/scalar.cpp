@@ -1,4 +1,6 @@
 // The plain kernels for the processor the build is for.
+#include "common/numeric.h"
+#include "filters/biquad.h"
 #include "filters/kernels/rows.h"
 
 namespace filters::scalar {
@@ -6,6 +8,6 @@ namespace {
 #include "filters/kernels/plain.inl"
 }  // namespace
 
-const Kernels kRow{"scalar", always, plain_cascade};
+const Kernels kRow{"scalar", always, plain_cascade, plain_multiband};
 
 }  // namespace filters::scalar

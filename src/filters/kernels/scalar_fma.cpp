@@ -1,5 +1,7 @@
 // The plain kernels, compiled with the flags of the AVX2 row.
 #if defined(__x86_64__)
+#include "common/numeric.h"
+#include "filters/biquad.h"
 #include "filters/kernels/rows.h"
 
 namespace filters::scalar_fma {
@@ -7,7 +9,7 @@ namespace {
 #include "filters/kernels/plain.inl"
 }  // namespace
 
-const Kernels kRow{"scalar+fma", has_avx2, plain_cascade};
+const Kernels kRow{"scalar+fma", has_avx2, plain_cascade, plain_multiband};
 
 }  // namespace filters::scalar_fma
 #endif

@@ -3,6 +3,7 @@
 
 constexpr int kLanes = 4;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
+typedef Vec Quad;
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
 
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
@@ -16,3 +17,14 @@ Vec every_pair(const float* p) {
 }
 // v moved up by one pair, with the last pair of `before` below it.
 Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
+
+// Of eight lanes.
+Quad first_quad(const Vec* v) { return v[0]; }
+Quad last_quad(const Vec* v) { return v[1]; }
+Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
+void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
+
+bool any(Mask m) { return vmaxvq_u32((uint32x4_t)m) != 0; }
+Vec gather(const float* base, Mask index) {
+  return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};
+}

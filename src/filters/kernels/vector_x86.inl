@@ -3,6 +3,7 @@
 
 constexpr int kLanes = 8;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
+typedef float Quad __attribute__((vector_size(16)));
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
 
 Vec fused(Vec a, Vec b, Vec c) { return _mm256_fmadd_ps(a, b, c); }
@@ -22,3 +23,15 @@ Vec pair_up(Vec before, Vec v) {
   return _mm256_castpd_ps(_mm256_shuffle_pd(_mm256_castps_pd(middle), _mm256_castps_pd(v), 5));
 #endif
 }
+
+// The same by one quad.
+Vec quad_up(Vec before, Vec v) { return _mm256_permute2f128_ps(before, v, 0x21); }
+
+// Of eight lanes.
+Quad first_quad(const Vec* v) { return _mm256_castps256_ps128(v[0]); }
+Quad last_quad(const Vec* v) { return _mm256_extractf128_ps(v[0], 1); }
+Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
+void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
+
+bool any(Mask m) { return _mm256_movemask_ps((__m256)m) != 0; }
+Vec gather(const float* base, Mask index) { return _mm256_i32gather_ps(base, (__m256i)index, 4); }

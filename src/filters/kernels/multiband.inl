@@ -1,0 +1,224 @@
+// The multi-band compressor: crossover, followers, gains and the sum of the bands in one step a frame. Quads of lanes:
+//
+//   Q0 | m1 hp1 L R | m2 hp1 L R |  reads the frame          m1, m2: the middle bands, a high-pass (hp) and a
+//   Q1 | m1 hp2     | m2 hp2     |  reads Q0                  low-pass (lp) of two sections each
+//   Q2 | m1 lp1     | m2 lp1     |  reads Q1                  low, high: two sections, started two frames later
+//   Q3 | low 1      | high 1     |  reads the frame two ago   so that all four bands come out together
+//   Q4 | m1 lp2     | m2 lp2     |  reads Q2
+//   Q5 | low 2      | high 2     |  reads Q3; Q4 and Q5 are the bands, eight lanes for followers and gains
+//
+// Each register reads what the others made in the step before.
+
+constexpr int kMultibandLag = 3;
+constexpr int kBandLanes = 8;
+constexpr int kFirstBandLane = 16;
+constexpr int kBandVecs = kBandLanes / kLanes;
+
+// Where band b (low, high, middle 1, middle 2) of channel c stands among the eight.
+int band_lane(int b, int c) {
+  const int quad_pair[] = {2, 3, 0, 1};
+  return 2 * quad_pair[b] + c;
+}
+
+// The followers' settings and memory, lane by lane. Lanes of bands that don't exist add -0, which changes no sum.
+struct BandImage {
+  float gain[kBandLanes], attack[kBandLanes], release[kBandLanes], envelope[kBandLanes], value[kBandLanes];
+  int compressed[kBandLanes], made[kBandLanes];  // 0 or -1
+  float slope[kBandLanes], offset[kBandLanes];
+  int steps[kBandLanes];  // index of the lane's GainSteps, in floats from the first one's
+};
+
+struct MultibandWave {
+  Sections<24 / kLanes> sections;
+  Vec gain[kBandVecs], attack[kBandVecs], release[kBandVecs], attack_in[kBandVecs], release_in[kBandVecs];
+  Vec slope[kBandVecs], offset[kBandVecs];
+  Mask compressed[kBandVecs], made[kBandVecs], steps[kBandVecs];
+  const float* base;  // what `steps` counts from
+  Vec envelope[kBandVecs], value[kBandVecs];
+  // The gain in use, and between which values of follower + 1 it holds.
+  Vec held[kBandVecs], from[kBandVecs], to[kBandVecs];
+  float* pairs;
+
+  MultibandWave(const Sections<24 / kLanes>::Image& image, const BandImage& bands, const float* first_step,
+                float* frames)
+      : sections(image), base(first_step), pairs(frames) {
+    for (int v = 0; v < kBandVecs; ++v) {
+      const int at = v * kLanes;
+      gain[v] = load(bands.gain + at);
+      attack[v] = load(bands.attack + at), attack_in[v] = 1.0f - attack[v];
+      release[v] = load(bands.release + at), release_in[v] = 1.0f - release[v];
+      slope[v] = load(bands.slope + at), offset[v] = load(bands.offset + at);
+      __builtin_memcpy(&compressed[v], bands.compressed + at, sizeof(Mask));
+      __builtin_memcpy(&made[v], bands.made + at, sizeof(Mask));
+      __builtin_memcpy(&steps[v], bands.steps + at, sizeof(Mask));
+      envelope[v] = load(bands.envelope + at), value[v] = load(bands.value + at);
+      look_up(v, envelope[v] + 1.0f);
+    }
+  }
+
+  // Which entry of its table each lane is in: an estimate that is exact or one low, then the comparison that decides.
+  INLINED void look_up(int v, Vec x) {
+    const Mask bits = (Mask)x;
+    const Vec mantissa = (Vec)((bits & 0x7fffff) | 0x3f800000);
+    const Vec exponent = __builtin_convertvector((bits >> 23) - 127, Vec);
+    const Vec log2 = exponent + ((-0.344845f * mantissa + 2.024658f) * mantissa - 1.674873f);
+    const Mask estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Mask);
+    Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
+    k = steps[v] + (x == x ? k : Mask{});
+    k -= x >= gather(base, k + 1);  // true is -1
+    from[v] = gather(base, k), to[v] = gather(base, k + 1);
+    held[v] = compressed[v] ? gather(base + (kGainSteps + 1), k) : Vec{} + 1.0f;
+  }
+
+  template <bool kEdge>
+  INLINED void follow(int v, Vec band, Mask on) {
+    const Vec x = band * gain[v];
+    const Vec size = (Vec)((Mask)x & 0x7fffffff);
+    const Vec rising = fused(attack[v], envelope[v], attack_in[v] * size);
+    const Vec falling = fused(release[v], envelope[v], release_in[v] * size);
+    // The signed sample, not its magnitude.
+    const Vec followed = x > envelope[v] ? rising : falling;
+    envelope[v] = (kEdge ? on & compressed[v] : compressed[v]) ? followed : envelope[v];
+    const Vec level = followed + 1.0f;
+    if (__builtin_expect(any(compressed[v] & ~((level >= from[v]) & (level < to[v]))), 0)) look_up(v, level);
+    const Vec y = x * held[v];
+    if constexpr (kEdge) {
+      value[v] = on ? y : value[v];
+    } else {
+      value[v] = y;
+    }
+  }
+
+  template <bool kEdge>
+  INLINED void step(int t, int n) {
+    const Vec now = every_pair(pairs + 2 * t), before = every_pair(pairs + 2 * (t - 2));
+    const Vec* const y = sections.y;
+    if constexpr (kLanes == 8) {
+      const Vec x0 = quad_up(now, y[0]), x1 = quad_up(y[0], before), x2 = y[1];
+      sections.template step<kEdge>(0, x0, t, n);
+      sections.template step<kEdge>(1, x1, t, n);
+      sections.template step<kEdge>(2, x2, t, n);
+    } else {
+      const Vec q0 = y[0], q1 = y[1], q2 = y[2], q3 = y[3];
+      sections.template step<kEdge>(0, now, t, n);
+      sections.template step<kEdge>(1, q0, t, n);
+      sections.template step<kEdge>(2, q1, t, n);
+      sections.template step<kEdge>(3, before, t, n);
+      sections.template step<kEdge>(4, q2, t, n);
+      sections.template step<kEdge>(5, q3, t, n);
+    }
+    const Mask on = busy(Mask{} + kMultibandLag, t, n);
+    for (int v = 0; v < kBandVecs; ++v) follow<kEdge>(v, y[kFirstBandLane / kLanes + v], on);
+    if (kEdge && t < kMultibandLag) return;
+    // Low, high, middle 1, middle 2: this order of adding is the contract.
+    Vec bands[kBandVecs];
+    for (int v = 0; v < kBandVecs; ++v) bands[v] = (Vec)(((Mask)value[v] & made[v]) | (~made[v] & INT32_MIN));
+    const Quad middle = first_quad(bands), outer = last_quad(bands);
+    const Quad sum = ((outer + 0.0f) + swap_pairs(outer)) + middle + swap_pairs(middle);
+    store_pair(pairs + 2 * (t - kMultibandLag), sum);
+  }
+};
+
+// Whether the lanes give this channel's bits: a crossover of two to four bands, followers that stay at 0 or above, and
+// tables with exact steps.
+bool multiband_fits(const MultibandChannel& channel) {
+  if (channel.bands < 2 || channel.bands != channel.summed) return false;
+  for (int b = 0; b < channel.bands; ++b) {
+    const MultibandBand& band = channel.band[b];
+    if (!band.path[0] || (b > 1) != (band.path[1] != nullptr)) return false;
+    if (!band.compressed) continue;
+    if (!band.steps->usable || *band.envelope < 0.0f) return false;
+    if (!(band.attack >= 0.0f && band.attack <= 1.0f && band.release >= 0.0f && band.release <= 1.0f))
+      return false;
+  }
+  return true;
+}
+
+// Section 1 or 2 of an edge in lane `lane` of quad `quad`; absent bands get none.
+void place_edge(Sections<24 / kLanes>::Image& image, BiquadPair* edge, int section, int quad, int pair, int c,
+                int lag) {
+  const int lane = 4 * quad + 2 * pair + c;
+  if (edge)
+    image.place(lane, lag, edge->coeffs[section], edge->history[section]);
+  else
+    image.lag[lane] = lag;
+}
+
+void take_edge(const Sections<24 / kLanes>::Image& image, BiquadPair* edge, int section, int quad, int pair,
+               int c) {
+  if (edge) image.take(4 * quad + 2 * pair + c, edge->history[section]);
+}
+
+// Calls visit(edge, section, quad, pair, lag) for the twelve sections of a channel.
+template <class Visit>
+void for_each_edge(const MultibandChannel& channel, Visit visit) {
+  for (int m = 0; m < 2; ++m) {
+    const MultibandBand& middle = channel.band[2 + m];
+    const bool made = 2 + m < channel.bands;
+    visit(made ? middle.path[0] : nullptr, 0, 0, m, 0);
+    visit(made ? middle.path[0] : nullptr, 1, 1, m, 1);
+    visit(made ? middle.path[1] : nullptr, 0, 2, m, 2);
+    visit(made ? middle.path[1] : nullptr, 1, 4, m, 3);
+    visit(channel.band[m].path[0], 0, 3, m, 2);
+    visit(channel.band[m].path[0], 1, 5, m, 3);
+  }
+}
+
+void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
+  Sections<24 / kLanes>::Image image{};
+  BandImage bands{};
+  const GainSteps* const first = channels[0]->band[0].steps;
+  for (int c = 0; c < 2; ++c) {
+    for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
+      place_edge(image, edge, section, quad, pair, c, lag);
+    });
+    for (int b = 0; b < channels[c]->bands; ++b) {
+      const MultibandBand& band = channels[c]->band[b];
+      const int lane = band_lane(b, c);
+      bands.gain[lane] = band.gain, bands.value[lane] = *band.value, bands.made[lane] = -1;
+      bands.envelope[lane] = *band.envelope;
+      if (!band.compressed) continue;
+      bands.compressed[lane] = -1;
+      bands.attack[lane] = band.attack, bands.release[lane] = band.release;
+      bands.slope[lane] = band.steps->slope, bands.offset[lane] = band.steps->offset;
+      bands.steps[lane] =
+          static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
+    }
+  }
+  MultibandWave wave(image, bands, first->begin, frames.pairs);
+  run_wave(wave, kMultibandLag, n);
+  wave.sections.keep(image);
+  for (int v = 0; v < kBandVecs; ++v)
+    store(bands.envelope + v * kLanes, wave.envelope[v]), store(bands.value + v * kLanes, wave.value[v]);
+  for (int c = 1; c >= 0; --c) {
+    for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int) {
+      take_edge(image, edge, section, quad, pair, c);
+    });
+    for (int b = 0; b < channels[c]->bands; ++b)
+      *channels[c]->band[b].envelope = bands.envelope[band_lane(b, c)],
+      *channels[c]->band[b].value = bands.value[band_lane(b, c)];
+  }
+}
+
+// One channel, or two side by side.
+void multiband_lanes(const MultibandChannel& a, const MultibandChannel* b, int n) {
+  const MultibandChannel* const channels[2] = {&a, b ? b : &a};
+  Frames frames;
+  for (int at = 0; at < n; at += kFrames) {
+    const int length = n - at < kFrames ? n - at : kFrames;
+    interleave(a.in + at, channels[1]->in + at, length, frames);
+    multiband_wave(channels, frames, length);
+    deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
+  }
+}
+
+void lanes_multiband(const MultibandChannel* channels, int count, int n) {
+  if (count == 2 && multiband_fits(channels[0]) && multiband_fits(channels[1]))
+    return multiband_lanes(channels[0], &channels[1], n);
+  for (int ch = 0; ch < count; ++ch) {
+    if (multiband_fits(channels[ch]))
+      multiband_lanes(channels[ch], nullptr, n);
+    else
+      plain_multiband(channels + ch, 1, n);
+  }
+}
