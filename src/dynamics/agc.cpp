@@ -16,9 +16,7 @@ constexpr float kOverload = 32766.0f;
 
 // Each square is divided before it is added: this order of rounding is the contract.
 float mean_square(const float* x, int n) {
-  float sum = 0.0f;
-  for (int i = 0; i < n; ++i) sum += (x[i] * x[i]) / static_cast<float>(n);
-  return sum;
+  return filters::kernels().add_squares(0.0f, x, static_cast<float>(n), n);
 }
 
 // Down to the target within this block, sooner if a sample would overload on the way. If the very first one

@@ -10,6 +10,7 @@
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "common/time_constant.h"
+#include "filters/kernels/kernels.h"
 #include "loudness/r128_meter.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -61,15 +62,6 @@ void restart(AutoGainState& s) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-// NaN samples don't count.
-float block_peak(const float* in, int n, float peak) {
-  for (int i = 0; i < n; ++i) {
-    const float x = std::fabs(in[i]);
-    if (x > peak) peak = x;
-  }
-  return peak;
-}
-
 // One step of a one-pole smoother, rounded once at the sum.
 float glide(float from, float share, float to) { return std::fma(from, 1.0f - share, share * to); }
 
@@ -86,13 +78,17 @@ void update_target(AutoGainState& s) {
   s.target_gain = distance_dB < kMaxGain_dB ? powf(10.0f, distance_dB * 0.05f) : 10.0f;
 }
 
-// Returns the gain that the sample after the block would get.
-float ramp_channel(float gain, float increment, const float* in, float* out, int n) {
-  for (int i = 0; i < n; ++i) {
-    out[i] = in[i] * gain;
-    gain += increment;
+// All channels times the same ramp, which starts at the current gain and ends as the next block's.
+void ramp_channels(AutoGainState& s, float increment, float** in, float** out, int n) {
+  constexpr int kChunk = 1024;
+  float gains[kChunk + 1];
+  for (int at = 0; at < n; at += kChunk) {
+    const int length = std::min(kChunk, n - at);
+    gains[0] = s.current_gain;
+    s.current_gain = filters::kernels().ramp(gains[0], increment, gains + 1, length);
+    for (int ch = 0; ch < s.channels; ++ch)
+      for (int i = 0; i < length; ++i) out[ch][at + i] = in[ch][at + i] * gains[i];
   }
-  return gain;
 }
 
 }  // namespace
@@ -104,7 +100,7 @@ int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
   }
   const common::FlushDenormals flush;
   float peak = 0;
-  for (int ch = 0; ch < s->channels; ++ch) peak = block_peak(in[ch], n, peak);
+  for (int ch = 0; ch < s->channels; ++ch) peak = filters::kernels().peak(peak, in[ch], n);
   const auto peak_limit =
       static_cast<float>(static_cast<double>(s->full_scale) / (static_cast<double>(peak) + 1e-8));
 
@@ -120,8 +116,7 @@ int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
   const float goal = s->target_gain, gain = s->current_gain;
   const float next = glide(gain, gain < goal ? s->attack_coef : s->release_coef, goal);
   const float increment = (next - gain) / static_cast<float>(s->frame_length);
-  for (int ch = 0; ch < s->channels; ++ch)
-    s->current_gain = ramp_channel(gain, increment, in[ch], out[ch], n);
+  if (s->channels > 0) ramp_channels(*s, increment, in, out, n);
   return s->channels;
 }
 

@@ -10,7 +10,7 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
-#include "filters/biquad.h"
+#include "filters/kernels/kernels.h"
 
 using loudness::KWeightingCoeffs;
 using loudness::KWeightingHistory;
@@ -53,28 +53,14 @@ KWeightingCoeffs design_k_weighting(float sample_rate) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-struct Ring {
-  float* squares;
-  int size, position;
-};
-
-// Takes one channel's block into the ring and into the channel's sum of squares.
-void weigh_channel(const KWeightingCoeffs& coeffs, KWeightingHistory& history, float scale, const float* in,
-                   int n, Ring& ring, float& sum) {
-  KWeightingHistory h = history;
-  float total = sum;
-  for (int i = 0; i < n; ++i) {
-    const float x = in[i] / scale;
-    const float y =
-        filters::biquad_step(coeffs.high_pass, h.high_pass, filters::biquad_step(coeffs.shelf, h.shelf, x));
-    float& oldest = ring.squares[ring.position];
-    total -= oldest;  // in this order: the running sum is rounded twice a sample
-    oldest = y * y;
-    total += oldest;
-    if (++ring.position >= ring.size) ring.position = 0;
-  }
-  history = h;
-  sum = total;
+filters::MeterChannel channel_for_kernel(Ebur128State& s, size_t ch, const float* in) {
+  return {&s.coeffs[ch].shelf,
+          &s.coeffs[ch].high_pass,
+          &s.history[ch].shelf,
+          &s.history[ch].high_pass,
+          static_cast<float>(s.input_scale),
+          &s.sums[ch],
+          in};
 }
 
 // Mean square of the window, channels weighted.
@@ -98,10 +84,13 @@ void ebur128_addframes(Ebur128State* s, float** in, int n) {
   // One position for all channels: within a block each channel takes the next n entries, and overwrites what
   // another channel may have written. The channels' sums then trade energy between them; only their total is
   // the ring's. Required behaviour: targets are tuned to its readings.
-  Ring ring{s->squares.data(), static_cast<int>(s->squares.size()), s->ring_position};
-  for (size_t ch = 0; ch < s->sums.size(); ++ch)
-    weigh_channel(s->coeffs[ch], s->history[ch], static_cast<float>(s->input_scale), in[ch], n, ring,
-                  s->sums[ch]);
+  filters::MeterRing ring{s->squares.data(), static_cast<int>(s->squares.size()), s->ring_position};
+  for (size_t first = 0; first < s->sums.size(); first += 2) {  // two at a time, for the kernels
+    filters::MeterChannel channels[2];
+    const size_t count = std::min<size_t>(2, s->sums.size() - first);
+    for (size_t i = 0; i < count; ++i) channels[i] = channel_for_kernel(*s, first + i, in[first + i]);
+    filters::kernels().meter(channels, static_cast<int>(count), n, ring);
+  }
   s->ring_position = ring.position;
 
   s->samples_to_next_block = common::wrapping_sub(s->samples_to_next_block, n);

@@ -9,6 +9,7 @@
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "filters/biquad.h"
+#include "filters/kernels/kernels.h"
 
 using filters::BiquadPair;
 
@@ -40,7 +41,6 @@ constexpr float kTiny = 1e-8f;
 
 // The square root, and 0 for anything too small to matter: no denormals in the recursion behind it.
 float guarded_root(float v) { return v > kTiny ? sqrtf(v) : 0.0f; }
-float flushed(float v) { return std::fabs(v) > kTiny ? v : 0.0f; }
 
 // ---- Design ----------------------------------------------------------------------------------------
 void design_filters(BassEnhancerState& s, int ch) {
@@ -93,46 +93,28 @@ void load(BassEnhancerState& s, const float* section) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-struct Shaper {
-  float P, Q, R, S, T, U, gain;
-};
-
-// Unlike halves: even harmonics as well as odd ones. The magnitude keeps the root defined for any input.
-float shape(const Shaper& c, float l) {
-  if (l >= 0.0f) return c.gain * (guarded_root(std::fabs((c.P - l) * l + c.T)) + c.Q);
-  return -c.gain * (guarded_root(std::fabs(c.U - (l + c.R) * l)) + c.S);
-}
-
-void process_channel(BassEnhancerState& s, int ch, const float* in, float* out, int n) {
-  const Shaper shaper{s.pos_offset[ch], s.pos_bias[ch],  s.neg_offset[ch], s.neg_bias[ch],
-                      s.pos_const[ch],  s.neg_const[ch], s.shaper_gain[ch]};
-  const float scale = s.sample_scale, amount = s.amount_linear[ch], dc_coef = s.dc_coef[ch];
-  const bool floor_active = s.floor_active[ch] > 0;
-  BiquadPair bass = s.bass_lowpass[ch], main = s.main_highpass[ch], floor_highpass = s.floor_highpass[ch];
-  BiquadPair harmonic_lowpass = s.harmonic_lowpass[ch], harmonic_highpass = s.harmonic_highpass[ch];
-  float prev_in = s.dc_prev_in[ch], prev_out = s.dc_prev_out[ch];
-  for (int i = 0; i < n; ++i) {
-    const float x = in[i] / scale;
-    const float low = filters::pair_step(bass, x);
-    const float high = filters::pair_step(main, x);
-    const float y = shape(shaper, low);
-    const float z = ((y - prev_in) + prev_out) * dc_coef;
-    prev_in = flushed(y), prev_out = flushed(z);
-    float harmonics = filters::pair_step(harmonic_highpass, filters::pair_step(harmonic_lowpass, z));
-    if (floor_active) harmonics = filters::pair_step(floor_highpass, harmonics);
-    out[i] =
-        scale * std::fma(harmonics, amount, high);  // the dry bass is left out: its harmonics stand for it
-  }
-  s.bass_lowpass[ch] = bass, s.main_highpass[ch] = main, s.floor_highpass[ch] = floor_highpass;
-  s.harmonic_lowpass[ch] = harmonic_lowpass, s.harmonic_highpass[ch] = harmonic_highpass;
-  s.dc_prev_in[ch] = prev_in, s.dc_prev_out[ch] = prev_out;
+filters::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const float* in, float* out) {
+  filters::BassChannel c{};
+  c.bass_lowpass = &s.bass_lowpass[ch], c.main_highpass = &s.main_highpass[ch];
+  c.harmonic_lowpass = &s.harmonic_lowpass[ch], c.harmonic_highpass = &s.harmonic_highpass[ch];
+  if (s.floor_active[ch] > 0) c.floor_highpass = &s.floor_highpass[ch];
+  c.pos_offset = s.pos_offset[ch], c.pos_bias = s.pos_bias[ch], c.pos_const = s.pos_const[ch];
+  c.neg_offset = s.neg_offset[ch], c.neg_bias = s.neg_bias[ch], c.neg_const = s.neg_const[ch];
+  c.shaper_gain = s.shaper_gain[ch], c.dc_coef = s.dc_coef[ch];
+  c.dc_prev_in = &s.dc_prev_in[ch], c.dc_prev_out = &s.dc_prev_out[ch];
+  c.amount = s.amount_linear[ch], c.scale = s.sample_scale;
+  c.in = in, c.out = out;
+  return c;
 }
 
 }  // namespace
 
+// Split, waveshaper and DC blocker on the low part, harmonic filters, sum: plain_bass in filters/kernels/plain.inl.
 int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
-  for (int ch = 0; ch < s->channels; ++ch) process_channel(*s, ch, in[ch], out[ch], n);
+  filters::BassChannel channels[2];
+  for (int ch = 0; ch < s->channels; ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch], out[ch]);
+  filters::kernels().bass(channels, s->channels, n);
   return s->channels;
 }
 

@@ -9,7 +9,7 @@
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "common/time_constant.h"
-#include "filters/biquad.h"
+#include "filters/kernels/kernels.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
 struct DeEsserState {
@@ -76,48 +76,32 @@ void load(DeEsserState& s, const float* section) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-// Adds the block's mean square in the detector's band to `energy`, sample by sample in this order.
-float add_band_energy(const BiquadCoeffs& detector, BiquadHistory& history, const float* in, int n,
-                      float energy) {
-  const auto frames = static_cast<float>(n);
-  BiquadHistory h = history;
-  for (int i = 0; i < n; ++i) {
-    const float d = filters::biquad_step(detector, h, in[i]);
-    energy += d * d / frames;
-  }
-  history = h;
-  return energy;
-}
-
-// The gain moves to its target in a straight line over the block, against zipper noise.
-void cross_fade(const BiquadCoeffs& notch, BiquadHistory& history, float gain, float step, const float* in,
-                float* out, int n) {
-  BiquadHistory h = history;
-  for (int i = 0; i < n; ++i) {
-    gain += step;
-    const float x = in[i];
-    const float y = filters::biquad_step(notch, h, x);
-    out[i] = x * gain + (1.0f - gain) * y;
-  }
-  history = h;
+// The gain at the end of a block whose energy in the detectors' band, up to and with this channel, is `energy`.
+float decide_gain(void* owner, int ch, float energy) {
+  DeEsserState& s = *static_cast<DeEsserState*>(owner);
+  const float level_dB = 10.0f * common::log10_portable(energy + 1.0f) - 20.0f * s.log_full_scale;
+  const float gain = s.gain[ch];
+  s.gain[ch] =
+      s.threshold[ch] < level_dB ? gain * s.attack_coef : s.release_coef * gain + (1.0f - s.release_coef);
+  return s.gain[ch];
 }
 
 }  // namespace
 
+// Band energy, decision, cross-fade into the notch: plain_de_esser in filters/kernels/plain.inl.
 int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
-  float energy =
-      0;  // not reset between channels: channel 1 answers to both channels' sibilance. Hosts are tuned to it.
-  for (int ch = 0; ch < s->channels; ++ch) {
-    energy = add_band_energy(s->detector_coeffs[ch], s->detector_history[ch], in[ch], n, energy);
-    const float level_dB = 10.0f * common::log10_portable(energy + 1.0f) - 20.0f * s->log_full_scale;
-    const float gain = s->gain[ch];
-    const float target = s->threshold[ch] < level_dB ? gain * s->attack_coef
-                                                     : s->release_coef * gain + (1.0f - s->release_coef);
-    const float step = (target - gain) * s->inv_frame_length;  // of Init, whatever n is
-    cross_fade(s->notch_coeffs[ch], s->notch_history[ch], gain, step, in[ch], out[ch], n);
-    s->gain[ch] = target;
-  }
+  filters::DeEsserChannel channels[2];
+  for (int ch = 0; ch < s->channels; ++ch)
+    channels[ch] = {&s->detector_coeffs[ch],
+                    &s->notch_coeffs[ch],
+                    &s->detector_history[ch],
+                    &s->notch_history[ch],
+                    s->gain[ch],
+                    s->inv_frame_length,
+                    in[ch],
+                    out[ch]};
+  filters::kernels().de_esser(channels, s->channels, n, decide_gain, s);
   return s->channels;
 }
 

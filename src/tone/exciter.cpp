@@ -7,7 +7,7 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/sample_format.h"
-#include "filters/biquad.h"
+#include "filters/kernels/kernels.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
 struct ExciterState {
@@ -50,34 +50,26 @@ void load(ExciterState& s, const float* section) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-// 1.5 u - 0.5 u^3 between -1 and 1, where its slope reaches 0. NaN is 1.
-float soft_clip(float u) {
-  if (!(u <= 1.0f)) return 1.0f;
-  return u >= -1.0f ? u * std::fma(-u, 0.5f * u, 1.5f) : -1.0f;
-}
-
-void process_channel(ExciterState& s, int ch, const float* in, float* out, int n) {
-  const BiquadCoeffs pre = s.pre_coeffs[ch], post = s.post_coeffs[ch];
-  const float full_scale = s.full_scale, bias = s.even_harmonics[ch], drive = s.drive[ch];
+filters::ExciterChannel channel_for_kernel(ExciterState& s, int ch, const float* in, float* out) {
+  filters::ExciterChannel c{};
+  c.pre = &s.pre_coeffs[ch], c.pre_history = &s.pre_history[ch];
+  c.post = &s.post_coeffs[ch], c.post_history = &s.post_history[ch];
+  c.bias = s.even_harmonics[ch], c.drive = s.drive[ch];
   // Scaled back by the inverse drive: more drive deepens the distortion without raising its level.
-  const float wet = s.mix[ch] * s.inverse_drive[ch], dry = 1.0f - s.mix[ch];
-  BiquadHistory pre_history = s.pre_history[ch], post_history = s.post_history[ch];
-  for (int i = 0; i < n; ++i) {
-    const float x = in[i] / full_scale;
-    const float high = filters::biquad_step(pre, pre_history, x);
-    const float shaped = soft_clip((high + bias) * drive);
-    const float w =
-        filters::biquad_step(post, post_history, shaped);  // without the offset that the bias makes
-    out[i] = full_scale * std::fma(wet, w, dry * x);
-  }
-  s.pre_history[ch] = pre_history, s.post_history[ch] = post_history;
+  c.wet = s.mix[ch] * s.inverse_drive[ch], c.dry = 1.0f - s.mix[ch];
+  c.scale = s.full_scale;
+  c.in = in, c.out = out;
+  return c;
 }
 
 }  // namespace
 
+// High-pass, bias and clipper, high-pass, mix: plain_exciter in filters/kernels/plain.inl.
 int Exciter_Process(ExciterState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
-  for (int ch = 0; ch < s->channels; ++ch) process_channel(*s, ch, in[ch], out[ch], n);
+  filters::ExciterChannel channels[2];
+  for (int ch = 0; ch < s->channels; ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch], out[ch]);
+  filters::kernels().exciter(channels, s->channels, n);
   return s->channels;
 }
 

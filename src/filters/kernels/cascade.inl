@@ -7,7 +7,7 @@ constexpr int kMaxSections = 12;  // in one wave; a longer cascade takes several
 
 template <int R>
 struct CascadeWave {
-  Sections<R> sections;
+  Sections<Vec, R> sections;
   float* pairs;
   int lag;       // of the last section, in frames
   int out_lane;  // of the last section, in the last register
@@ -27,13 +27,14 @@ struct CascadeWave {
 
 template <int R>
 void cascade_wave(const CascadeChannel* const (&channels)[2], int first, int count, Frames& frames, int n) {
-  typename Sections<R>::Image image{};
+  Image<R * kLanes> image{};
   for (int k = 0; k < count; ++k)
     for (int c = 0; c < 2; ++c)
       image.place(2 * k + c, k, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
-  CascadeWave<R> wave{Sections<R>(image), frames.pairs, count - 1, 2 * (count - 1) - (R - 1) * kLanes};
+  CascadeWave<R> wave{Sections<Vec, R>(image, 0), frames.pairs, count - 1,
+                      2 * (count - 1) - (R - 1) * kLanes};
   run_wave(wave, wave.lag, n);
-  wave.sections.keep(image);
+  wave.sections.keep(image, 0);
   for (int k = 0; k < count; ++k)
     for (int c = 1; c >= 0; --c) image.take(2 * k + c, channels[c]->history[first + k]);
 }

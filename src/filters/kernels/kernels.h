@@ -51,13 +51,75 @@ struct MultibandChannel {
   float* out;
 };
 
+// One channel of the bass enhancer.
+struct BassChannel {
+  BiquadPair *bass_lowpass, *main_highpass, *harmonic_lowpass, *harmonic_highpass;
+  BiquadPair* floor_highpass;  // null when off
+  float pos_offset, pos_bias, neg_offset, neg_bias, pos_const, neg_const, shaper_gain;
+  float dc_coef;
+  float *dc_prev_in, *dc_prev_out;
+  float amount;
+  float scale;  // full scale, a power of two
+  const float* in;
+  float* out;
+};
+
+// One channel of the exciter.
+struct ExciterChannel {
+  const BiquadCoeffs *pre, *post;
+  BiquadHistory *pre_history, *post_history;
+  float bias, drive, wet, dry;
+  float scale;  // full scale, a power of two
+  const float* in;
+  float* out;
+};
+
+// One channel of the de-esser.
+struct DeEsserChannel {
+  const BiquadCoeffs *detector, *notch;
+  BiquadHistory *detector_history, *notch_history;
+  float gain;              // of the dry signal at the start of the block
+  float inv_frame_length;  // share of the way to its target that a sample goes
+  const float* in;
+  float* out;
+};
+
+// One channel of the loudness meter.
+struct MeterChannel {
+  const BiquadCoeffs *shelf, *high_pass;
+  BiquadHistory *shelf_history, *high_pass_history;
+  float scale;  // full scale, a power of two of either sign
+  float* sum;   // of the squares in the window
+  const float* in;
+};
+struct MeterRing {
+  float* squares;
+  int size, position;
+};
+
 // One row per instruction set. Callers hold a common::FlushDenormals.
 struct Kernels {
   const char* name;
   bool (*runs_here)();
 
   void (*cascade)(const CascadeChannel* channels, int count, int n);
-  void (*multiband)(const MultibandChannel* channels, int count, int n);  // one or two
+  // One or two channels each.
+  void (*multiband)(const MultibandChannel* channels, int count, int n);
+  void (*bass)(const BassChannel* channels, int count, int n);
+  void (*exciter)(const ExciterChannel* channels, int count, int n);
+  // Adds each channel's mean square in the detector's band to one sum, in the order of channels and frames; asks
+  // target(owner, channel, sum so far) for the gain to end the block with, and cross-fades into the notch.
+  void (*de_esser)(const DeEsserChannel* channels, int count, int n,
+                   float (*target)(void* owner, int channel, float energy), void* owner);
+  // Any number of channels. They take their places in the ring one after another.
+  void (*meter)(const MeterChannel* channels, int count, int n, MeterRing& ring);
+
+  float (*peak)(float peak, const float* x,
+                int n);  // the largest of `peak` and all magnitudes; NaN doesn't count
+  // sum + x[0]^2 / divisor + x[1]^2 / divisor + ..., in this order.
+  float (*add_squares)(float sum, const float* x, float divisor, int n);
+  // gains[i] = gain after i + 1 additions of `step`, each rounded; the last of them is returned.
+  float (*ramp)(float gain, float step, float* gains, int n);
 };
 
 extern const Kernels kKernelTable[];  // scalar first, widest last

@@ -7,3 +7,7 @@
 #include "filters/kernels/cascade.inl"
 
 #include "filters/kernels/multiband.inl"
+
+#include "filters/kernels/sums.inl"
+
+#include "filters/kernels/tone.inl"

@@ -29,7 +29,7 @@ struct BandImage {
 };
 
 struct MultibandWave {
-  Sections<24 / kLanes> sections;
+  Sections<Vec, 24 / kLanes> sections;
   Vec gain[kBandVecs], attack[kBandVecs], release[kBandVecs], attack_in[kBandVecs], release_in[kBandVecs];
   Vec slope[kBandVecs], offset[kBandVecs];
   Mask compressed[kBandVecs], made[kBandVecs], steps[kBandVecs];
@@ -39,19 +39,19 @@ struct MultibandWave {
   Vec held[kBandVecs], from[kBandVecs], to[kBandVecs];
   float* pairs;
 
-  MultibandWave(const Sections<24 / kLanes>::Image& image, const BandImage& bands, const float* first_step,
-                float* frames)
-      : sections(image), base(first_step), pairs(frames) {
+  MultibandWave(const Image<24>& image, const BandImage& bands, const float* first_step, float* frames)
+
+      : sections(image, 0), base(first_step), pairs(frames) {
     for (int v = 0; v < kBandVecs; ++v) {
       const int at = v * kLanes;
-      gain[v] = load(bands.gain + at);
-      attack[v] = load(bands.attack + at), attack_in[v] = 1.0f - attack[v];
-      release[v] = load(bands.release + at), release_in[v] = 1.0f - release[v];
-      slope[v] = load(bands.slope + at), offset[v] = load(bands.offset + at);
-      __builtin_memcpy(&compressed[v], bands.compressed + at, sizeof(Mask));
-      __builtin_memcpy(&made[v], bands.made + at, sizeof(Mask));
-      __builtin_memcpy(&steps[v], bands.steps + at, sizeof(Mask));
-      envelope[v] = load(bands.envelope + at), value[v] = load(bands.value + at);
+      gain[v] = load<Vec>(bands.gain + at);
+      attack[v] = load<Vec>(bands.attack + at), attack_in[v] = 1.0f - attack[v];
+      release[v] = load<Vec>(bands.release + at), release_in[v] = 1.0f - release[v];
+      slope[v] = load<Vec>(bands.slope + at), offset[v] = load<Vec>(bands.offset + at);
+      compressed[v] = load<Mask>(bands.compressed + at);
+      made[v] = load<Mask>(bands.made + at);
+      steps[v] = load<Mask>(bands.steps + at);
+      envelope[v] = load<Vec>(bands.envelope + at), value[v] = load<Vec>(bands.value + at);
       look_up(v, envelope[v] + 1.0f);
     }
   }
@@ -73,7 +73,7 @@ struct MultibandWave {
   template <bool kEdge>
   INLINED void follow(int v, Vec band, Mask on) {
     const Vec x = band * gain[v];
-    const Vec size = (Vec)((Mask)x & 0x7fffffff);
+    const Vec size = magnitude(x);
     const Vec rising = fused(attack[v], envelope[v], attack_in[v] * size);
     const Vec falling = fused(release[v], envelope[v], release_in[v] * size);
     // The signed sample, not its magnitude.
@@ -113,7 +113,7 @@ struct MultibandWave {
     // Low, high, middle 1, middle 2: this order of adding is the contract.
     Vec bands[kBandVecs];
     for (int v = 0; v < kBandVecs; ++v) bands[v] = (Vec)(((Mask)value[v] & made[v]) | (~made[v] & INT32_MIN));
-    const Quad middle = first_quad(bands), outer = last_quad(bands);
+    const Quad middle = quad_of(bands, 0), outer = quad_of(bands, 1);
     const Quad sum = ((outer + 0.0f) + swap_pairs(outer)) + middle + swap_pairs(middle);
     store_pair(pairs + 2 * (t - kMultibandLag), sum);
   }
@@ -135,8 +135,7 @@ bool multiband_fits(const MultibandChannel& channel) {
 }
 
 // Section 1 or 2 of an edge in lane `lane` of quad `quad`; absent bands get none.
-void place_edge(Sections<24 / kLanes>::Image& image, BiquadPair* edge, int section, int quad, int pair, int c,
-                int lag) {
+void place_edge(Image<24>& image, BiquadPair* edge, int section, int quad, int pair, int c, int lag) {
   const int lane = 4 * quad + 2 * pair + c;
   if (edge)
     image.place(lane, lag, edge->coeffs[section], edge->history[section]);
@@ -144,8 +143,7 @@ void place_edge(Sections<24 / kLanes>::Image& image, BiquadPair* edge, int secti
     image.lag[lane] = lag;
 }
 
-void take_edge(const Sections<24 / kLanes>::Image& image, BiquadPair* edge, int section, int quad, int pair,
-               int c) {
+void take_edge(const Image<24>& image, BiquadPair* edge, int section, int quad, int pair, int c) {
   if (edge) image.take(4 * quad + 2 * pair + c, edge->history[section]);
 }
 
@@ -165,7 +163,7 @@ void for_each_edge(const MultibandChannel& channel, Visit visit) {
 }
 
 void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
-  Sections<24 / kLanes>::Image image{};
+  Image<24> image{};
   BandImage bands{};
   const GainSteps* const first = channels[0]->band[0].steps;
   for (int c = 0; c < 2; ++c) {
@@ -187,7 +185,7 @@ void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames
   }
   MultibandWave wave(image, bands, first->begin, frames.pairs);
   run_wave(wave, kMultibandLag, n);
-  wave.sections.keep(image);
+  wave.sections.keep(image, 0);
   for (int v = 0; v < kBandVecs; ++v)
     store(bands.envelope + v * kLanes, wave.envelope[v]), store(bands.value + v * kLanes, wave.value[v]);
   for (int c = 1; c >= 0; --c) {

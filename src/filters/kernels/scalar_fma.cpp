@@ -9,7 +9,8 @@ namespace {
 #include "filters/kernels/plain.inl"
 }  // namespace
 
-const Kernels kRow{"scalar+fma", has_avx2, plain_cascade, plain_multiband};
+const Kernels kRow{"scalar+fma",   has_avx2,    plain_cascade, plain_multiband,   plain_bass, plain_exciter,
+                   plain_de_esser, plain_meter, plain_peak,    plain_add_squares, plain_ramp};
 
 }  // namespace filters::scalar_fma
 #endif

@@ -7,8 +7,7 @@ typedef Vec Quad;
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
 
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
-Vec load(const float* p) { return vld1q_f32(p); }
-void store(float* p, Vec v) { vst1q_f32(p, v); }
+Quad root(Quad x) { return vsqrtq_f32(x); }
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {
@@ -18,9 +17,9 @@ Vec every_pair(const float* p) {
 // v moved up by one pair, with the last pair of `before` below it.
 Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
 
-// Of eight lanes.
-Quad first_quad(const Vec* v) { return v[0]; }
-Quad last_quad(const Vec* v) { return v[1]; }
+Quad quad_pairs(const float* p) { return every_pair(p); }
+Quad quad_of(const Vec* v, int q) { return v[q]; }
+Vec from_quads(const Quad* q) { return q[0]; }
 Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 

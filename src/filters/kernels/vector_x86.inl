@@ -7,8 +7,8 @@ typedef float Quad __attribute__((vector_size(16)));
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
 
 Vec fused(Vec a, Vec b, Vec c) { return _mm256_fmadd_ps(a, b, c); }
-Vec load(const float* p) { return _mm256_loadu_ps(p); }
-void store(float* p, Vec v) { _mm256_storeu_ps(p, v); }
+Quad fused(Quad a, Quad b, Quad c) { return _mm_fmadd_ps(a, b, c); }
+Quad root(Quad x) { return _mm_sqrt_ps(x); }
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {
@@ -27,9 +27,11 @@ Vec pair_up(Vec before, Vec v) {
 // The same by one quad.
 Vec quad_up(Vec before, Vec v) { return _mm256_permute2f128_ps(before, v, 0x21); }
 
-// Of eight lanes.
-Quad first_quad(const Vec* v) { return _mm256_castps256_ps128(v[0]); }
-Quad last_quad(const Vec* v) { return _mm256_extractf128_ps(v[0], 1); }
+Quad quad_pairs(const float* p) { return _mm_castpd_ps(_mm_loaddup_pd(reinterpret_cast<const double*>(p))); }
+Quad quad_of(const Vec* v, int q) {
+  return q % 2 ? _mm256_extractf128_ps(v[q / 2], 1) : _mm256_castps256_ps128(v[q / 2]);
+}
+Vec from_quads(const Quad* q) { return _mm256_set_m128(q[1], q[0]); }
 Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
 void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
 

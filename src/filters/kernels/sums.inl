@@ -1,0 +1,147 @@
+// Serial sums of floats, many terms at once, with every rounding where the serial sum has it.
+//
+// While a sum stays within one binade [2^e, 2^(e+1)), it is a multiple of u = 2^(e-23), and adding t rounds to
+// sum + (t rounded to a multiple of u). So the rounded terms can be formed side by side and added in any order, exactly.
+// Only a t halfway between two multiples is different: its rounding depends on the sum. Where a group of terms leaves
+// the binade, or holds such a t, it is added one by one.
+
+constexpr int kGroup = 16;  // terms tried together
+constexpr int kGroupVecs = kGroup / kLanes;
+
+union Bits {
+  float value;
+  int bits;
+};
+float with_bits(int bits) {
+  Bits b;
+  b.bits = bits;
+  return b.value;
+}
+int bits_of(float value) {
+  Bits b;
+  b.value = value;
+  return b.bits;
+}
+// Sign and exponent.
+int binade(float x) { return bits_of(x) & ~0x7fffff; }
+// Far enough from denormals and infinities for all that is computed in a binade.
+bool is_ordinary(float x) { return bits_of(x) >= 0x20000000 && bits_of(x) < 0x70000000; }
+
+float sum_of_lanes(Vec v) {
+  float sum = 0.0f;
+  for (int i = 0; i < kLanes; ++i) sum += v[i];
+  return sum;
+}
+
+// The terms of a group as they are rounded in the binade of `floor` (2^e), added up.
+struct RoundedGroup {
+  float sum;
+  bool exact;  // none negative, NaN, 2^e or more, or halfway
+
+  RoundedGroup(const float* terms, float floor) {
+    const float half_unit = floor * 0x1p-24f;
+    Vec total{};
+    Mask fine = Mask{} - 1;
+    for (int v = 0; v < kGroupVecs; ++v) {
+      const Vec t = load<Vec>(terms + v * kLanes);
+      const Vec rounded = (t + floor) - floor;
+      fine &= (t >= 0.0f) & (t < floor) & (magnitude(t - rounded) < half_unit);
+      total += rounded;
+    }
+    sum = sum_of_lanes(total);
+    exact = !any(~fine);
+  }
+};
+
+// sum + terms[0] + terms[1] + ...
+float add_in_order(float sum, const float* terms, int n) {
+  int i = 0;
+  for (; i + kGroup <= n; i += kGroup) {
+    if (is_ordinary(sum)) {
+      const RoundedGroup group(terms + i, with_bits(binade(sum)));
+      if (group.exact && binade(sum + group.sum) == binade(sum)) {
+        sum += group.sum;
+        continue;
+      }
+    }
+    for (int k = i; k < i + kGroup; ++k) sum += terms[k];
+  }
+  for (; i < n; ++i) sum += terms[i];
+  return sum;
+}
+
+// Each ring[i] out of the sum and fresh[i] into it and into the ring.
+float slide_in_order(float sum, float* ring, const float* fresh, int n) {
+  int i = 0;
+  for (; i + kGroup <= n; i += kGroup) {
+    if (is_ordinary(sum)) {
+      const float floor = with_bits(binade(sum));
+      const RoundedGroup out(ring + i, floor), in(fresh + i, floor);
+      // In whatever order: never below the binade, never above it.
+      if (out.exact && in.exact && sum - out.sum > floor && binade(sum + in.sum) == binade(sum)) {
+        sum = (sum - out.sum) + in.sum;
+        __builtin_memcpy(ring + i, fresh + i, kGroup * sizeof(float));
+        continue;
+      }
+    }
+    for (int k = i; k < i + kGroup; ++k) {
+      sum -= ring[k];
+      ring[k] = fresh[k];
+      sum += ring[k];
+    }
+  }
+  for (; i < n; ++i) {
+    sum -= ring[i];
+    ring[i] = fresh[i];
+    sum += ring[i];
+  }
+  return sum;
+}
+
+float lanes_add_squares(float sum, const float* x, float divisor, int n) {
+  float terms[kFrames];
+  for (int at = 0; at < n; at += kFrames) {
+    const int length = n - at < kFrames ? n - at : kFrames;
+    for (int i = 0; i < length; ++i) terms[i] = x[at + i] * x[at + i] / divisor;
+    sum = add_in_order(sum, terms, length);
+  }
+  return sum;
+}
+
+float lanes_peak(float peak, const float* x, int n) {
+  Vec most = Vec{} + peak;
+  int i = 0;
+  for (; i + kLanes <= n; i += kLanes) {
+    const Vec size = magnitude(load<Vec>(x + i));
+    most = size > most ? size : most;
+  }
+  for (int lane = 0; lane < kLanes; ++lane) peak = most[lane] > peak ? most[lane] : peak;
+  return plain_peak(peak, x + i, n - i);
+}
+
+// Within a binade every addition of one step but the first moves the gain by the same amount: the first has settled
+// whether ties go up or down.
+float lanes_ramp(float gain, float step, float* gains, int n) {
+  Vec counts;
+  for (int lane = 0; lane < kLanes; ++lane) counts[lane] = static_cast<float>(lane);
+  while (n >= 3) {
+    gains[0] = gain + step;
+    const float move = (gains[0] + step) - gains[0];
+    int length = n < kFrames ? n : kFrames;  // how many gains the straight line gives
+    const auto on_line = [&](int i) { return fused(static_cast<float>(i), move, gains[0]); };
+    if (!is_ordinary(gains[0]) || binade(gain) != binade(gains[0])) length = 1;
+    while (length > 1 && binade(on_line(length - 1)) != binade(gains[0])) length /= 2;
+    if (length < 3) {  // about to leave the binade, or where none of this holds
+      gain = plain_ramp(gain, step, gains, length = n < 8 ? n : 8);
+    } else {
+      const Vec first = Vec{} + gains[0], moves = Vec{} + move;
+      int i = 0;
+      for (; i + kLanes <= length; i += kLanes)
+        store(gains + i, fused(counts + static_cast<float>(i), moves, first));
+      for (; i < length; ++i) gains[i] = on_line(i);
+      gain = gains[length - 1];
+    }
+    gains += length, n -= length;
+  }
+  return plain_ramp(gain, step, gains, n);
+}
