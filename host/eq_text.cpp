@@ -29,8 +29,9 @@ double gain_sum(double gain_dB) {
 double slope_from_q(double q, double gain_dB) {
   return 1.0 / (1.0 + (1.0 / (q * q) - 2.0) / gain_sum(gain_dB));
 }
-double inverse_square_q(double slope, double gain_dB) {
-  return gain_sum(gain_dB) * (1.0 / slope - 1.0) + 2.0;
+// Within the designer's bounds the root is of at least 0.26.
+double q_from_slope(double slope, double gain_dB) {
+  return 1.0 / std::sqrt(gain_sum(gain_dB) * (1.0 / slope - 1.0) + 2.0);
 }
 
 // Half of the gain at 12 S dB per octave, that is 40 S dB per decade, lies between a shelf's corner and its middle.
@@ -394,12 +395,8 @@ std::string export_eq(const Record& record, int channel, std::vector<std::string
     } else if (type == Parametric) {
       filter = "PK Fc " + text(fc) + " Hz Gain " + text(gain_dB) + " dB Q " + text(q);
     } else if (shelf) {
-      const double inverse = inverse_square_q(q, gain_dB);
-      if (inverse > 0.0)
-        filter = (type == LowShelf ? "LSC Fc " : "HSC Fc ") + text(fc) + " Hz Gain " + text(gain_dB) +
-                 " dB Q " + text(1.0 / std::sqrt(inverse));
-      else
-        skip("a shelf this steep has no Q");
+      filter = (type == LowShelf ? "LSC Fc " : "HSC Fc ") + text(fc) + " Hz Gain " + text(gain_dB) +
+               " dB Q " + text(q_from_slope(q, gain_dB));
     } else if (type == GeneralLP || type == GeneralHP) {
       filter = (type == GeneralLP ? "LPQ Fc " : "HPQ Fc ") + text(fc) + " Hz Q " + text(q);
       preamp_dB += gain_dB;  // these filters have no gain in the text

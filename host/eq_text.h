@@ -26,7 +26,7 @@ std::vector<std::string> import_eq(Record& record, std::string_view text, const 
                                    int channel = -1);
 
 // EQ10 of one channel as such text, the channel gain as the preamp; import_eq gives the same response back. Appends to
-// `left_out` the bands that the format has no words for: band-passes, steps with no Q, Butterworth filters with boost.
+// `left_out` the bands that the format has no words for: band-passes, and Butterworth filters with boost.
 std::string export_eq(const Record& record, int channel, std::vector<std::string>& left_out);
 
 }  // namespace host

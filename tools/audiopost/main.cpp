@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "app.h"
 
@@ -35,6 +37,10 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // help and version
+    // A misspelt command shows as a missing one and a word too many.
+    const std::vector<std::string> rest = app.remaining(true);
+    if (error.get_name() == "RequiredError" && !rest.empty() && rest[0][0] != '-')
+      return fail(rest[0] + " is no command; see audiopost --help");
     return fail(error.what());
   } catch (const std::exception& error) {
     return fail(error.what());

@@ -1,0 +1,188 @@
+// Parametric-EQ text, held to the filters that it stands for.
+#include "host/eq_text.h"
+
+#include <complex>
+#include <random>
+
+#include "host/fields.h"
+#include "support.h"
+
+using host::Record;
+
+namespace {
+
+constexpr double kPi = 3.141592653589793, kRate = 48000.0;
+
+double magnitude_dB(const double b[3], const double a[3], double hz) {
+  const std::complex<double> z = std::polar(1.0, -2.0 * kPi * hz / kRate);
+  return 20.0 * std::log10(std::abs((b[0] + b[1] * z + b[2] * z * z) / (a[0] + a[1] * z + a[2] * z * z)));
+}
+
+// What the text means, in double, straight from the cookbook with alpha = sin(w0) / 2Q (and never by a slope).
+double expected_dB(char type, double fc, double gain_dB, double q, double hz) {
+  const double w0 = 2.0 * kPi * fc / kRate, c = std::cos(w0), alpha = std::sin(w0) / (2.0 * q);
+  const double A = std::pow(10.0, gain_dB / 40.0), r = 2.0 * std::sqrt(A) * alpha;
+  if (type == 'P') {
+    const double b[] = {1 + alpha * A, -2 * c, 1 - alpha * A}, a[] = {1 + alpha / A, -2 * c, 1 - alpha / A};
+    return magnitude_dB(b, a, hz);
+  }
+  if (type == 'l' || type == 'h') {  // low- and high-pass
+    const double edge = type == 'l' ? 1 - c : 1 + c;
+    const double b[] = {edge / 2, type == 'l' ? edge : -edge, edge / 2}, a[] = {1 + alpha, -2 * c, 1 - alpha};
+    return magnitude_dB(b, a, hz);
+  }
+  const double s = type == 'L' ? 1 : -1;  // shelves
+  const double b[] = {A * ((A + 1) - s * (A - 1) * c + r), s * 2 * A * ((A - 1) - s * (A + 1) * c),
+                      A * ((A + 1) - s * (A - 1) * c - r)};
+  const double a[] = {(A + 1) + s * (A - 1) * c + r, -s * 2 * ((A - 1) + s * (A + 1) * c),
+                      (A + 1) + s * (A - 1) * c - r};
+  return magnitude_dB(b, a, hz);
+}
+
+// What EQ10 makes of a record: gain and every enabled band, designed by the library.
+double response_dB(const Record& record, int channel, double hz) {
+  double dB = record[static_cast<size_t>(20 + 5 * channel)];
+  for (size_t band = 0; band < 10; ++band) {
+    const float* const r = &record[100 + 50 * static_cast<size_t>(channel) + 5 * band];
+    if (r[0] != 1.0f) continue;
+    BiquadCoeffs k;
+    filter_calculateCoeffs(&k.b0, static_cast<int>(r[1]), static_cast<float>(kRate), r[2], r[3], r[4]);
+    const double b[] = {k.b0, k.b1, k.b2}, a[] = {1.0, k.a1, k.a2};
+    dB += magnitude_dB(b, a, hz);
+  }
+  return dB;
+}
+
+Record imported(const std::string& text, std::vector<std::string>* notes = nullptr, int channel = -1) {
+  Record record = support::plain_record();
+  record[host::kChannelLink] = 1.0f;
+  const auto told = host::import_eq(record, text, "eq.txt", channel);
+  if (notes) *notes = told;
+  return record;
+}
+
+}  // namespace
+
+TEST_CASE("an imported filter has the response that its line stands for") {
+  const double kSlope = 10.0 / 12.0, kShift = std::pow(10.0, 6.0 / 80.0),
+               kShiftSlope = std::pow(10.0, 6.0 / (80.0 * kSlope));
+  const double A = std::pow(10.0, 6.0 / 40.0);
+  const auto q_of_slope = [&](double s) { return 1.0 / std::sqrt((A + 1.0 / A) * (1.0 / s - 1.0) + 2.0); };
+  const struct {
+    const char* line;
+    char type;
+    double fc, gain_dB, q;
+  } rows[] = {
+      {"PK Fc 105 Hz Gain -3.1 dB Q 0.70", 'P', 105, -3.1, 0.7},
+      {"PK Fc 1,000.5 Hz Gain +6,5 dB Q 10", 'P', 1000.5, 6.5, 10},
+      {"PK\tFc 1\u00a0000 Hz  Gain 3dB  BW Oct 1.0", 'P', 1000, 3,
+       1.0 / (2.0 * std::sinh(std::log(2.0) / 2.0 * (kPi / 24.0) / std::sin(kPi / 24.0)))},
+      {"modal fc 400 hz gain -12 db q 8 t60 target 300 ms", 'P', 400, -12, 8},
+      {"LSC Fc 105 Hz Gain 5.5 dB Q 0.70", 'L', 105, 5.5, 0.7},
+      {"LSC Fc 105 Hz Gain -15 dB Q 0.4", 'L', 105, -15, 0.4},
+      {"HSC Fc 8 kHz Gain 12 dB Q 1.1", 'H', 8000, 12, 1.1},
+      {"LS 12 dB Fc 200 Hz Gain 6 dB", 'L', 200 * kShift, 6, q_of_slope(1.0)},
+      {"HS 12dB Fc 4000 Hz Gain 6 dB", 'H', 4000 / kShift, 6, q_of_slope(1.0)},
+      {"LSC 10 dB Fc 200 Hz Gain 6 dB", 'L', 200, 6, q_of_slope(kSlope)},
+      {"HS 10 dB Fc 4000 Hz Gain 6 dB", 'H', 4000 / kShiftSlope, 6, q_of_slope(kSlope)},
+      {"LSC Fc 200 Hz Gain 6 dB", 'L', 200, 6, q_of_slope(0.9)},
+      {"LP Fc 3000 Hz", 'l', 3000, 0, std::sqrt(0.5)},
+      {"HPQ Fc 60 Hz Q 1.2", 'h', 60, 0, 1.2},
+  };
+  for (const auto& r : rows) {
+    const std::string line = r.line;
+    CAPTURE(line);
+    const Record record = imported("\ufeffPreamp: -6.2 dB\r\nFilter  1: ON  " + line + "\r\n");
+    for (double hz = 20.0; hz < 20000.0; hz *= 1.5)
+      CHECK(response_dB(record, 0, hz) + 6.2 ==
+            doctest::Approx(expected_dB(r.type, r.fc, r.gain_dB, r.q, hz)).epsilon(0.002).scale(10.0));
+  }
+}
+
+TEST_CASE("an exported EQ reads back with the same response") {
+  std::mt19937 random(3);
+  const auto between = [&](double low, double high) {
+    return static_cast<float>(low + (high - low) * static_cast<double>(random() % 10001) / 10000.0);
+  };
+  for (int round = 0; round < 50; ++round) {
+    Record record = support::plain_record();
+    record[14] = 1.0f;
+    record[25] = between(-12, 3);
+    for (size_t band = 0; band < 10; ++band) {
+      float* const r = &record[150 + 5 * band];
+      const int types[] = {0, 1, 2, 3, 4, 6, 7};
+      r[0] = static_cast<float>(random() % 2), r[1] = static_cast<float>(types[random() % std::size(types)]);
+      r[2] = between(30, 15000), r[3] = between(0.3, 1.0), r[4] = r[1] < 5.0f ? between(-20, 20) : 0.0f;
+    }
+    std::vector<std::string> left_out;
+    Record back = support::plain_record();
+    CHECK(host::import_eq(back, host::export_eq(record, 1, left_out) + "Filter: ON None\n", "eq", 1).empty());
+    CHECK(left_out.empty());
+    for (double hz = 25.0; hz < 20000.0; hz *= 2.0)
+      CHECK(response_dB(back, 1, hz) ==
+            doctest::Approx(response_dB(record, 1, hz)).epsilon(1e-3).scale(10.0));
+  }
+}
+
+TEST_CASE("what EQ10 has no place for is told, line by line") {
+  std::vector<std::string> notes;
+  std::string text = "Room EQ\nNotes: none\nPreamp: -1 dB\nPreamp: -2 dB\nChannel: L\n";
+  text +=
+      "Filter 1: OFF PK Fc 100 Hz Gain 1 dB Q 1\nFilter 2: ON NO Fc 50 Hz\nFilter 3: ON PK Fc 100 Hz Gain 25 "
+      "dB Q 99\n";
+  text += "Filter 4: ON HSC Fc 30000 Hz Gain 2 dB Q 0.7\nFilter 5: ON None\n";
+  for (int i = 0; i < 11; ++i) text += "Filter: ON PK Fc 1000 Hz Gain 1 dB Q 1\n";
+  const Record record = imported(text, &notes);
+  CHECK(notes == std::vector<std::string>{"line 5: CHANNEL is left out", "line 6: left out: is off",
+                                          "line 7: left out: EQ10 has no filter of type NO",
+                                          "line 8: Q 99 is clamped to 16", "line 8: Gain 25 is clamped to 20",
+                                          "line 9: left out: Fc is not below half the sample rate, 24000 Hz",
+                                          "EQ10 has ten bands; the last 2 filters are left out"});
+  CHECK(record[20] == -3.0f);
+  CHECK(record[104] == 20.0f);
+
+  // One channel of a linked record: the other keeps what it had.
+  Record linked = host::preset("music");
+  host::import_eq(linked, "Preamp: -4 dB\nFilter: ON PK Fc 100 Hz Gain 1 dB Q 1\n", "eq", 1);
+  CHECK(linked[host::kChannelLink] == 0.0f);
+  CHECK(linked[20] == 0.0f);
+  CHECK(linked[25] == -4.0f);
+  CHECK(linked[102] == host::preset("music")[102]);
+  CHECK(linked[152] == 100.0f);
+  CHECK(linked[370] == linked[270]);  // the compressor's high band
+
+  Record strange = support::plain_record();
+  strange[14] = 1.0f;
+  const float bands[][5] = {{1, 5, 1000, 1, 0}, {1, 6, 1000, 1, 3}, {1, 9, 1000, 1, 0}};
+  for (size_t band = 0; band < 3; ++band) std::copy_n(bands[band], 5, &strange[100 + 5 * band]);
+  std::vector<std::string> left_out;
+  CHECK(host::export_eq(strange, 0, left_out) == "Preamp: 0 dB\n");
+  CHECK(left_out.size() == 3);
+}
+
+TEST_CASE("a filter line that is not understood is an error with its line and field") {
+  const struct {
+    const char *line, *error;
+  } rows[] = {
+      {"Filter 1: PK Fc 100 Hz", "eq.txt:2: 'PK' stands where ON or OFF should"},
+      {"Filter 1: ON", "eq.txt:2: has no filter type"},
+      {"Filter 1: ON PK Fc abc Hz", "eq.txt:2: Fc: 'ABC' is not a number"},
+      {"Filter 1: ON PK Fc", "eq.txt:2: Fc: has no value"},
+      {"Filter 1: ON PK Fc 100 Hz Q 1", "eq.txt:2: Gain: is missing"},
+      {"Filter 1: ON PK Fc 100 Hz Gain 1 dB", "eq.txt:2: Q: is missing"},
+      {"Filter 1: ON PK Fc -5 Hz Gain 1 dB Q 1", "eq.txt:2: Fc: is not above 0 Hz"},
+      {"Filter 1: ON LSC Fc 50 Hz Gain 1 dB Q 0", "eq.txt:2: Q: is not above 0"},
+      {"Filter 1: ON PK Fc 100 Hz Gain 1 dB Q 1 foo", "eq.txt:2: 'FOO' is not understood"},
+      {"Preamp: loud", "eq.txt:2: Preamp: 'LOUD' is not a number"},
+      {"nothing", "eq.txt: holds no line that begins with Filter"},
+  };
+  for (const auto& r : rows) {
+    std::string error;
+    try {
+      imported(std::string("# a comment\n") + r.line + "\n");
+    } catch (const host::FileError& e) {
+      error = e.what();
+    }
+    CHECK(error == r.error);
+  }
+}
