@@ -22,3 +22,12 @@ install(FILES ${PROJECT_BINARY_DIR}/zelkaudio-config-version.cmake DESTINATION $
 file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/zelkaudio.pc.in ${PROJECT_BINARY_DIR}/zelkaudio.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zelkaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(ZELK_AUDIOPOST)
+  install(TARGETS audiopost)
+  file(GLOB pages docs/man/audiopost*.1)
+  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES tools/audiopost/completion/audiopost.bash RENAME audiopost
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES tools/audiopost/completion/_audiopost DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+endif()

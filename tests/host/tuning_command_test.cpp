@@ -1,7 +1,11 @@
 // audiopost tuning, as a shell sees it.
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "host/tuning.h"
 #include "support.h"
@@ -48,6 +52,7 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
       {"tuning check a.bin --block 4801 --json", 1,
        "{\"usable\": false, \"findings\": [{\"severity\": \"fatal\"", ""},
       {"tuning new --preset flat -o b.bin", 0, "", ""},
+      {"tuning diff music a.bin", 0, "", ""},
       {"tuning diff a.bin b.bin", 1, "AutoGain: enable: on -> off\n", ""},
       {"tuning diff a.bin b.bin --json", 1, "[{\"where\": \"AutoGain\", \"field\": \"enable\"", ""},
       {"tuning export-eq a.bin -o eq.txt", 0, "", ""},
@@ -79,4 +84,36 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
   }
   CHECK(host::load_tuning("c.bin") != host::load_tuning("b.bin"));
   CHECK(std::distance(std::filesystem::directory_iterator("."), {}) == 5);  // what failed left nothing behind
+}
+
+TEST_CASE("the completions of both shells know every option of every command, and the manual describes them") {
+  const auto read = [](const std::string& name) {
+    std::ifstream file(SOURCES + std::string("/") + name);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  const std::string bash = read("tools/audiopost/completion/audiopost.bash");
+  const std::string zsh = read("tools/audiopost/completion/_audiopost");
+  for (const std::string group : {"", "tuning "}) {
+    // Commands stand in the help as "  name   what it does".
+    std::istringstream help(audiopost(group + "--help").out);
+    std::string line;
+    for (bool listed = false; std::getline(help, line);) {
+      if (line == "Subcommands:") listed = true;
+      if (!listed || line.compare(0, 2, "  ") != 0 || line[2] == ' ') continue;
+      const std::string command = group + line.substr(2, line.find(' ', 2) - 2);
+      if (command == "tuning") continue;
+      CAPTURE(command);
+      std::string page = read("docs/man/audiopost-" + (group.empty() ? command : "tuning") + ".1");
+      page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
+      std::istringstream options(audiopost(command + " --help").out);
+      for (std::string word; options >> word;) {
+        if (word.compare(0, 2, "--") != 0 || word == "--help") continue;
+        const std::string option = word.substr(0, word.find_first_of(",="));
+        CAPTURE(option);
+        CHECK(bash.find(option) != std::string::npos);
+        CHECK(zsh.find(option) != std::string::npos);
+        CHECK(page.find(option) != std::string::npos);
+      }
+    }
+  }
 }

@@ -50,7 +50,7 @@ void create(const Options& o) {
 }
 
 void build(const Options& o) {
-  const Record record = host::load_tuning(o.file);
+  const Record record = host::find_tuning(o.file);
   host::save_record(o.out, record);
   if (host::unusable(host::check(record, o.block)))
     print_note(o.file, "the chain would refuse this record; see audiopost tuning check");
@@ -72,7 +72,7 @@ Look look_of(host::Severity severity) {
 }
 
 void check(const Options& o, Context& context) {
-  const std::vector<host::Finding> findings = host::check(host::load_tuning(o.file), o.block);
+  const std::vector<host::Finding> findings = host::check(host::find_tuning(o.file), o.block);
   std::string text;
   std::vector<std::string> items;
   for (const host::Finding& f : findings) {
@@ -94,7 +94,7 @@ void check(const Options& o, Context& context) {
 
 void compare(const Options& o, Context& context) {
   const std::vector<host::Difference> differences =
-      host::diff(host::load_tuning(o.file), host::load_tuning(o.other));
+      host::diff(host::find_tuning(o.file), host::find_tuning(o.other));
   std::string text;
   std::vector<std::string> items;
   for (const host::Difference& d : differences) {
@@ -109,7 +109,7 @@ void compare(const Options& o, Context& context) {
 }
 
 void import_eq(const Options& o) {
-  Record record = o.into.empty() ? host::preset("flat") : host::load_tuning(o.into);
+  Record record = o.into.empty() ? host::preset("flat") : host::find_tuning(o.into);
   const std::string name = o.file == "-" ? "standard input" : o.file;
   const std::string text = host::read_file(o.file, size_t{1} << 20);
   for (const std::string& note : host::import_eq(record, text, name, o.channel)) print_note(name, note);
@@ -117,7 +117,7 @@ void import_eq(const Options& o) {
 }
 
 void export_eq(const Options& o) {
-  const Record record = host::load_tuning(o.file);
+  const Record record = host::find_tuning(o.file);
   std::vector<std::string> left_out;
   const std::string text = host::export_eq(record, o.channel < 0 ? 0 : o.channel, left_out);
   for (const std::string& note : left_out) print_note(o.file, "left out: " + note);
@@ -151,7 +151,7 @@ void add_tuning(CLI::App& app, Context& context) {
     c->add_option("--channel", o->channel, about)->check(CLI::Range(0, 1))->type_name("N");
   };
   const char* const kText = "Where to write; 2000 bytes if it ends in .bin, else text";
-  const char* const kTuning = "Tuning: TOML text or 2000 bytes, - for standard input";
+  const char* const kTuning = "Tuning: a file (TOML text or 2000 bytes), - for standard input, or a preset's name";
 
   CLI::App* c = command("new", "Print a preset as text, to start from");
   c->add_option("--preset", o->preset, "music, speech, night, tv or flat")
@@ -163,7 +163,7 @@ void add_tuning(CLI::App& app, Context& context) {
 
   c = command("show", "Print a record as text");
   file(c, "TUNING", o->file, kTuning);
-  c->callback([o] { print(host::to_text(host::load_tuning(o->file))); });
+  c->callback([o] { print(host::to_text(host::find_tuning(o->file))); });
 
   c = command("build", "Write the 2000 bytes that the chain reads");
   file(c, "TUNING", o->file, kTuning);
