@@ -1,12 +1,18 @@
 # Every target is the script of its name in scripts/, which also installs what the machine lacks.
 export INPUT HOURS
 
-.PHONY: run test bench fuzz soak abi format lint clean
+.PHONY: run test test-arm64 deb coverage bench fuzz soak abi format lint clean
 
 run:  # the chain over real sound into out/process.wav; INPUT=song.wav takes yours
 	@scripts/run
 test:  # every test: release, sanitizers and 64-bit Arm; the last line is the sum
 	@scripts/test
+test-arm64:  # the 64-bit Arm ones alone, cross-built and emulated
+	@scripts/test arm64
+deb:  # Debian packages for amd64 and arm64, into out/deb/
+	@scripts/deb
+coverage:  # which lines of src/ the tests run
+	@scripts/coverage
 bench:  # cost of the chain and its parts
 	@scripts/bench
 fuzz:  # every fuzz target, SECONDS (30) each

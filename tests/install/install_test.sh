@@ -39,8 +39,10 @@ target_link_libraries(found PRIVATE zelkaudio::zelkaudio)
 add_executable(found_static host.cpp)
 target_link_libraries(found_static PRIVATE zelkaudio::static)
 END
-cmake -S app -B app/build -DCMAKE_PREFIX_PATH="$work/prefix" \
-  ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"} >log.txt && cmake --build app/build >>log.txt || { cat log.txt; exit 1; }
+{
+  cmake -S app -B app/build -DCMAKE_PREFIX_PATH="$work/prefix" ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"}
+  cmake --build app/build
+} >log.txt
 
 "${run[@]}" "$build/examples/example_host" <in.pcm >expected.pcm 2>/dev/null
 for host in ./shared ./static app/build/found app/build/found_static; do
