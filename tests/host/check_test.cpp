@@ -129,7 +129,12 @@ std::string told(const Case& c) {
 
 TEST_CASE(
     "what the checker passes runs without a word, what it rejects does not, and it knows every complaint") {
-  constexpr int kRecords = 10000, kBatch = 250;
+#if defined(__SANITIZE_ADDRESS__)  // a fork is slow there
+  constexpr int kRecords = 500;
+#else
+  constexpr int kRecords = 10000;
+#endif
+  constexpr int kBatch = 250;
   std::mt19937 random(7);
   std::vector<Case> usable;
   int silent = 0, complained = 0, rejected = 0;
@@ -169,9 +174,9 @@ TEST_CASE(
     }
   }
   MESSAGE(silent << " silent, " << complained << " with a complaint, " << rejected << " rejected");
-  CHECK(silent > 3000);
-  CHECK(complained > 500);
-  CHECK(rejected > 1000);
+  CHECK(silent > kRecords * 3 / 10);
+  CHECK(complained > kRecords / 20);
+  CHECK(rejected > kRecords / 10);
 }
 
 TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
