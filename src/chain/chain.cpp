@@ -10,6 +10,7 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
+#include "filters/kernels/kernels.h"
 
 using common::truncate_to_int;
 
@@ -71,18 +72,6 @@ void create_effect(AudioPostState& chain, int row, const float* section) {
 // ---- Process ---------------------------------------------------------------------------------------
 namespace {
 
-size_t interleaved(int i, int ch, int channels) {
-  return static_cast<size_t>(i) * static_cast<size_t>(channels) + static_cast<size_t>(ch);
-}
-
-void read_pcm(AudioPostState& s, const int16_t* input, int channels, int n) {
-  for (int ch = 0; ch < channels; ++ch) {
-    const float gain = s.channel_gain[static_cast<size_t>(ch)];
-    float* const out = s.channel_buf[static_cast<size_t>(ch)];
-    for (int i = 0; i < n; ++i) out[i] = static_cast<float>(input[interleaved(i, ch, channels)]) * gain;
-  }
-}
-
 // A stage whose effect could not be created, or was created by a retune for more channels than there are
 // buffers, does not run.
 void run_effects(AudioPostState& s, int n) {
@@ -92,20 +81,6 @@ void run_effects(AudioPostState& s, int n) {
     for (int i = 0; i < effect.stage_count; ++i)
       if (s.enable[effect.stages[i].flag] == 1)
         effect.stages[i].process(s.effects[e], s.channel_buf.data(), s.channel_buf.data(), n);
-  }
-}
-
-// Clamps to the bit rate's range, however wide, and stores the low 16 bits: for 24 and 32 bits too the PCM is
-// 16 bits wide. Hosts rely on it. The order of the comparisons makes NaN full scale.
-void write_pcm(const AudioPostState& s, int16_t* output, int channels, int n) {
-  const float top = s.full_scale, bottom = -1.0f - s.full_scale;
-  for (int ch = 0; ch < channels; ++ch) {
-    const float* const in = s.channel_buf[static_cast<size_t>(ch)];
-    for (int i = 0; i < n; ++i) {
-      float y = in[i] < top ? in[i] : top;
-      y = y > bottom ? y : bottom;
-      output[interleaved(i, ch, channels)] = common::low_16_bits(truncate_to_int(y));
-    }
   }
 }
 
@@ -120,9 +95,12 @@ void AudioPost_Process(AudioPostState* s, const int16_t* input, int16_t* output,
   }
   const common::FlushDenormals flush;
   const int channels = frames > 0 ? chain::usable_channels(*s) : 0;
-  read_pcm(*s, input, channels, frames);
+  filters::kernels().from_pcm(input, s->channel_gain.data(), s->channel_buf.data(), channels, frames);
   run_effects(*s, frames);
-  write_pcm(*s, output, channels, frames);
+  // The bit rate's range, however wide, and the low 16 bits: for 24 and 32 bits too the PCM is 16 bits wide. Hosts rely
+  // on it.
+  filters::kernels().to_pcm(s->channel_buf.data(), -1.0f - s->full_scale, s->full_scale, output, channels,
+                            frames);
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------

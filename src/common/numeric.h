@@ -10,7 +10,7 @@ namespace common {
 
 // Toward zero; beyond the 32-bit range the nearest end; NaN is 0. What 64-bit Arm's fcvtzs does, written out
 // because other processors (and the language) leave it open. Called with floats and doubles alike.
-inline int32_t truncate_to_int(double value) {
+[[gnu::always_inline]] inline int32_t truncate_to_int(double value) {
   if (value >= 2147483647.0) return INT32_MAX;
   if (value <= -2147483648.0) return INT32_MIN;
   return value == value ? static_cast<int32_t>(value) : 0;

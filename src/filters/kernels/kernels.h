@@ -120,6 +120,11 @@ struct Kernels {
   float (*add_squares)(float sum, const float* x, float divisor, int n);
   // gains[i] = gain after i + 1 additions of `step`, each rounded; the last of them is returned.
   float (*ramp)(float gain, float step, float* gains, int n);
+
+  // 16-bit interleaved to planar floats times a gain per channel, and back: clamped to bottom ... top (NaN to top),
+  // truncated toward zero, the low 16 bits of that.
+  void (*from_pcm)(const int16_t* in, const float* gains, float* const* out, int channels, int n);
+  void (*to_pcm)(const float* const* in, float bottom, float top, int16_t* out, int channels, int n);
 };
 
 extern const Kernels kKernelTable[];  // scalar first, widest last

@@ -11,3 +11,5 @@
 #include "filters/kernels/sums.inl"
 
 #include "filters/kernels/tone.inl"
+
+#include "filters/kernels/pcm.inl"

@@ -212,3 +212,24 @@ float plain_ramp(float gain, float step, float* gains, int n) {
   for (int i = 0; i < n; ++i) gains[i] = gain += step;
   return gain;
 }
+
+// ---- PCM -------------------------------------------------------------------------------------------
+[[maybe_unused]] void plain_from_pcm(const int16_t* in, const float* gains, float* const* out, int channels,
+                                     int n) {
+  for (int ch = 0; ch < channels; ++ch) {
+    const int16_t* from = in + ch;
+    for (int i = 0; i < n; ++i, from += channels) out[ch][i] = static_cast<float>(*from) * gains[ch];
+  }
+}
+
+[[maybe_unused]] void plain_to_pcm(const float* const* in, float bottom, float top, int16_t* out,
+                                   int channels, int n) {
+  for (int ch = 0; ch < channels; ++ch) {
+    int16_t* to = out + ch;
+    for (int i = 0; i < n; ++i, to += channels) {
+      float y = in[ch][i] < top ? in[ch][i] : top;
+      y = y > bottom ? y : bottom;
+      *to = static_cast<int16_t>(static_cast<uint16_t>(common::truncate_to_int(static_cast<double>(y))));
+    }
+  }
+}

@@ -28,20 +28,30 @@ int binade(float x) { return bits_of(x) & ~0x7fffff; }
 bool is_ordinary(float x) { return bits_of(x) >= 0x20000000 && bits_of(x) < 0x70000000; }
 
 float sum_of_lanes(Vec v) {
-  float sum = 0.0f;
-  for (int i = 0; i < kLanes; ++i) sum += v[i];
-  return sum;
+  Quad q = quad_of(&v, 0);
+  for (int i = 1; i < kLanes / 4; ++i) q += quad_of(&v, i);
+  q += swap_pairs(q);
+  return q[0] + q[1];
 }
 
-// The terms of a group as they are rounded in the binade of `floor` (2^e), added up.
+// The binade that a sum is in. It changes seldom, so that a group of terms does not wait for the sum before it.
+struct Binade {
+  float floor = 0.0f, end = 0.0f;  // 2^e and 2^(e+1), or nothing
+
+  void enter(float sum) {
+    floor = is_ordinary(sum) ? with_bits(binade(sum)) : 0.0f;
+    end = 2.0f * floor;
+  }
+};
+
+// The terms of a group as they are rounded in a binade, added up.
 struct RoundedGroup {
+  Mask fine = Mask{} - 1;  // none negative, NaN, 2^e or more, or halfway
   float sum;
-  bool exact;  // none negative, NaN, 2^e or more, or halfway
 
   RoundedGroup(const float* terms, float floor) {
-    const float half_unit = floor * 0x1p-24f;
+    const Vec half_unit = Vec{} + floor * 0x1p-24f;
     Vec total{};
-    Mask fine = Mask{} - 1;
     for (int v = 0; v < kGroupVecs; ++v) {
       const Vec t = load<Vec>(terms + v * kLanes);
       const Vec rounded = (t + floor) - floor;
@@ -49,22 +59,23 @@ struct RoundedGroup {
       total += rounded;
     }
     sum = sum_of_lanes(total);
-    exact = !any(~fine);
   }
 };
 
 // sum + terms[0] + terms[1] + ...
 float add_in_order(float sum, const float* terms, int n) {
+  Binade in;
+  in.enter(sum);
   int i = 0;
   for (; i + kGroup <= n; i += kGroup) {
-    if (is_ordinary(sum)) {
-      const RoundedGroup group(terms + i, with_bits(binade(sum)));
-      if (group.exact && binade(sum + group.sum) == binade(sum)) {
-        sum += group.sum;
-        continue;
-      }
+    const RoundedGroup group(terms + i, in.floor);
+    const float next = sum + group.sum;
+    if (!any(~group.fine) && next < in.end) {
+      sum = next;
+      continue;
     }
     for (int k = i; k < i + kGroup; ++k) sum += terms[k];
+    in.enter(sum);
   }
   for (; i < n; ++i) sum += terms[i];
   return sum;
@@ -72,23 +83,24 @@ float add_in_order(float sum, const float* terms, int n) {
 
 // Each ring[i] out of the sum and fresh[i] into it and into the ring.
 float slide_in_order(float sum, float* ring, const float* fresh, int n) {
+  Binade in;
+  in.enter(sum);
   int i = 0;
   for (; i + kGroup <= n; i += kGroup) {
-    if (is_ordinary(sum)) {
-      const float floor = with_bits(binade(sum));
-      const RoundedGroup out(ring + i, floor), in(fresh + i, floor);
-      // In whatever order: never below the binade, never above it.
-      if (out.exact && in.exact && sum - out.sum > floor && binade(sum + in.sum) == binade(sum)) {
-        sum = (sum - out.sum) + in.sum;
-        __builtin_memcpy(ring + i, fresh + i, kGroup * sizeof(float));
-        continue;
-      }
+    const RoundedGroup leaving(ring + i, in.floor), entering(fresh + i, in.floor);
+    // In whatever order: never below the binade, never above it.
+    if (!any(~(leaving.fine & entering.fine)) && sum - leaving.sum > in.floor &&
+        sum + entering.sum < in.end) {
+      sum = (sum - leaving.sum) + entering.sum;
+      __builtin_memcpy(ring + i, fresh + i, kGroup * sizeof(float));
+      continue;
     }
     for (int k = i; k < i + kGroup; ++k) {
       sum -= ring[k];
       ring[k] = fresh[k];
       sum += ring[k];
     }
+    in.enter(sum);
   }
   for (; i < n; ++i) {
     sum -= ring[i];
@@ -98,11 +110,21 @@ float slide_in_order(float sum, float* ring, const float* fresh, int n) {
   return sum;
 }
 
+void squares_over(const float* x, float divisor, float* squares, int n) {
+  if ((bits_of(divisor) & 0x7fffff) == 0 &&
+      is_ordinary(divisor)) {  // a power of two: multiplying is exact, and faster
+    const float factor = 1.0f / divisor;
+    for (int i = 0; i < n; ++i) squares[i] = x[i] * x[i] * factor;
+  } else {
+    for (int i = 0; i < n; ++i) squares[i] = x[i] * x[i] / divisor;
+  }
+}
+
 float lanes_add_squares(float sum, const float* x, float divisor, int n) {
   float terms[kFrames];
   for (int at = 0; at < n; at += kFrames) {
     const int length = n - at < kFrames ? n - at : kFrames;
-    for (int i = 0; i < length; ++i) terms[i] = x[at + i] * x[at + i] / divisor;
+    squares_over(x + at, divisor, terms, length);
     sum = add_in_order(sum, terms, length);
   }
   return sum;

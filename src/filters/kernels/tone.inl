@@ -223,12 +223,13 @@ void lanes_exciter(const ExciterChannel* channels, int count, int n) {
 struct DeEsserWave {
   Sections<Quad, 1> sections;
   const float* pairs;
-  float* made;  // detector L R, notch L R of each frame
+  float *detected, *notched;  // in pairs
 
   template <bool kEdge>
   INLINED void step(int t, int n) {
     sections.step<kEdge>(0, quad_pairs(pairs + 2 * t), t, n);
-    store(made + 4 * t, sections.y[0]);
+    store_pair(detected + 2 * t, sections.y[0]);
+    store_pair(notched + 2 * t, swap_pairs(sections.y[0]));
   }
 };
 
@@ -237,14 +238,14 @@ void lanes_de_esser(const DeEsserChannel* channels, int count, int n, float (*ta
   if (n < 1 || n > kFrames || count < 1) return plain_de_esser(channels, count, n, target, owner);
   const Stereo<DeEsserChannel> s(channels[0], count == 2 ? &channels[1] : nullptr);
   Frames frames;
-  float made[4 * kFrames];
+  float detected[2 * kFrames], notched[2 * kFrames];
   interleave(s.channels[0]->in, s.channels[1]->in, n, frames);
   Image<4> image{};
   for (int c = 0; c < 2; ++c) {
     image.place(c, 0, *s.channels[c]->detector, *s.channels[c]->detector_history);
     image.place(2 + c, 0, *s.channels[c]->notch, *s.channels[c]->notch_history);
   }
-  DeEsserWave wave{Sections<Quad, 1>(image, 0), frames.pairs, made};
+  DeEsserWave wave{Sections<Quad, 1>(image, 0), frames.pairs, detected, notched};
   run_wave(wave, 0, n);
   wave.sections.keep(image, 0);
   for (int c = 1; c >= 0; --c) {
@@ -254,13 +255,13 @@ void lanes_de_esser(const DeEsserChannel* channels, int count, int n, float (*ta
   float energy = 0.0f;  // not reset between channels
   for (int c = 0; c < count; ++c) {
     const DeEsserChannel& channel = channels[c];
-    float detected[kFrames], gains[kFrames];
-    for (int i = 0; i < n; ++i) detected[i] = made[4 * i + c];
-    energy = lanes_add_squares(energy, detected, static_cast<float>(n), n);
+    float one[kFrames], gains[kFrames];
+    for (int i = 0; i < n; ++i) one[i] = detected[2 * i + c];
+    energy = lanes_add_squares(energy, one, static_cast<float>(n), n);
     const float step = (target(owner, c, energy) - channel.gain) * channel.inv_frame_length;
     lanes_ramp(channel.gain, step, gains, n);
-    for (int i = 0; i < n; ++i)
-      channel.out[i] = channel.in[i] * gains[i] + (1.0f - gains[i]) * made[4 * i + 2 + c];
+    for (int i = 0; i < n; ++i) one[i] = notched[2 * i + c];
+    for (int i = 0; i < n; ++i) channel.out[i] = channel.in[i] * gains[i] + (1.0f - gains[i]) * one[i];
   }
 }
 
