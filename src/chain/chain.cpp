@@ -75,13 +75,19 @@ namespace {
 // A stage whose effect could not be created, or was created by a retune for more channels than there are
 // buffers, does not run.
 void run_effects(AudioPostState& s, int n) {
+  float** const x = s.channel_buf.data();
+  filters::Batch batch(n);
   for (int e = 0; e < chain::kEffectCount; ++e) {
     if (!s.effects[e] || s.effect_channels[e] > static_cast<int>(s.channel_buf.size())) continue;
     const chain::Effect& effect = chain::kEffectTable[e];
-    for (int i = 0; i < effect.stage_count; ++i)
-      if (s.enable[effect.stages[i].flag] == 1)
-        effect.stages[i].process(s.effects[e], s.channel_buf.data(), s.channel_buf.data(), n);
+    for (const chain::Stage& stage : effect.stages) {
+      if (!stage.process || s.enable[stage.flag] != 1) continue;
+      if (stage.join && stage.join(s.effects[e], x, n, batch)) continue;
+      batch.run();
+      stage.process(s.effects[e], x, x, n);
+    }
   }
+  batch.run();
 }
 
 }  // namespace

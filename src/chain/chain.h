@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "chain/tuning_record.h"
+#include "filters/batch.h"
 
 namespace chain {
 
@@ -12,6 +13,8 @@ namespace chain {
 struct Stage {
   int flag;  // index into AudioPostState::enable
   int (*process)(void* effect, float** in, float** out, int n);
+  // Null, or joins the batch to share a loop with its neighbours; false where it can't.
+  bool (*join)(void* effect, float** x, int n, filters::Batch& batch);
 };
 
 struct Effect {

@@ -1,14 +1,27 @@
 // The effects in processing order. The chain knows an effect only by its row here.
 #include "chain/chain.h"
+#include "dynamics/multiband_drc.h"
+#include "tone/joins.h"
 
 namespace chain {
 namespace {
 
 template <class State, auto Process>
 constexpr Stage stage(EnableFlag flag) {
-  return {flag, [](void* effect, float** in, float** out, int n) {
+  return {flag,
+          [](void* effect, float** in, float** out, int n) {
             return Process(static_cast<State*>(effect), in, out, n);
-          }};
+          },
+          nullptr};
+}
+
+template <class State, auto Process, bool (*Join)(State&, float**, int, filters::Batch&)>
+constexpr Stage joining_stage(EnableFlag flag) {
+  Stage joining = stage<State, Process>(flag);
+  joining.join = [](void* effect, float** x, int n, filters::Batch& batch) {
+    return Join(*static_cast<State*>(effect), x, n, batch);
+  };
+  return joining;
 }
 
 template <class State, auto PrintPara, auto SetPara, auto GetPara, auto Destroy>
@@ -54,17 +67,21 @@ const Effect kEffectTable[kEffectCount] = {
     effect<AutoGainState, AutoGain_PrintPara, AutoGain_SetPara, AutoGain_GetPara, AutoGain_Destroy>(
         kAutoGainSection, init_auto_gain, stage<AutoGainState, AutoGain_Process>(kAutoGainFlag)),
     effect<BassEnhancerState, BassEnhancer_PrintPara, BassEnhancer_SetPara, BassEnhancer_GetPara,
-           BassEnhancer_Destroy>(kBassEnhancerSection, init_bass_enhancer,
-                                 stage<BassEnhancerState, BassEnhancer_Process>(kBassEnhancerFlag)),
+           BassEnhancer_Destroy>(
+        kBassEnhancerSection, init_bass_enhancer,
+        joining_stage<BassEnhancerState, BassEnhancer_Process, tone::join>(kBassEnhancerFlag)),
     effect<ExciterState, Exciter_PrintPara, Exciter_SetPara, Exciter_GetPara, Exciter_Destroy>(
-        kExciterSection, init_exciter, stage<ExciterState, Exciter_Process>(kExciterFlag)),
+        kExciterSection, init_exciter,
+        joining_stage<ExciterState, Exciter_Process, tone::join>(kExciterFlag)),
     effect<DeEsserState, DeEsser_PrintPara, DeEsser_SetPara, DeEsser_GetPara, DeEsser_Destroy>(
-        kDeEsserSection, init_de_esser, stage<DeEsserState, DeEsser_Process>(kDeEsserFlag)),
+        kDeEsserSection, init_de_esser,
+        joining_stage<DeEsserState, DeEsser_Process, tone::join>(kDeEsserFlag)),
     effect<EQ10State, EQ10_PrintPara, EQ10_SetPara, EQ10_GetPara, EQ10_Destroy>(
-        kEq10Section, init_eq10, stage<EQ10State, EQ10_Process>(kEq10Flag)),
+        kEq10Section, init_eq10, joining_stage<EQ10State, EQ10_Process, tone::join>(kEq10Flag)),
     effect<MultiBandDRCState, MultiBandDRC_PrintPara, MultiBandDRC_SetPara, MultiBandDRC_GetPara,
-           MultiBandDRC_Destroy>(kMultiBandDrcSection, init_multiband_drc,
-                                 stage<MultiBandDRCState, MultiBandDRC_Process>(kMultiBandDrcFlag)),
+           MultiBandDRC_Destroy>(
+        kMultiBandDrcSection, init_multiband_drc,
+        joining_stage<MultiBandDRCState, MultiBandDRC_Process, dynamics::join>(kMultiBandDrcFlag)),
     effect<MaximizerState, Maximizer_PrintPara, Maximizer_SetPara, Maximizer_GetPara, Maximizer_Destroy>(
         kMaximizerSection, init_maximizer, stage<MaximizerState, Agc_Process>(kAgcFlag),
         stage<MaximizerState, Maximizer_Process>(kMaximizerFlag)),

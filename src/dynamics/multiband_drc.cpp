@@ -190,6 +190,13 @@ int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
   return s->channels;
 }
 
+bool dynamics::join(MultiBandDRCState& s, float** x, int /*n*/, filters::Batch& batch) {
+  filters::MultibandChannel channels[kDrcChannels];
+  for (int ch = 0; ch < channels_of(s); ++ch) channels[ch] = channel_for_kernel(s, ch, x[ch], x[ch]);
+  batch.join(channels, channels_of(s));
+  return true;
+}
+
 // ---- Control ---------------------------------------------------------------------------------------
 int MultiBandDRC_SetPara(MultiBandDRCState* s, const float* section) {
   load_crossovers(*s, section);

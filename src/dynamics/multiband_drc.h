@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "dynamics/gain_table.h"
+#include "filters/batch.h"
 #include "filters/crossover.h"
 #include "filters/kernels/kernels.h"
 
@@ -44,3 +45,10 @@ struct MultiBandDRCState {
   // Beyond the documented fields: coefficients again.
   PerBand<filters::GainSteps> gain_steps;
 };
+
+namespace dynamics {
+
+// Joins with one block, in place, to share a loop with the effects before it.
+bool join(MultiBandDRCState& s, float** x, int n, filters::Batch& batch);
+
+}  // namespace dynamics

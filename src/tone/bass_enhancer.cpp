@@ -10,6 +10,7 @@
 #include "common/sample_format.h"
 #include "filters/biquad.h"
 #include "filters/kernels/kernels.h"
+#include "tone/joins.h"
 
 using filters::BiquadPair;
 
@@ -107,15 +108,26 @@ filters::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const floa
   return c;
 }
 
+void load_channels(BassEnhancerState& s, float** in, float** out, filters::BassChannel* channels) {
+  for (int ch = 0; ch < s.channels; ++ch) channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
+}
+
 }  // namespace
 
 // Split, waveshaper and DC blocker on the low part, harmonic filters, sum: plain_bass in filters/kernels/plain.inl.
 int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
   filters::BassChannel channels[2];
-  for (int ch = 0; ch < s->channels; ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch], out[ch]);
+  load_channels(*s, in, out, channels);
   filters::kernels().bass(channels, s->channels, n);
   return s->channels;
+}
+
+bool tone::join(BassEnhancerState& s, float** x, int /*n*/, filters::Batch& batch) {
+  filters::BassChannel channels[2];
+  load_channels(s, x, x, channels);
+  batch.join(channels, s.channels);
+  return true;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------

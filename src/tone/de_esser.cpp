@@ -10,6 +10,7 @@
 #include "common/sample_format.h"
 #include "common/time_constant.h"
 #include "filters/kernels/kernels.h"
+#include "tone/joins.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
 struct DeEsserState {
@@ -86,23 +87,34 @@ float decide_gain(void* owner, int ch, float energy) {
   return s.gain[ch];
 }
 
+void load_channels(DeEsserState& s, float** in, float** out, filters::DeEsserChannel* channels) {
+  for (int ch = 0; ch < s.channels; ++ch)
+    channels[ch] = {&s.detector_coeffs[ch],
+                    &s.notch_coeffs[ch],
+                    &s.detector_history[ch],
+                    &s.notch_history[ch],
+                    s.gain[ch],
+                    s.inv_frame_length,
+                    in[ch],
+                    out[ch]};
+}
+
 }  // namespace
 
 // Band energy, decision, cross-fade into the notch: plain_de_esser in filters/kernels/plain.inl.
 int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
   filters::DeEsserChannel channels[2];
-  for (int ch = 0; ch < s->channels; ++ch)
-    channels[ch] = {&s->detector_coeffs[ch],
-                    &s->notch_coeffs[ch],
-                    &s->detector_history[ch],
-                    &s->notch_history[ch],
-                    s->gain[ch],
-                    s->inv_frame_length,
-                    in[ch],
-                    out[ch]};
+  load_channels(*s, in, out, channels);
   filters::kernels().de_esser(channels, s->channels, n, decide_gain, s);
   return s->channels;
+}
+
+bool tone::join(DeEsserState& s, float** x, int /*n*/, filters::Batch& batch) {
+  filters::DeEsserChannel channels[2];
+  load_channels(s, x, x, channels);
+  batch.join(channels, s.channels, decide_gain, &s);
+  return true;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------

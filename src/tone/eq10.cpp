@@ -9,6 +9,7 @@
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "filters/kernels/kernels.h"
+#include "tone/joins.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -125,6 +126,24 @@ int EQ10_Process(EQ10State* s, float** in, float** out, int n) {
     for (int ch = first; ch < first + count; ++ch) keep_copy(*s, s->out_copy, ch, out[ch], n);
   }
   return s->channels;
+}
+
+// Up to two channels, in blocks of the length that there are copies for.
+bool tone::join(EQ10State& s, float** x, int n, filters::Batch& batch) {
+  if (s.channels < 1 || s.channels > 2 || n < 1 || n > s.frame_length) return false;
+  batch.run();
+  filters::CascadeChannel cascade[2];
+  float* copies[2];
+  int cursor = 0;
+  for (int ch = 0; ch < s.channels; ++ch) {
+    keep_copy(s, s.in_copy, ch, x[ch], n);
+    const int slots = slots_of_channel(s, ch, cursor);
+    cascade[ch] = {s.coeffs.data() + cursor, s.history.data() + cursor, slots, x[ch]};
+    copies[ch] = s.out_copy.data() + ptrdiff_t{s.frame_length} * ch;
+    cursor += slots;
+  }
+  batch.join(cascade, copies, s.channels);
+  return true;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include "common/memory.h"
 #include "common/sample_format.h"
 #include "filters/kernels/kernels.h"
+#include "tone/joins.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
 struct ExciterState {
@@ -62,15 +63,26 @@ filters::ExciterChannel channel_for_kernel(ExciterState& s, int ch, const float*
   return c;
 }
 
+void load_channels(ExciterState& s, float** in, float** out, filters::ExciterChannel* channels) {
+  for (int ch = 0; ch < s.channels; ++ch) channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
+}
+
 }  // namespace
 
 // High-pass, bias and clipper, high-pass, mix: plain_exciter in filters/kernels/plain.inl.
 int Exciter_Process(ExciterState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
   filters::ExciterChannel channels[2];
-  for (int ch = 0; ch < s->channels; ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch], out[ch]);
+  load_channels(*s, in, out, channels);
   filters::kernels().exciter(channels, s->channels, n);
   return s->channels;
+}
+
+bool tone::join(ExciterState& s, float** x, int /*n*/, filters::Batch& batch) {
+  filters::ExciterChannel channels[2];
+  load_channels(s, x, x, channels);
+  batch.join(channels, s.channels);
+  return true;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------

@@ -8,7 +8,8 @@ constexpr int kMaxSections = 12;  // in one wave; a longer cascade takes several
 template <int R>
 struct CascadeWave {
   Sections<Vec, R> sections;
-  float* pairs;
+  const float* pairs;
+  float* out;
   int lag;       // of the last section, in frames
   int out_lane;  // of the last section, in the last register
 
@@ -21,22 +22,36 @@ struct CascadeWave {
     if (kEdge && t < lag) return;
     float last[kLanes];
     store(last, sections.y[R - 1]);
-    __builtin_memcpy(pairs + 2 * (t - lag), last + out_lane, 2 * sizeof(float));
+    __builtin_memcpy(out + 2 * (t - lag), last + out_lane, 2 * sizeof(float));
+  }
+};
+
+// Sections first … first + count - 1 of both channels into the lanes and back.
+template <int R>
+struct CascadeLanes {
+  const CascadeChannel* const* channels;
+  int first, count;
+  Image<R * kLanes> image{};
+
+  CascadeWave<R> wave(const float* in, float* out) {
+    for (int k = 0; k < count; ++k)
+      for (int c = 0; c < 2; ++c)
+        image.place(2 * k + c, k, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
+    return {Sections<Vec, R>(image, 0), in, out, count - 1, 2 * (count - 1) - (R - 1) * kLanes};
+  }
+  void take(const CascadeWave<R>& wave) {
+    wave.sections.keep(image, 0);
+    for (int k = 0; k < count; ++k)
+      for (int c = 1; c >= 0; --c) image.take(2 * k + c, channels[c]->history[first + k]);
   }
 };
 
 template <int R>
 void cascade_wave(const CascadeChannel* const (&channels)[2], int first, int count, Frames& frames, int n) {
-  Image<R * kLanes> image{};
-  for (int k = 0; k < count; ++k)
-    for (int c = 0; c < 2; ++c)
-      image.place(2 * k + c, k, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
-  CascadeWave<R> wave{Sections<Vec, R>(image, 0), frames.pairs, count - 1,
-                      2 * (count - 1) - (R - 1) * kLanes};
+  CascadeLanes<R> lanes{channels, first, count};
+  CascadeWave<R> wave = lanes.wave(frames.pairs, frames.pairs);
   run_wave(wave, wave.lag, n);
-  wave.sections.keep(image, 0);
-  for (int k = 0; k < count; ++k)
-    for (int c = 1; c >= 0; --c) image.take(2 * k + c, channels[c]->history[first + k]);
+  lanes.take(wave);
 }
 
 // Both channels through sections first … first + count - 1.

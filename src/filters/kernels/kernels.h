@@ -111,6 +111,13 @@ struct Kernels {
   // target(owner, channel, sum so far) for the gain to end the block with, and cross-fades into the notch.
   void (*de_esser)(const DeEsserChannel* channels, int count, int n,
                    float (*target)(void* owner, int channel, float energy), void* owner);
+  // Bass enhancer, exciter and de-esser one after another; each takes what the one before it gives out, of which only
+  // the last is written.
+  void (*tone)(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
+               int count, int n, float (*target)(void* owner, int channel, float energy), void* owner);
+  // A cascade and the compressor after it. between[ch], n long, takes what passes from one to the other.
+  void (*cascade_multiband)(const CascadeChannel* cascade, float* const* between,
+                            const MultibandChannel* multiband, int count, int n);
   // Any number of channels. They take their places in the ring one after another.
   void (*meter)(const MeterChannel* channels, int count, int n, MeterRing& ring);
 

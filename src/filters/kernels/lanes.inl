@@ -10,29 +10,34 @@
 #define INLINED __attribute__((always_inline)) inline
 
 constexpr int kFrames = 1024;  // in one pass: longer blocks are cut
-constexpr int kTail = 16;      // frames of zeros behind a block, for the steps in which the last lanes finish
+constexpr int kTail = 32;      // frames of zeros behind a block, for the steps in which the last lanes finish
 
-constexpr int kHead = 16;  // frames before it, for lanes that are started late
+constexpr int kHead = 32;  // frames before it, for lanes that are started late
 
 struct Frames {
   float head[2 * kHead];
   float pairs[2 * (kFrames + kTail)];
 };
 
+// Frames around a block of n, which are read by lanes that are not busy yet or no more.
+void clear_edges(Frames& frames, int n) {
+  for (float& before : frames.head) before = 0.0f;
+  for (int i = 2 * n; i < 2 * (n + kTail); ++i) frames.pairs[i] = 0.0f;
+}
+
 // A mono channel stands in for the missing one: what its lanes compute is dropped.
 void interleave(const float* in0, const float* in1, int n, Frames& frames, float scale = 1.0f) {
   float* const pairs = frames.pairs;
   for (int i = 0; i < n; ++i) pairs[2 * i] = in0[i] * scale, pairs[2 * i + 1] = in1[i] * scale;
-  for (int i = 2 * n; i < 2 * (n + kTail); ++i) pairs[i] = 0.0f;
-  for (float& before : frames.head) before = 0.0f;
+  clear_edges(frames, n);
 }
 
-void deinterleave(const Frames& frames, int n, float* out0, float* out1, float scale = 1.0f) {
+void deinterleave(const Frames& frames, int n, float* out0, float* out1) {
   const float* const pairs = frames.pairs;
   if (out1)
-    for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i] * scale, out1[i] = pairs[2 * i + 1] * scale;
+    for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i], out1[i] = pairs[2 * i + 1];
   else
-    for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i] * scale;
+    for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i];
 }
 
 template <class V>
@@ -146,4 +151,22 @@ INLINED void run_wave(Wave& given, int lag, int n) {
   for (; t < n; ++t) wave.template step<false>(t, n);
   for (; t < n + lag; ++t) wave.template step<true>(t, n);
   given = wave;
+}
+
+// Two waves in one loop, the second a step behind what the first has finished. They hand frames over in memory.
+template <class First, class Second>
+struct Joined {
+  First first;
+  Second second;
+  int behind;  // steps
+
+  template <bool kEdge>
+  INLINED void step(int t, int n) {
+    first.template step<kEdge>(t, n);
+    second.template step<kEdge>(t - behind, n);
+  }
+};
+template <class First, class Second>
+Joined<First, Second> joined(const First& first, int lag_of_first, const Second& second) {
+  return {first, second, lag_of_first + 1};
 }

@@ -37,11 +37,13 @@ struct MultibandWave {
   Vec envelope[kBandVecs], value[kBandVecs];
   // The gain in use, and between which values of follower + 1 it holds.
   Vec held[kBandVecs], from[kBandVecs], to[kBandVecs];
-  float* pairs;
+  const float* pairs;
+  float* out;
 
-  MultibandWave(const Image<24>& image, const BandImage& bands, const float* first_step, float* frames)
+  MultibandWave(const Image<24>& image, const BandImage& bands, const float* first_step, const float* in,
+                float* results)
 
-      : sections(image, 0), base(first_step), pairs(frames) {
+      : sections(image, 0), base(first_step), pairs(in), out(results) {
     for (int v = 0; v < kBandVecs; ++v) {
       const int at = v * kLanes;
       gain[v] = load<Vec>(bands.gain + at);
@@ -115,7 +117,7 @@ struct MultibandWave {
     for (int v = 0; v < kBandVecs; ++v) bands[v] = (Vec)(((Mask)value[v] & made[v]) | (~made[v] & INT32_MIN));
     const Quad middle = quad_of(bands, 0), outer = quad_of(bands, 1);
     const Quad sum = ((outer + 0.0f) + swap_pairs(outer)) + middle + swap_pairs(middle);
-    store_pair(pairs + 2 * (t - kMultibandLag), sum);
+    store_pair(out + 2 * (t - kMultibandLag), sum);
   }
 };
 
@@ -162,40 +164,53 @@ void for_each_edge(const MultibandChannel& channel, Visit visit) {
   }
 }
 
-void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
+// Both channels into the lanes and back.
+struct MultibandLanes {
+  const MultibandChannel* const* channels;
   Image<24> image{};
   BandImage bands{};
-  const GainSteps* const first = channels[0]->band[0].steps;
-  for (int c = 0; c < 2; ++c) {
-    for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
-      place_edge(image, edge, section, quad, pair, c, lag);
-    });
-    for (int b = 0; b < channels[c]->bands; ++b) {
-      const MultibandBand& band = channels[c]->band[b];
-      const int lane = band_lane(b, c);
-      bands.gain[lane] = band.gain, bands.value[lane] = *band.value, bands.made[lane] = -1;
-      bands.envelope[lane] = *band.envelope;
-      if (!band.compressed) continue;
-      bands.compressed[lane] = -1;
-      bands.attack[lane] = band.attack, bands.release[lane] = band.release;
-      bands.slope[lane] = band.steps->slope, bands.offset[lane] = band.steps->offset;
-      bands.steps[lane] =
-          static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
+
+  MultibandWave wave(const float* in, float* out) {
+    const GainSteps* const first = channels[0]->band[0].steps;
+    for (int c = 0; c < 2; ++c) {
+      for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
+        place_edge(image, edge, section, quad, pair, c, lag);
+      });
+      for (int b = 0; b < channels[c]->bands; ++b) {
+        const MultibandBand& band = channels[c]->band[b];
+        const int lane = band_lane(b, c);
+        bands.gain[lane] = band.gain, bands.value[lane] = *band.value, bands.made[lane] = -1;
+        bands.envelope[lane] = *band.envelope;
+        if (!band.compressed) continue;
+        bands.compressed[lane] = -1;
+        bands.attack[lane] = band.attack, bands.release[lane] = band.release;
+        bands.slope[lane] = band.steps->slope, bands.offset[lane] = band.steps->offset;
+        bands.steps[lane] =
+            static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
+      }
+    }
+    return MultibandWave(image, bands, first->begin, in, out);
+  }
+  void take(const MultibandWave& wave) {
+    wave.sections.keep(image, 0);
+    for (int v = 0; v < kBandVecs; ++v)
+      store(bands.envelope + v * kLanes, wave.envelope[v]), store(bands.value + v * kLanes, wave.value[v]);
+    for (int c = 1; c >= 0; --c) {
+      for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int) {
+        take_edge(image, edge, section, quad, pair, c);
+      });
+      for (int b = 0; b < channels[c]->bands; ++b)
+        *channels[c]->band[b].envelope = bands.envelope[band_lane(b, c)],
+        *channels[c]->band[b].value = bands.value[band_lane(b, c)];
     }
   }
-  MultibandWave wave(image, bands, first->begin, frames.pairs);
+};
+
+void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
+  MultibandLanes lanes{channels};
+  MultibandWave wave = lanes.wave(frames.pairs, frames.pairs);
   run_wave(wave, kMultibandLag, n);
-  wave.sections.keep(image, 0);
-  for (int v = 0; v < kBandVecs; ++v)
-    store(bands.envelope + v * kLanes, wave.envelope[v]), store(bands.value + v * kLanes, wave.value[v]);
-  for (int c = 1; c >= 0; --c) {
-    for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int) {
-      take_edge(image, edge, section, quad, pair, c);
-    });
-    for (int b = 0; b < channels[c]->bands; ++b)
-      *channels[c]->band[b].envelope = bands.envelope[band_lane(b, c)],
-      *channels[c]->band[b].value = bands.value[band_lane(b, c)];
-  }
+  lanes.take(wave);
 }
 
 // One channel, or two side by side.
@@ -219,4 +234,41 @@ void lanes_multiband(const MultibandChannel* channels, int count, int n) {
     else
       plain_multiband(channels + ch, 1, n);
   }
+}
+
+// ---- After a cascade -------------------------------------------------------------------------------
+template <int R>
+void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
+                            const MultibandChannel* const (&multiband)[2], const Frames& in, Frames& between,
+                            Frames& out, int n) {
+  CascadeLanes<R> first{cascade, 0, cascade[0]->sections};
+  MultibandLanes second{multiband};
+  const CascadeWave<R> cascade_wave = first.wave(in.pairs, between.pairs);
+  auto wave = joined(cascade_wave, cascade_wave.lag, second.wave(between.pairs, out.pairs));
+  run_wave(wave, wave.behind + kMultibandLag, n);
+  first.take(wave.first);
+  second.take(wave.second);
+}
+
+void lanes_cascade_multiband(const CascadeChannel* cascade, float* const* between,
+                             const MultibandChannel* multiband, int count, int n) {
+  constexpr int kRegisters = kLanes == 8 ? 3 : 5;  // nine sections, ten, or what else fits
+  const int sections = cascade[0].sections;
+  const bool fits =
+      n <= kFrames && 2 * sections > (kRegisters - 1) * kLanes && 2 * sections <= kRegisters * kLanes;
+  const bool alike = count == 1 || (sections == cascade[1].sections && multiband_fits(multiband[1]));
+  if (!fits || !alike || !multiband_fits(multiband[0])) {
+    lanes_cascade(cascade, count, n);
+    for (int ch = 0; ch < count; ++ch)
+      if (n > 0) __builtin_memcpy(between[ch], cascade[ch].x, static_cast<unsigned long>(n) * sizeof(float));
+    return lanes_multiband(multiband, count, n);
+  }
+  const CascadeChannel* const first[2] = {&cascade[0], &cascade[count - 1]};
+  const MultibandChannel* const second[2] = {&multiband[0], &multiband[count - 1]};
+  Frames frames, passing;
+  interleave(first[0]->x, first[1]->x, n, frames);
+  clear_edges(passing, n);
+  cascade_multiband_wave<kRegisters>(first, second, frames, passing, frames, n);
+  deinterleave(passing, n, between[0], count == 2 ? between[1] : nullptr);
+  deinterleave(frames, n, second[0]->out, count == 2 ? second[1]->out : nullptr);
 }

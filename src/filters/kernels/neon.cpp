@@ -13,9 +13,11 @@ namespace {
 #include "filters/kernels/lane_kernels.inl"
 }  // namespace
 
-const Kernels kRow{"neon",        always,         lanes_cascade, lanes_multiband, lanes_bass,
-                   lanes_exciter, lanes_de_esser, lanes_meter,   lanes_peak,      lanes_add_squares,
-                   lanes_ramp,    lanes_from_pcm, lanes_to_pcm};
+const Kernels kRow{"neon",          always,         lanes_cascade,
+                   lanes_multiband, lanes_bass,     lanes_exciter,
+                   lanes_de_esser,  lanes_tone,     lanes_cascade_multiband,
+                   lanes_meter,     lanes_peak,     lanes_add_squares,
+                   lanes_ramp,      lanes_from_pcm, lanes_to_pcm};
 
 }  // namespace filters::neon
 #endif

@@ -173,6 +173,22 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
   }
 }
 
+[[maybe_unused]] void plain_tone(const BassChannel* bass, const ExciterChannel* exciter,
+                                 const DeEsserChannel* de_esser, int count, int n,
+                                 float (*target)(void*, int, float), void* owner) {
+  plain_bass(bass, count, n);
+  plain_exciter(exciter, count, n);
+  plain_de_esser(de_esser, count, n, target, owner);
+}
+
+[[maybe_unused]] void plain_cascade_multiband(const CascadeChannel* cascade, float* const* between,
+                                              const MultibandChannel* multiband, int count, int n) {
+  plain_cascade(cascade, count, n);
+  for (int ch = 0; ch < count; ++ch)
+    if (n > 0) __builtin_memcpy(between[ch], cascade[ch].x, static_cast<unsigned long>(n) * sizeof(float));
+  plain_multiband(multiband, count, n);
+}
+
 // ---- Loudness meter --------------------------------------------------------------------------------
 [[maybe_unused]] void plain_meter(const MeterChannel* channels, int count, int n, MeterRing& ring) {
   for (int ch = 0; ch < count; ++ch) {

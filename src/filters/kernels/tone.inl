@@ -52,9 +52,10 @@ struct BassWave {
   Quad P, Q, R, S, T, U, gain, dc_coef, amount;
   Quad shaped[kShaping];  // oldest first
   Quad z, prev_in, prev_out;
+  Quad scale, scale_after;  // back to full scale, and to that of what comes after
   float* pairs;
 
-  BassWave(const Image<20>& image, const BassChannel* const (&c)[2], float* frames)
+  BassWave(const Image<20>& image, const BassChannel* const (&c)[2], float after, float* frames)
       : sections(image),
         high(image, 16),
         P(both(c, &BassChannel::pos_offset)),
@@ -70,6 +71,8 @@ struct BassWave {
         z{},
         prev_in{*c[0]->dc_prev_in, *c[1]->dc_prev_in},
         prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out},
+        scale(both(c, &BassChannel::scale)),
+        scale_after(Quad{} + after),
         pairs(frames) {}
 
   INLINED Quad shape(Quad l) const {
@@ -103,7 +106,7 @@ struct BassWave {
     const Quad last = sections.y(3);
     const Quad out =
         kFloor ? swap_pairs(fused(last, amount, high.y[0])) : fused(last, amount, swap_pairs(last));
-    store_pair(pairs + 2 * (t - kLag), out);
+    store_pair(pairs + 2 * (t - kLag), out * scale * scale_after);
   }
 };
 
@@ -118,23 +121,37 @@ void for_each_bass_edge(const BassChannel& c, Visit visit) {
   visit(*c.main_highpass, Wave::kHigh1, Wave::kHigh2, Wave::kLag - 1);
 }
 
+// Both channels into the lanes and back.
+template <bool kFloor>
+struct BassLanes {
+  const BassChannel* const* channels;
+  Image<20> image{};
+
+  BassWave<kFloor> wave(float scale_after, Frames& frames) {
+    for (int c = 0; c < 2; ++c)
+      for_each_bass_edge<kFloor>(*channels[c], [&](const BiquadPair& edge, int lane1, int lane2, int lag) {
+        place_pair(image, lane1, lane2, c, edge, lag);
+      });
+    return {image, {channels[0], channels[1]}, scale_after, frames.pairs};
+  }
+  void take(const BassWave<kFloor>& wave) {
+    wave.sections.keep(image);
+    if (kFloor) wave.high.keep(image, 16);
+    for (int c = 1; c >= 0; --c) {
+      for_each_bass_edge<kFloor>(*channels[c], [&](BiquadPair& edge, int lane1, int lane2, int) {
+        take_pair(image, lane1, lane2, c, edge);
+      });
+      *channels[c]->dc_prev_in = wave.prev_in[c], *channels[c]->dc_prev_out = wave.prev_out[c];
+    }
+  }
+};
+
 template <bool kFloor>
 void bass_wave(const BassChannel* const (&channels)[2], Frames& frames, int n) {
-  Image<20> image{};
-  for (int c = 0; c < 2; ++c)
-    for_each_bass_edge<kFloor>(*channels[c], [&](const BiquadPair& edge, int lane1, int lane2, int lag) {
-      place_pair(image, lane1, lane2, c, edge, lag);
-    });
-  BassWave<kFloor> wave(image, channels, frames.pairs);
+  BassLanes<kFloor> lanes{channels};
+  BassWave<kFloor> wave = lanes.wave(1.0f, frames);
   run_wave(wave, wave.kLag, n);
-  wave.sections.keep(image);
-  if (kFloor) wave.high.keep(image, 16);
-  for (int c = 1; c >= 0; --c) {
-    for_each_bass_edge<kFloor>(*channels[c], [&](BiquadPair& edge, int lane1, int lane2, int) {
-      take_pair(image, lane1, lane2, c, edge);
-    });
-    *channels[c]->dc_prev_in = wave.prev_in[c], *channels[c]->dc_prev_out = wave.prev_out[c];
-  }
+  lanes.take(wave);
 }
 
 void bass_lanes(const BassChannel& a, const BassChannel* b, int n) {
@@ -147,7 +164,7 @@ void bass_lanes(const BassChannel& a, const BassChannel* b, int n) {
       bass_wave<true>(s.channels, frames, length);
     else
       bass_wave<false>(s.channels, frames, length);
-    deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr, a.scale);
+    deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
   }
 }
 
@@ -165,6 +182,7 @@ struct ExciterWave {
   Sections<Quad, 1> sections;
   Quad bias, drive, wet, dry;
   Quad clipping, clipped;  // on its way, and done
+  Quad scale;
   float* pairs;
 
   ExciterWave(const Image<4>& image, const ExciterChannel* const (&c)[2], float* frames)
@@ -175,6 +193,7 @@ struct ExciterWave {
         dry(both(c, &ExciterChannel::dry)),
         clipping{},
         clipped{},
+        scale(both(c, &ExciterChannel::scale)),
         pairs(frames) {}
 
   template <bool kEdge>
@@ -186,7 +205,27 @@ struct ExciterWave {
     const Quad curve = u * fused(-u, 0.5f * u, Quad{} + 1.5f);
     clipping = u <= 1.0f ? (u >= -1.0f ? curve : Quad{} - 1.0f) : Quad{} + 1.0f;  // NaN is 1
     if (kEdge && t < kLag) return;
-    store_pair(pairs + 2 * (t - kLag), swap_pairs(fused(wet, sections.y[0], dry * before)));
+    store_pair(pairs + 2 * (t - kLag), swap_pairs(scale * fused(wet, sections.y[0], dry * before)));
+  }
+};
+
+struct ExciterLanes {
+  const ExciterChannel* const* channels;
+  Image<4> image{};
+
+  ExciterWave wave(Frames& frames) {
+    for (int c = 0; c < 2; ++c) {
+      image.place(c, 0, *channels[c]->pre, *channels[c]->pre_history);
+      image.place(2 + c, ExciterWave::kLag, *channels[c]->post, *channels[c]->post_history);
+    }
+    return {image, {channels[0], channels[1]}, frames.pairs};
+  }
+  void take(const ExciterWave& wave) {
+    wave.sections.keep(image, 0);
+    for (int c = 1; c >= 0; --c) {
+      image.take(c, *channels[c]->pre_history);
+      image.take(2 + c, *channels[c]->post_history);
+    }
   }
 };
 
@@ -196,19 +235,11 @@ void exciter_lanes(const ExciterChannel& a, const ExciterChannel* b, int n) {
   for (int at = 0; at < n; at += kFrames) {
     const int length = n - at < kFrames ? n - at : kFrames;
     interleave(a.in + at, s.channels[1]->in + at, length, frames, 1.0f / a.scale);
-    Image<4> image{};
-    for (int c = 0; c < 2; ++c) {
-      image.place(c, 0, *s.channels[c]->pre, *s.channels[c]->pre_history);
-      image.place(2 + c, ExciterWave::kLag, *s.channels[c]->post, *s.channels[c]->post_history);
-    }
-    ExciterWave wave(image, s.channels, frames.pairs);
+    ExciterLanes lanes{s.channels};
+    ExciterWave wave = lanes.wave(frames);
     run_wave(wave, wave.kLag, length);
-    wave.sections.keep(image, 0);
-    for (int c = 1; c >= 0; --c) {
-      image.take(c, *s.channels[c]->pre_history);
-      image.take(2 + c, *s.channels[c]->post_history);
-    }
-    deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr, a.scale);
+    lanes.take(wave);
+    deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
   }
 }
 
@@ -228,41 +259,101 @@ struct DeEsserWave {
   template <bool kEdge>
   INLINED void step(int t, int n) {
     sections.step<kEdge>(0, quad_pairs(pairs + 2 * t), t, n);
+    if (kEdge && (t < 0 || t >= n)) return;
     store_pair(detected + 2 * t, sections.y[0]);
     store_pair(notched + 2 * t, swap_pairs(sections.y[0]));
   }
 };
+
+struct DeEsserLanes {
+  const DeEsserChannel* const* channels;
+  Image<4> image{};
+  float detected[2 * kFrames], notched[2 * kFrames];
+
+  DeEsserWave wave(const Frames& frames) {
+    for (int c = 0; c < 2; ++c) {
+      image.place(c, 0, *channels[c]->detector, *channels[c]->detector_history);
+      image.place(2 + c, 0, *channels[c]->notch, *channels[c]->notch_history);
+    }
+    return {Sections<Quad, 1>(image, 0), frames.pairs, detected, notched};
+  }
+  void take(const DeEsserWave& wave) {
+    wave.sections.keep(image, 0);
+    for (int c = 1; c >= 0; --c) {
+      image.take(c, *channels[c]->detector_history);
+      image.take(2 + c, *channels[c]->notch_history);
+    }
+  }
+};
+
+// The gains that the block's energy asks for, and the cross-fade of the frames that went through the wave.
+void cross_fade_lanes(const DeEsserLanes& lanes, const Frames& frames, int count, int n,
+                      float (*target)(void*, int, float), void* owner) {
+  float energy = 0.0f;  // not reset between channels
+  for (int c = 0; c < count; ++c) {
+    const DeEsserChannel& channel = *lanes.channels[c];
+    float one[kFrames], gains[kFrames];
+    for (int i = 0; i < n; ++i) one[i] = lanes.detected[2 * i + c];
+    energy = lanes_add_squares(energy, one, static_cast<float>(n), n);
+    const float step = (target(owner, c, energy) - channel.gain) * channel.inv_frame_length;
+    lanes_ramp(channel.gain, step, gains, n);
+    for (int i = 0; i < n; ++i) {
+      const float x = frames.pairs[2 * i + c], y = lanes.notched[2 * i + c];
+      channel.out[i] = x * gains[i] + (1.0f - gains[i]) * y;
+    }
+  }
+}
 
 void lanes_de_esser(const DeEsserChannel* channels, int count, int n, float (*target)(void*, int, float),
                     void* owner) {
   if (n < 1 || n > kFrames || count < 1) return plain_de_esser(channels, count, n, target, owner);
   const Stereo<DeEsserChannel> s(channels[0], count == 2 ? &channels[1] : nullptr);
   Frames frames;
-  float detected[2 * kFrames], notched[2 * kFrames];
   interleave(s.channels[0]->in, s.channels[1]->in, n, frames);
-  Image<4> image{};
-  for (int c = 0; c < 2; ++c) {
-    image.place(c, 0, *s.channels[c]->detector, *s.channels[c]->detector_history);
-    image.place(2 + c, 0, *s.channels[c]->notch, *s.channels[c]->notch_history);
-  }
-  DeEsserWave wave{Sections<Quad, 1>(image, 0), frames.pairs, detected, notched};
+  DeEsserLanes lanes;
+  lanes.channels = s.channels;
+  DeEsserWave wave = lanes.wave(frames);
   run_wave(wave, 0, n);
-  wave.sections.keep(image, 0);
-  for (int c = 1; c >= 0; --c) {
-    image.take(c, *s.channels[c]->detector_history);
-    image.take(2 + c, *s.channels[c]->notch_history);
+  lanes.take(wave);
+  cross_fade_lanes(lanes, frames, count, n, target, owner);
+}
+
+// ---- The three in one loop -------------------------------------------------------------------------
+template <bool kFloor>
+void tone_wave(const BassChannel* const (&bass)[2], const ExciterChannel* const (&exciter)[2],
+               DeEsserLanes& de_esser, Frames& frames, int n) {
+  BassLanes<kFloor> first{bass};
+  ExciterLanes second{exciter};
+  const float scale_of_exciter = 1.0f / exciter[0]->scale;
+  auto wave =
+      joined(joined(first.wave(scale_of_exciter, frames), BassWave<kFloor>::kLag, second.wave(frames)),
+             BassWave<kFloor>::kLag + 1 + ExciterWave::kLag, de_esser.wave(frames));
+  run_wave(wave, wave.behind, n);
+  first.take(wave.first.first);
+  second.take(wave.first.second);
+  de_esser.take(wave.second);
+}
+
+void lanes_tone(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
+                int count, int n, float (*target)(void*, int, float), void* owner) {
+  const int last = count - 1;
+  if (n < 1 || n > kFrames || count < 1 || !bass[0].floor_highpass != !bass[last].floor_highpass) {
+    lanes_bass(bass, count, n);
+    lanes_exciter(exciter, count, n);
+    return lanes_de_esser(de_esser, count, n, target, owner);
   }
-  float energy = 0.0f;  // not reset between channels
-  for (int c = 0; c < count; ++c) {
-    const DeEsserChannel& channel = channels[c];
-    float one[kFrames], gains[kFrames];
-    for (int i = 0; i < n; ++i) one[i] = detected[2 * i + c];
-    energy = lanes_add_squares(energy, one, static_cast<float>(n), n);
-    const float step = (target(owner, c, energy) - channel.gain) * channel.inv_frame_length;
-    lanes_ramp(channel.gain, step, gains, n);
-    for (int i = 0; i < n; ++i) one[i] = notched[2 * i + c];
-    for (int i = 0; i < n; ++i) channel.out[i] = channel.in[i] * gains[i] + (1.0f - gains[i]) * one[i];
-  }
+  const BassChannel* const first[2] = {&bass[0], &bass[last]};
+  const ExciterChannel* const second[2] = {&exciter[0], &exciter[last]};
+  const DeEsserChannel* const third[2] = {&de_esser[0], &de_esser[last]};
+  Frames frames;
+  interleave(first[0]->in, first[1]->in, n, frames, 1.0f / bass[0].scale);
+  DeEsserLanes lanes;
+  lanes.channels = third;
+  if (bass[0].floor_highpass)
+    tone_wave<true>(first, second, lanes, frames, n);
+  else
+    tone_wave<false>(first, second, lanes, frames, n);
+  cross_fade_lanes(lanes, frames, count, n, target, owner);
 }
 
 // ---- Loudness meter --------------------------------------------------------------------------------

@@ -1,0 +1,54 @@
+#include "filters/batch.h"
+
+#include <algorithm>
+
+namespace filters {
+
+void Batch::join(const BassChannel* channels, int count) { bass_.take(channels, count); }
+
+void Batch::join(const ExciterChannel* channels, int count) { exciter_.take(channels, count); }
+
+void Batch::join(const DeEsserChannel* channels, int count, float (*target)(void*, int, float), void* owner) {
+  de_esser_.take(channels, count);
+  target_ = target, owner_ = owner;
+}
+
+void Batch::join(const CascadeChannel* channels, float* const* copies, int count) {
+  cascade_.take(channels, count);
+  std::copy_n(copies, count, copies_);
+}
+
+void Batch::join(const MultibandChannel* channels, int count) { multiband_.take(channels, count); }
+
+void Batch::run() {
+  run_tone();
+  run_cascade_and_multiband();
+}
+
+void Batch::run_tone() {
+  const Kernels& k = kernels();
+  const int count = bass_.count;
+  if (count > 0 && exciter_.count == count && de_esser_.count == count) {
+    k.tone(bass_.channels, exciter_.channels, de_esser_.channels, count, n_, target_, owner_);
+  } else {
+    if (bass_.count > 0) k.bass(bass_.channels, bass_.count, n_);
+    if (exciter_.count > 0) k.exciter(exciter_.channels, exciter_.count, n_);
+    if (de_esser_.count > 0) k.de_esser(de_esser_.channels, de_esser_.count, n_, target_, owner_);
+  }
+  bass_.count = exciter_.count = de_esser_.count = 0;
+}
+
+void Batch::run_cascade_and_multiband() {
+  const Kernels& k = kernels();
+  const int count = cascade_.count;
+  if (count > 0 && multiband_.count == count) {
+    k.cascade_multiband(cascade_.channels, copies_, multiband_.channels, count, n_);
+  } else {
+    if (count > 0) k.cascade(cascade_.channels, count, n_);
+    for (int ch = 0; ch < count; ++ch) std::copy_n(cascade_.channels[ch].x, n_, copies_[ch]);
+    if (multiband_.count > 0) k.multiband(multiband_.channels, multiband_.count, n_);
+  }
+  cascade_.count = multiband_.count = 0;
+}
+
+}  // namespace filters

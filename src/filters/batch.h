@@ -1,0 +1,46 @@
+// Effects that wait for each other so that several of them run in one loop over the block: a loop with a recursion costs
+// its latency, whatever it carries.
+#pragma once
+
+#include "filters/kernels/kernels.h"
+
+namespace filters {
+
+// One block of one or two channels, in place. Effects join in processing order; run() computes what has joined, with
+// the results that one effect after another would give. Whoever reads samples when it joins calls run() first.
+class Batch {
+ public:
+  explicit Batch(int n) : n_(n) {}
+  void join(const BassChannel* channels, int count);
+  void join(const ExciterChannel* channels, int count);
+  void join(const DeEsserChannel* channels, int count,
+            float (*target)(void* owner, int channel, float energy), void* owner);
+  void join(const CascadeChannel* channels, float* const* copies,
+            int count);  // copies[ch], n long, of its output
+  void join(const MultibandChannel* channels, int count);
+  void run();
+
+ private:
+  void run_tone();
+  void run_cascade_and_multiband();
+
+  template <class Channel>
+  struct Part {
+    Channel channels[2];
+    int count = 0;
+    void take(const Channel* from, int how_many) {
+      for (count = 0; count < how_many; ++count) channels[count] = from[count];
+    }
+  };
+  const int n_;
+  Part<BassChannel> bass_;
+  Part<ExciterChannel> exciter_;
+  Part<DeEsserChannel> de_esser_;
+  float (*target_)(void*, int, float) = nullptr;
+  void* owner_ = nullptr;
+  Part<CascadeChannel> cascade_;
+  float* copies_[2] = {};
+  Part<MultibandChannel> multiband_;
+};
+
+}  // namespace filters
