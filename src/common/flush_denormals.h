@@ -30,7 +30,7 @@ class FlushDenormals {
   ~FlushDenormals() { asm volatile("msr fpcr, %0" : : "r"(saved_) : "memory"); }
 
  private:
-  uint64_t saved_;
+  uint64_t saved_ = 0;
 #else
  public:
   FlushDenormals() {}
