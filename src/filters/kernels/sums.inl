@@ -142,7 +142,8 @@ float lanes_peak(float peak, const float* x, int n) {
 }
 
 // Within a binade every addition of one step but the first moves the gain by the same amount: the first has settled
-// whether ties go up or down.
+// whether ties go up or down. A falling gain leaves the binade on its lowest value: what rounds to that from above may
+// round to less from below, where floats are denser.
 float lanes_ramp(float gain, float step, float* gains, int n) {
   Vec counts;
   for (int lane = 0; lane < kLanes; ++lane) counts[lane] = static_cast<float>(lane);
@@ -152,7 +153,10 @@ float lanes_ramp(float gain, float step, float* gains, int n) {
     int length = n < kFrames ? n : kFrames;  // how many gains the straight line gives
     const auto on_line = [&](int i) { return fused(static_cast<float>(i), move, gains[0]); };
     if (!is_ordinary(gains[0]) || binade(gain) != binade(gains[0])) length = 1;
-    while (length > 1 && binade(on_line(length - 1)) != binade(gains[0])) length /= 2;
+    const auto is_inside = [&](float g) {
+      return binade(g) == binade(gains[0]) && (move >= 0.0f || bits_of(g) != binade(g));
+    };
+    while (length > 1 && !is_inside(on_line(length - 1))) length /= 2;
     if (length < 3) {  // about to leave the binade, or where none of this holds
       gain = plain_ramp(gain, step, gains, length = n < 8 ? n : 8);
     } else {
