@@ -10,6 +10,7 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
+#include "common/sample_format.h"
 #include "filters/kernels/kernels.h"
 
 using common::truncate_to_int;
@@ -139,10 +140,7 @@ AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
     chain::load_header(*s, param);
     if (!chain::version_fits(*s, "AudioPost_Init")) return nullptr;
     chain::load_flags(*s, param);
-    if (s->bit_rate != 16 && s->bit_rate != 24 && s->bit_rate != 32) {
-      LOG_LINE_AS("AudioPost_Init", "bit_rate is wrong!\n");
-      return nullptr;
-    }
+    if (!common::sample_format(s->bit_rate, "AudioPost_Init")) return nullptr;
     s->full_scale = clamp_bound(s->bit_rate);
     if (!common::servable(s->channels, swFrmLen)) return nullptr;
     make_buffers(*s);

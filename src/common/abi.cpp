@@ -6,9 +6,11 @@
 
 static_assert(sizeof(AudioPostParam) == 2000);
 
-static_assert(sizeof(BiquadCoeffs) == 20 && offsetof(BiquadCoeffs, b0) == 0 && offsetof(BiquadCoeffs, b1) == 4 &&
-              offsetof(BiquadCoeffs, b2) == 8 && offsetof(BiquadCoeffs, a1) == 12 && offsetof(BiquadCoeffs, a2) == 16);
-static_assert(sizeof(BiquadHistory) == 8 && offsetof(BiquadHistory, s1) == 0 && offsetof(BiquadHistory, s2) == 4);
+static_assert(sizeof(BiquadCoeffs) == 20 && offsetof(BiquadCoeffs, b0) == 0 &&
+              offsetof(BiquadCoeffs, b1) == 4 && offsetof(BiquadCoeffs, b2) == 8 &&
+              offsetof(BiquadCoeffs, a1) == 12 && offsetof(BiquadCoeffs, a2) == 16);
+static_assert(sizeof(BiquadHistory) == 8 && offsetof(BiquadHistory, s1) == 0 &&
+              offsetof(BiquadHistory, s2) == 4);
 static_assert(sizeof(BiquadFilter) == 2 * sizeof(void*) && offsetof(BiquadFilter, coeffs) == 0 &&
               offsetof(BiquadFilter, history) == sizeof(void*));
 

@@ -8,11 +8,10 @@ struct SampleFormat {
   float log_full_scale;  // log10 of it
 };
 
-// Null for any other bit rate.
-inline const SampleFormat* sample_format(int bit_rate) {
-  static const SampleFormat k16{32768.0f, 4.51545f}, k24{8388608.0f, 6.9236898f},
-      k32{2147483648.0f, 9.33193f};
-  return bit_rate == 16 ? &k16 : bit_rate == 24 ? &k24 : bit_rate == 32 ? &k32 : nullptr;
-}
+// The format of a bit rate; null for any other, after a message in the name of `function`.
+const SampleFormat* sample_format(int bit_rate, const char* function);
+
+// The same for an effect with room for two channels: more end the process, in the name of `function`.
+const SampleFormat* stereo_format(int channels, int bit_rate, const char* function);
 
 }  // namespace common

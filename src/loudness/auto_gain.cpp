@@ -156,11 +156,9 @@ AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate
     s->frame_length = frame_length;
     load(*s, section);
     restart(*s);
-    const common::SampleFormat* format = common::sample_format(bit_rate);
-    if (!format) {  // the meter has said so too, in its own name
-      LOG_LINE_AS("AutoGain_Init", "bit_rate is wrong!\n");
-      return nullptr;
-    }
+    // The meter has complained of a wrong bit rate too, in its own name.
+    const common::SampleFormat* format = common::sample_format(bit_rate, "AutoGain_Init");
+    if (!format) return nullptr;
     s->full_scale = format->clip_level;
     return s->meter ? s.release() : nullptr;
   });

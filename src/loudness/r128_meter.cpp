@@ -7,9 +7,9 @@
 #include <memory>
 
 #include "common/flush_denormals.h"
-#include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
+#include "common/sample_format.h"
 #include "filters/kernels/kernels.h"
 
 using loudness::KWeightingCoeffs;
@@ -125,10 +125,7 @@ int32_t input_scale(int bit_rate) { return bit_rate == 16 ? 32768 : bit_rate == 
 }  // namespace
 
 Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms) {
-  if (bit_rate != 16 && bit_rate != 24 && bit_rate != 32) {
-    LOG_LINE("bit_rate is wrong!\n");
-    return nullptr;
-  }
+  if (!common::sample_format(bit_rate, __func__)) return nullptr;
   const int window_samples = samples_in(sample_rate, window_ms);
   if (!common::servable(channels, window_samples)) return nullptr;
   return common::null_without_memory([&] {

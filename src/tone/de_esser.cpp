@@ -143,15 +143,8 @@ void DeEsser_PrintPara(const DeEsserState* s) {
 // ---- Life cycle ------------------------------------------------------------------------------------
 DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels,
                            int frame_length, int channel_link) {
-  if (channels > 2) {
-    LOG_LINE("Too Many Channel!\n\n");
-    common::end_process();
-  }
-  const common::SampleFormat* format = common::sample_format(bit_depth);
-  if (!format) {
-    LOG_LINE("bit_rate is wrong!\n");
-    return nullptr;
-  }
+  const common::SampleFormat* format = common::stereo_format(channels, bit_depth, __func__);
+  if (!format) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<DeEsserState>();
     s->bit_depth = bit_depth, s->sample_rate = sample_rate, s->channels = channels;

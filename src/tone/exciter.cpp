@@ -117,15 +117,8 @@ void Exciter_PrintPara(const ExciterState* s) {
 // ---- Life cycle ------------------------------------------------------------------------------------
 ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels,
                            int channel_link) {
-  if (channels > 2) {
-    LOG_LINE("Too Many Channel!\n\n");
-    common::end_process();
-  }
-  const common::SampleFormat* format = common::sample_format(bit_rate);
-  if (!format) {
-    LOG_LINE("bit_rate is wrong!\n");
-    return nullptr;
-  }
+  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, __func__);
+  if (!format) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<ExciterState>();
     s->bit_rate = bit_rate, s->sample_rate = sample_rate, s->channels = channels,
