@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -49,17 +50,28 @@ class Chain {
   Chain& operator=(const Chain&) = delete;
 
   void play(const std::vector<int16_t>& pcm) {
-    out_.resize(pcm.size());
-    for (size_t at = 0; at + 2 * block_ <= pcm.size(); at += 2 * block_)
-      AudioPost_Process(chain_, &pcm[at], &out_[at], 2, static_cast<int>(block_));
+    for (size_t at = 0; at + 2 * block_ <= pcm.size(); at += 2 * block_) process(pcm, at);
   }
+  // Every block's fastest time over the rounds, added up: few moments are undisturbed for as long as a whole round.
   double ns_per_frame(const std::vector<int16_t>& pcm) {
-    const size_t frames = pcm.size() / 2 / block_ * block_;
-    return fastest([&] { play(pcm); }) / static_cast<double>(frames) * 1e9;
+    std::vector<double> best(pcm.size() / 2 / block_, 1e9);
+    const double begin = seconds();
+    for (int round = 0; round < 5 || seconds() - begin < 0.33; ++round)
+      for (size_t i = 0; i < best.size(); ++i) {
+        const double start = seconds();
+        process(pcm, 2 * block_ * i);
+        best[i] = std::min(best[i], seconds() - start);
+      }
+    return std::accumulate(best.begin(), best.end(), 0.0) / static_cast<double>(best.size() * block_) * 1e9;
   }
   AudioPostState* get() { return chain_; }
 
  private:
+  void process(const std::vector<int16_t>& pcm, size_t at) {
+    out_.resize(pcm.size());
+    AudioPost_Process(chain_, &pcm[at], &out_[at], 2, static_cast<int>(block_));
+  }
+
   size_t block_;
   AudioPostState* chain_;
   std::vector<int16_t> out_;

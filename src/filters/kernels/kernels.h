@@ -16,8 +16,8 @@ struct CascadeChannel {
   float* x;
 };
 
-// Where each entry of a 201-entry gain table begins, in terms of what the level's logarithm is taken of: entry k holds
-// for begin[k] <= follower + 1 < begin[k + 1]. The index is a step function of that value, so a gain can be found, and
+// Where each entry of a 201-entry gain table begins, in terms of the follower: entry k holds for begin[k] <= follower <
+// begin[k + 1]. The index is a step function of that value, so a gain can be found, and
 // kept, without a logarithm.
 constexpr int kGainSteps = 201;
 struct GainSteps {

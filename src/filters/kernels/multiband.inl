@@ -28,6 +28,7 @@ struct BandImage {
   int steps[kBandLanes];  // index of the lane's GainSteps, in floats from the first one's
 };
 
+template <bool kFour>  // bands; otherwise the lanes of two or four are idle
 struct MultibandWave {
   Sections<Vec, 24 / kLanes> sections;
   Vec gain[kBandVecs], attack[kBandVecs], release[kBandVecs], attack_in[kBandVecs], release_in[kBandVecs];
@@ -54,12 +55,14 @@ struct MultibandWave {
       made[v] = load<Mask>(bands.made + at);
       steps[v] = load<Mask>(bands.steps + at);
       envelope[v] = load<Vec>(bands.envelope + at), value[v] = load<Vec>(bands.value + at);
-      look_up(v, envelope[v] + 1.0f);
+      look_up(v, envelope[v]);
     }
   }
 
   // Which entry of its table each lane is in: an estimate that is exact or one low, then the comparison that decides.
-  INLINED void look_up(int v, Vec x) {
+  // Lanes that are not compressed keep a gain of 1 whatever their follower is.
+  INLINED void look_up(int v, Vec follower) {
+    const Vec x = follower + 1.0f;
     const Mask bits = (Mask)x;
     const Vec mantissa = (Vec)((bits & 0x7fffff) | 0x3f800000);
     const Vec exponent = __builtin_convertvector((bits >> 23) - 127, Vec);
@@ -67,8 +70,10 @@ struct MultibandWave {
     const Mask estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Mask);
     Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
     k = steps[v] + (x == x ? k : Mask{});
-    k -= x >= gather(base, k + 1);  // true is -1
-    from[v] = gather(base, k), to[v] = gather(base, k + 1);
+    k -= follower >= gather(base, k + 1);  // true is -1
+    const Vec endless = Vec{} + __builtin_inff();
+    from[v] = compressed[v] ? gather(base, k) : -endless;
+    to[v] = compressed[v] ? gather(base, k + 1) : endless;
     held[v] = compressed[v] ? gather(base + (kGainSteps + 1), k) : Vec{} + 1.0f;
   }
 
@@ -80,15 +85,10 @@ struct MultibandWave {
     const Vec falling = fused(release[v], envelope[v], release_in[v] * size);
     // The signed sample, not its magnitude.
     const Vec followed = x > envelope[v] ? rising : falling;
-    envelope[v] = (kEdge ? on & compressed[v] : compressed[v]) ? followed : envelope[v];
-    const Vec level = followed + 1.0f;
-    if (__builtin_expect(any(compressed[v] & ~((level >= from[v]) & (level < to[v]))), 0)) look_up(v, level);
+    envelope[v] = kEdge ? (on ? followed : envelope[v]) : followed;
+    if (__builtin_expect(!all_within(followed, from[v], to[v]), 0)) look_up(v, followed);
     const Vec y = x * held[v];
-    if constexpr (kEdge) {
-      value[v] = on ? y : value[v];
-    } else {
-      value[v] = y;
-    }
+    value[v] = kEdge ? (on ? y : value[v]) : y;
   }
 
   template <bool kEdge>
@@ -114,7 +114,8 @@ struct MultibandWave {
     if (kEdge && t < kMultibandLag) return;
     // Low, high, middle 1, middle 2: this order of adding is the contract.
     Vec bands[kBandVecs];
-    for (int v = 0; v < kBandVecs; ++v) bands[v] = (Vec)(((Mask)value[v] & made[v]) | (~made[v] & INT32_MIN));
+    for (int v = 0; v < kBandVecs; ++v)
+      bands[v] = kFour ? value[v] : (Vec)(((Mask)value[v] & made[v]) | (~made[v] & INT32_MIN));
     const Quad middle = quad_of(bands, 0), outer = quad_of(bands, 1);
     const Quad sum = ((outer + 0.0f) + swap_pairs(outer)) + middle + swap_pairs(middle);
     store_pair(out + 2 * (t - kMultibandLag), sum);
@@ -165,12 +166,13 @@ void for_each_edge(const MultibandChannel& channel, Visit visit) {
 }
 
 // Both channels into the lanes and back.
+template <bool kFour>
 struct MultibandLanes {
   const MultibandChannel* const* channels;
   Image<24> image{};
   BandImage bands{};
 
-  MultibandWave wave(const float* in, float* out) {
+  MultibandWave<kFour> wave(const float* in, float* out) {
     const GainSteps* const first = channels[0]->band[0].steps;
     for (int c = 0; c < 2; ++c) {
       for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
@@ -189,9 +191,9 @@ struct MultibandLanes {
             static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
       }
     }
-    return MultibandWave(image, bands, first->begin, in, out);
+    return MultibandWave<kFour>(image, bands, first->begin, in, out);
   }
-  void take(const MultibandWave& wave) {
+  void take(const MultibandWave<kFour>& wave) {
     wave.sections.keep(image, 0);
     for (int v = 0; v < kBandVecs; ++v)
       store(bands.envelope + v * kLanes, wave.envelope[v]), store(bands.value + v * kLanes, wave.value[v]);
@@ -199,18 +201,25 @@ struct MultibandLanes {
       for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int) {
         take_edge(image, edge, section, quad, pair, c);
       });
-      for (int b = 0; b < channels[c]->bands; ++b)
-        *channels[c]->band[b].envelope = bands.envelope[band_lane(b, c)],
-        *channels[c]->band[b].value = bands.value[band_lane(b, c)];
+      for (int b = 0; b < channels[c]->bands; ++b) {
+        const MultibandBand& band = channels[c]->band[b];
+        if (band.compressed) *band.envelope = bands.envelope[band_lane(b, c)];
+        *band.value = bands.value[band_lane(b, c)];
+      }
     }
   }
 };
 
+template <bool kFour>
 void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
-  MultibandLanes lanes{channels};
-  MultibandWave wave = lanes.wave(frames.pairs, frames.pairs);
+  MultibandLanes<kFour> lanes{channels};
+  MultibandWave<kFour> wave = lanes.wave(frames.pairs, frames.pairs);
   run_wave(wave, kMultibandLag, n);
   lanes.take(wave);
+}
+
+bool four_bands(const MultibandChannel* const (&channels)[2]) {
+  return channels[0]->bands == 4 && channels[1]->bands == 4;
 }
 
 // One channel, or two side by side.
@@ -220,7 +229,10 @@ void multiband_lanes(const MultibandChannel& a, const MultibandChannel* b, int n
   for (int at = 0; at < n; at += kFrames) {
     const int length = n - at < kFrames ? n - at : kFrames;
     interleave(a.in + at, channels[1]->in + at, length, frames);
-    multiband_wave(channels, frames, length);
+    if (four_bands(channels))
+      multiband_wave<true>(channels, frames, length);
+    else
+      multiband_wave<false>(channels, frames, length);
     deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
   }
 }
@@ -237,12 +249,12 @@ void lanes_multiband(const MultibandChannel* channels, int count, int n) {
 }
 
 // ---- After a cascade -------------------------------------------------------------------------------
-template <int R>
+template <int R, bool kFour>
 void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
                             const MultibandChannel* const (&multiband)[2], const Frames& in, Frames& between,
                             Frames& out, int n) {
   CascadeLanes<R> first{cascade, 0, cascade[0]->sections};
-  MultibandLanes second{multiband};
+  MultibandLanes<kFour> second{multiband};
   const CascadeWave<R> cascade_wave = first.wave(in.pairs, between.pairs);
   auto wave = joined(cascade_wave, cascade_wave.lag, second.wave(between.pairs, out.pairs));
   run_wave(wave, wave.behind + kMultibandLag, n);
@@ -268,7 +280,10 @@ void lanes_cascade_multiband(const CascadeChannel* cascade, float* const* betwee
   Frames frames, passing;
   interleave(first[0]->x, first[1]->x, n, frames);
   clear_edges(passing, n);
-  cascade_multiband_wave<kRegisters>(first, second, frames, passing, frames, n);
+  if (four_bands(second))
+    cascade_multiband_wave<kRegisters, true>(first, second, frames, passing, frames, n);
+  else
+    cascade_multiband_wave<kRegisters, false>(first, second, frames, passing, frames, n);
   deinterleave(passing, n, between[0], count == 2 ? between[1] : nullptr);
   deinterleave(frames, n, second[0]->out, count == 2 ? second[1]->out : nullptr);
 }

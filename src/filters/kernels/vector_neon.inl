@@ -23,6 +23,10 @@ Vec from_quads(const Quad* q) { return q[0]; }
 Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 
+// Whether from <= x < to in every lane; NaN is nowhere.
+bool all_within(Vec x, Vec from, Vec to) {
+  return vminvq_u32(vandq_u32(vcltq_f32(x, to), vcgeq_f32(x, from))) != 0;
+}
 bool any(Mask m) { return vmaxvq_u32((uint32x4_t)m) != 0; }
 Vec gather(const float* base, Mask index) {
   return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};

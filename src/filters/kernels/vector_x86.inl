@@ -35,5 +35,14 @@ Vec from_quads(const Quad* q) { return _mm256_set_m128(q[1], q[0]); }
 Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
 void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
 
+// Whether from <= x < to in every lane; NaN is nowhere.
+bool all_within(Vec x, Vec from, Vec to) {
+#if defined(__AVX512VL__)
+  return _mm256_mask_cmp_ps_mask(_mm256_cmp_ps_mask(x, to, _CMP_LT_OQ), x, from, _CMP_GE_OQ) == 0xff;
+#else
+  return _mm256_movemask_ps(
+             _mm256_and_ps(_mm256_cmp_ps(x, to, _CMP_LT_OQ), _mm256_cmp_ps(x, from, _CMP_GE_OQ))) == 0xff;
+#endif
+}
 bool any(Mask m) { return _mm256_movemask_ps((__m256)m) != 0; }
 Vec gather(const float* base, Mask index) { return _mm256_i32gather_ps(base, (__m256i)index, 4); }
