@@ -30,7 +30,8 @@ int main(int argc, char** argv) {
         const auto first = support::full_record(channels, bit_rate, off % 2 ? 48000 : 8000);
         auto second = first;
         if (off > 9) second[off] = 0;
-        write(folder / "chain" / (std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off)),
+        write(folder / "chain" /
+                  (std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off)),
               std::string("\0\x40", 2) + bytes(first.data(), 2000) + bytes(second.data(), 2000) + audio);
       }
   // A program of calls can be any bytes.

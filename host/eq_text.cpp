@@ -51,6 +51,7 @@ std::string plain(std::string_view line) {
   std::string out;
   for (size_t i = 0; i < line.size(); ++i) {
     const auto byte = static_cast<unsigned char>(line[i]);
+    // cppcheck-suppress incorrectStringCompare  ; it counts characters, not bytes
     const size_t blank = line.substr(i, 2) == "\u00a0" ? 2 : line.substr(i, 3) == "\u202f" ? 3 : 0;
     if (blank) {
       const bool groups = !out.empty() && std::isdigit(static_cast<unsigned char>(out.back())) &&
@@ -74,7 +75,7 @@ std::optional<double> number(std::string text) {
       digits += '.';
     else if (text[i] != '.' && text[i] != ',')
       digits += text[i];
-  const char* first = digits.c_str() + (digits[0] == '+' ? 1 : 0);
+  const char* first = digits.c_str() + (*digits.c_str() == '+' ? 1 : 0);
   double value = 0;
   const auto parsed = std::from_chars(first, digits.c_str() + digits.size(), value);
   if (parsed.ec != std::errc() || parsed.ptr != digits.c_str() + digits.size() || !std::isfinite(value))

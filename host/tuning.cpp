@@ -86,8 +86,9 @@ void write_one_line(const Record& record, const Table& table, std::string& out) 
 
 void write_table(const Record& record, const Table& table, std::string& out) {
   for (const Field& field : table.fields) {
-    std::string line =
-        std::string(field.name) + " = " + value_text(field.kind, record[static_cast<size_t>(field.index)]);
+    std::string line = field.name;
+    line += " = ";
+    line += value_text(field.kind, record[static_cast<size_t>(field.index)]);
     const std::string unit = field.unit, hint = field.hint;
     const std::string comment = unit + (unit.empty() || hint.empty() ? "" : "; ") + hint;
     if (!comment.empty()) line.append(line.size() < 26 ? 26 - line.size() : 1, ' ') += "# " + comment;

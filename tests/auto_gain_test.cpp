@@ -55,9 +55,14 @@ TEST_CASE(
     "a steady programme is brought to the target, by at most +20 dB, and its peaks not over full scale") {
   struct {
     double level_dBFS, target, expected_gain_dB;  // a stereo 1 kHz sine reads its peak level
-  } const rows[] = {{-30, -20, 10},       {-12, -20, -8}, {-20, -20, 0}, {-60, -20, 20},
-                    {-41, -21.1, 19.9},   {-60, -30, 20}, {-15, 5, 15},  // 20 dB short of its target, and 15
-                                                                         // dB below full scale
+  } const rows[] = {{-30, -20, 10},
+                    {-12, -20, -8},
+                    {-20, -20, 0},
+                    {-60, -20, 20},
+                    {-41, -21.1, 19.9},
+                    {-60, -30, 20},
+                    {-15, 5, 15},  // 20 dB short of its target, and 15
+                                   // dB below full scale
                     {-6.0206, 10, 6.0206}};
   for (const auto& r : rows) {
     CAPTURE(r.level_dBFS);

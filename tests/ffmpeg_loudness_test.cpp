@@ -45,7 +45,7 @@ std::vector<int16_t> render(const Programme& p) {
   std::vector<int16_t> pcm(noise.size());
   for (size_t i = 0; i < pcm.size(); ++i) {
     const int ch = static_cast<int>(i) % p.channels;
-    const double t = static_cast<double>(static_cast<int>(i) / p.channels) / p.sample_rate;
+    const double t = std::floor(static_cast<double>(i) / p.channels) / p.sample_rate;
     pcm[i] = static_cast<int16_t>(std::lround(32767 * p.sample(t, ch, static_cast<double>(noise[i]))));
   }
   return pcm;

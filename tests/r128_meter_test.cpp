@@ -75,9 +75,10 @@ TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
       for (const Segment& s : cases[c]) {
         const double a = 32768 * std::pow(10, s.level_dBFS / 20);
         std::vector<double> amplitudes(2, a);
-        if (c == 5)
-          for (double& level : amplitudes = {-28, -28, -24, -30, -30})
-            level = 32768 * std::pow(10, level / 20);
+        if (c == 5) {
+          amplitudes = {-28, -28, -24, -30, -30};
+          for (double& level : amplitudes) level = 32768 * std::pow(10.0, level / 20);
+        }
         feed(m.get(), amplitudes, 1000, static_cast<int>(s.seconds * 48000), block, time);
       }
       CHECK(std::fabs(reading(m) - expected[c]) < 0.1);

@@ -86,7 +86,8 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
   CHECK(std::distance(std::filesystem::directory_iterator("."), {}) == 5);  // what failed left nothing behind
 }
 
-TEST_CASE("the completions of both shells know every option of every command, and the manual describes them") {
+TEST_CASE(
+    "the completions of both shells know every option of every command, and the manual describes them") {
   const auto read = [](const std::string& name) {
     std::ifstream file(SOURCES + std::string("/") + name);
     return std::string(std::istreambuf_iterator<char>(file), {});

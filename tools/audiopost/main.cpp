@@ -22,6 +22,7 @@ int fail(std::string text) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): short of memory before there is anything to do, it may as well end
 int main(int argc, char** argv) {
   CLI::App app("Author a tuning record of the effect chain, check it, hear it, see it.", "audiopost");
   app.require_subcommand(1);

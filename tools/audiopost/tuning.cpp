@@ -151,7 +151,8 @@ void add_tuning(CLI::App& app, Context& context) {
     c->add_option("--channel", o->channel, about)->check(CLI::Range(0, 1))->type_name("N");
   };
   const char* const kText = "Where to write; 2000 bytes if it ends in .bin, else text";
-  const char* const kTuning = "Tuning: a file (TOML text or 2000 bytes), - for standard input, or a preset's name";
+  const char* const kTuning =
+      "Tuning: a file (TOML text or 2000 bytes), - for standard input, or a preset's name";
 
   CLI::App* c = command("new", "Print a preset as text, to start from");
   c->add_option("--preset", o->preset, "music, speech, night, tv or flat")
