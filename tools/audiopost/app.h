@@ -23,4 +23,10 @@ class Failure : public std::runtime_error {
 void add_tuning(CLI::App& app,
                 Context& context);  // tuning new, show, build, check, diff, import-eq, export-eq
 
+void add_process(CLI::App& app, Context& context);
+void add_measure(CLI::App& app, Context& context);
+void add_plot(CLI::App& app, Context& context);
+void add_report(CLI::App& app, Context& context);
+void add_meter(CLI::App& app, Context& context);
+
 }  // namespace audiopost

@@ -34,6 +34,8 @@ int main(int argc, char** argv) {
   context.color = isatty(STDOUT_FILENO) && !(no_color && *no_color);
   context.progress = isatty(STDERR_FILENO);
   audiopost::add_tuning(app, context);
+  audiopost::add_process(app, context);
+  audiopost::add_plot(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,0 +1,307 @@
+#include "analysis/measure.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "analysis/stages.h"
+
+namespace analysis {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr int kBlock = 1024;
+constexpr int kSweepLength = 1 << 17;  // 2.7 s at 48 kHz, bins 0.37 Hz apart
+
+int rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
+
+// Radix-2 FFT in place; the length is a power of two.
+void fft(std::vector<Complex>& x) {
+  const size_t n = x.size();
+  for (size_t i = 1, j = 0; i < n; ++i) {  // bit reversal
+    size_t bit = n >> 1;
+    for (; j & bit; bit >>= 1) j ^= bit;
+    j ^= bit;
+    if (i < j) std::swap(x[i], x[j]);
+  }
+  for (size_t span = 1; span < n; span *= 2)
+    for (size_t k = 0; k < span; ++k) {
+      const Complex twiddle = std::polar(1.0, -kPi * static_cast<double>(k) / static_cast<double>(span));
+      for (size_t i = k; i < n; i += 2 * span) {
+        const Complex t = twiddle * x[i + span];
+        x[i + span] = x[i] - t;
+        x[i] += t;
+      }
+    }
+}
+
+// One period of an exponential sweep from 10 Hz to half the sample rate, amplitude 1.
+std::vector<double> sweep_signal(int sample_rate) {
+  std::vector<double> x(kSweepLength);
+  const double w1 = 2 * kPi * 10.0 / sample_rate, span = std::log(kPi / w1) / kSweepLength;
+  for (int i = 0; i < kSweepLength; ++i)
+    x[static_cast<size_t>(i)] = std::sin(w1 / span * std::expm1(span * i));
+  return x;
+}
+
+// Phasor of the component at this frequency over x[from, from + n).
+template <class T>
+Complex component(const std::vector<T>& x, size_t from, size_t n, double hz, double sample_rate) {
+  Complex sum = 0;
+  for (size_t i = 0; i < n; ++i)
+    sum += static_cast<double>(x[from + i]) *
+           std::polar(2.0 / static_cast<double>(n), -2 * kPi * hz * static_cast<double>(i) / sample_rate);
+  return sum;
+}
+
+// A mono effect on one channel's settings.
+template <auto Process, auto Destroy, class State>
+Processor mono(State* state) {
+  const std::shared_ptr<State> effect(state, Destroy);
+  return [effect](float** channels, int frames) { Process(effect.get(), channels, channels, frames); };
+}
+
+// Runs whole blocks of a periodic test signal and keeps what came out last.
+std::vector<float> steady(const Processor& process, const std::function<double(int)>& signal, double seconds,
+                          int sample_rate, size_t keep) {
+  const int blocks =
+      std::max(2, static_cast<int>(std::ceil((seconds * sample_rate + double(keep)) / kBlock)));
+  std::vector<float> block(kBlock), out;
+  for (int b = 0; b < blocks; ++b) {
+    for (int i = 0; i < kBlock; ++i)
+      block[static_cast<size_t>(i)] = static_cast<float>(signal(b * kBlock + i));
+    float* channel = block.data();
+    process(&channel, kBlock);
+    out.insert(out.end(), block.begin(), block.end());
+    if (out.size() > 2 * keep + kBlock) out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
+  }
+  out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
+  return out;
+}
+
+constexpr double kLowest_dB = -80, kStep_dB = 2.5;
+
+// Settled gain of a broadband stage at each level. Its gain may take many blocks to arrive: a block is kept when it has
+// moved by less than a hundredth of a dB since 20 blocks ago.
+Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
+  Curve curve;
+  for (double level = kLowest_dB; level <= 0; level += kStep_dB) {
+    const Processor process = fresh();
+    const auto amplitude = static_cast<float>(full * from_dB(level));
+    std::vector<float> block(kBlock);
+    double gain = 1e9, earlier = 0;
+    for (int b = 0; b < 3000 && !(b % 20 == 0 && std::abs(gain - earlier) < 0.01); ++b) {
+      if (b % 20 == 0) earlier = gain;
+      for (int i = 0; i < kBlock; ++i) block[static_cast<size_t>(i)] = i & 16 ? -amplitude : amplitude;
+      float* channel = block.data();
+      process(&channel, kBlock);
+      gain = to_dB(std::abs(block.back()) / amplitude);
+    }
+    curve.push_back({level, level + gain});
+  }
+  return curve;
+}
+
+// One channel's part of a section with so many floats per channel.
+const float* part(const host::Record& record, int section, int stride, int channel) {
+  return record.data() + section + (host::field_as_int(record, host::kChannelLink) ? 0 : stride * channel);
+}
+
+}  // namespace
+
+// ---- Response ------------------------------------------------------------------------------------------------
+Complex Response::at(double hz) const {
+  const auto bin = static_cast<size_t>(std::lround(hz / sample_rate_ * static_cast<double>(bins_.size())));
+  return bins_[std::min(bin, bins_.size() / 2)];
+}
+
+std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB,
+                            double full) {
+  const std::vector<double> period = sweep_signal(sample_rate);
+  const double amplitude = full * from_dB(level_dB);
+  const auto count = static_cast<size_t>(channels);
+  std::vector<std::vector<Complex>> spectra(count);
+  std::vector<std::vector<float>> blocks(count, std::vector<float>(kBlock));
+  std::vector<float*> pointers;
+  for (auto& block : blocks) pointers.push_back(block.data());
+  for (int at = 0; at < 3 * kSweepLength; at += kBlock) {
+    for (auto& block : blocks)
+      for (int i = 0; i < kBlock; ++i)
+        block[static_cast<size_t>(i)] =
+            static_cast<float>(amplitude * period[static_cast<size_t>((at + i) % kSweepLength)]);
+    process(pointers.data(), kBlock);
+    if (at >= 2 * kSweepLength)
+      for (size_t ch = 0; ch < count; ++ch)
+        spectra[ch].insert(spectra[ch].end(), blocks[ch].begin(), blocks[ch].end());
+  }
+  std::vector<Complex> reference(period.begin(), period.end());
+  fft(reference);
+  std::vector<Response> responses;
+  for (auto& spectrum : spectra) {
+    fft(spectrum);
+    for (size_t i = 0; i < spectrum.size(); ++i) spectrum[i] /= amplitude * reference[i];
+    responses.emplace_back(sample_rate, std::move(spectrum));
+  }
+  return responses;
+}
+
+std::vector<Response> chain_response(const host::Record& record, double level_dB) {
+  const Chain chain = make_chain(record, kBlock);
+  const int channels = host::field_as_int(record, host::kChannels);
+  std::vector<int16_t> pcm(static_cast<size_t>(kBlock * channels));
+  const auto through = [&](float** buffers, int frames) {
+    for (int i = 0; i < frames * channels; ++i)
+      pcm[static_cast<size_t>(i)] = static_cast<int16_t>(std::lround(buffers[i % channels][i / channels]));
+    AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, frames);
+    for (int i = 0; i < frames * channels; ++i)
+      buffers[i % channels][i / channels] = pcm[static_cast<size_t>(i)];
+  };
+  return sweep(through, channels, rate_of(record), std::min(level_dB, -0.001));
+}
+
+std::vector<Response> eq_response(const host::Record& record) {
+  const int rate = rate_of(record), channels = distinct_channels(record);
+  const std::shared_ptr<EQ10State> eq(EQ10_Init(part(record, 100, 0, 0), 16, rate, channels, kBlock, 0),
+                                      EQ10_Destroy);
+  return sweep([&](float** x, int n) { EQ10_Process(eq.get(), x, x, n); }, channels, rate, -20.0);
+}
+
+std::vector<Response> crossover_responses(const host::Record& record, int channel) {
+  const std::vector<CompressorBand> bands = compressor_bands(record, channel);
+  std::vector<Response> responses;
+  for (size_t b = 0; b < bands.size(); ++b) {
+    CrossoverParam param{static_cast<int32_t>(bands.size()) - 2, 0, 0, 0, 0, 0, 0};
+    const float* section = part(record, 200, 100, channel);
+    param.low_fc = section[11], param.high_fc = section[70];
+    param.mid1_low_fc = section[30], param.mid1_high_fc = section[31];
+    param.mid2_low_fc = section[50], param.mid2_high_fc = section[51];
+    const std::shared_ptr<CrossoverFilter> filter(Filters_Crossover_filterInit(rate_of(record), 1, &param),
+                                                  Filters_Crossover_filterDestroy);
+    const size_t output = b == 0 ? 0 : b + 1 == bands.size() ? 1 : b + 1;  // it gives low, high, mid 1, mid 2
+    const auto one_band = [&](float** x, int n) {
+      std::array<float, 4> out{};
+      for (int i = 0; i < n; ++i) {
+        Filters_Crossover_filterProcess(filter.get(), x[0] + i, out.data());
+        x[0][i] = out[output];
+      }
+    };
+    responses.push_back(sweep(one_band, 1, rate_of(record), -20.0).front());
+  }
+  return responses;
+}
+
+// ---- Distortion ----------------------------------------------------------------------------------------------
+Distortion distortion(const host::Record& record, double hz, double level_dB) {
+  const Chain chain = make_chain(record, kBlock);
+  const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
+  const auto second = static_cast<size_t>(rate);
+  std::vector<int16_t> pcm(static_cast<size_t>(kBlock * channels));
+  std::vector<double> out;
+  for (int at = 0; out.size() < 4 * second; at += kBlock) {
+    for (int i = 0; i < kBlock * channels; ++i)
+      pcm[static_cast<size_t>(i)] = static_cast<int16_t>(
+          std::lround(32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * (at + i / channels) / rate)));
+    AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kBlock);
+    for (int i = 0; i < kBlock; ++i) out.push_back(pcm[static_cast<size_t>(i * channels)] / 32767.0);
+  }
+  const size_t from = 3 * second;
+  const double tone = std::abs(component(out, from, second, hz, rate));
+  double mean = 0, total = 0, harmonics = 0;
+  for (size_t i = from; i < from + second; ++i) mean += out[i] / rate;
+  for (size_t i = from; i < from + second; ++i) total += 2.0 * (out[i] - mean) * (out[i] - mean) / rate;
+  for (int k = 2; k <= 10 && k * hz < rate / 2.0; ++k)
+    harmonics += std::norm(component(out, from, second, k * hz, rate));
+  return {hz, level_dB, to_dB(tone), 10 * std::log10(harmonics / (tone * tone)),
+          10 * std::log10(std::max(total - tone * tone, 0.0) / (tone * tone))};
+}
+
+// ---- Static curves -------------------------------------------------------------------------------------------
+Curve agc_curve(const host::Record& record, int channel) {
+  const QuietLibrary quiet;
+  const auto fresh = [&] {
+    return mono<Agc_Process, Maximizer_Destroy>(
+        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kBlock, 1));
+  };
+  return broadband_curve(fresh, 32767.0);
+}
+
+Curve limiter_curve(const host::Record& record, int channel) {
+  const QuietLibrary quiet;
+  const auto fresh = [&] {
+    return mono<Maximizer_Process, Maximizer_Destroy>(
+        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kBlock, 1));
+  };
+  return broadband_curve(fresh, 32767.0);
+}
+
+double band_centre_hz(const CompressorBand& band, double sample_rate) {
+  double hz = std::sqrt(band.low_hz * band.high_hz);
+  if (band.low_hz <= 0) hz = band.high_hz / 3;
+  if (band.high_hz <= 0) hz = std::min(band.low_hz * 2, std::sqrt(band.low_hz * sample_rate / 2));
+  return std::max(20.0, 10 * std::round(hz / 10));
+}
+
+Curve compressor_curve(const host::Record& record, int channel, size_t band) {
+  const QuietLibrary quiet;
+  const std::vector<CompressorBand> bands = compressor_bands(record, channel);
+  const int rate = rate_of(record);
+  const double hz = band_centre_hz(bands[band], rate);
+  const double passed_dB = to_dB(std::abs(crossover_response(bands[band], rate, hz)));
+
+  // This band's settings with every other one turned all the way down.
+  static constexpr size_t kOffsets[][4] = {{}, {}, {10, 70}, {10, 30, 70}, {10, 30, 50, 70}};
+  std::array<float, 100> section{};
+  std::copy_n(part(record, 200, 100, channel), 100, section.begin());
+  for (size_t b = 0; b < bands.size(); ++b)
+    if (b != band)
+      section[kOffsets[bands.size()][b] + 2] = -400.0f, section[kOffsets[bands.size()][b] + 3] = 0.0f;
+  const float* settings = section.data() + kOffsets[bands.size()][band];
+  const double longest_ms = std::clamp(std::max(settings[9], settings[10]), 1.0f, 1000.0f);
+
+  Curve curve;
+  const auto window = static_cast<size_t>(rate / 10);  // whole periods: hz is a multiple of 10
+  for (double level = kLowest_dB; level <= 0; level += kStep_dB) {
+    const auto process =
+        mono<MultiBandDRC_Process, MultiBandDRC_Destroy>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1));
+    const double amplitude = 32767.0 * from_dB(level - passed_dB);
+    const auto tone = [&](int i) { return amplitude * std::sin(2 * kPi * hz * i / rate); };
+    const std::vector<float> out = steady(process, tone, 0.1 + 8e-3 * longest_ms, rate, window);
+    curve.push_back({level, to_dB(std::abs(component(out, 0, window, hz, rate)) / 32767.0)});
+  }
+  return curve;
+}
+
+std::vector<double> measured_bass_harmonics(const host::Record& record, int channel, double hz,
+                                            double amplitude, int n) {
+  const QuietLibrary quiet;
+  const int rate = rate_of(record);
+  const auto process = mono<BassEnhancer_Process, BassEnhancer_Destroy>(
+      BassEnhancer_Init(part(record, 60, 10, channel), 16, rate, 1, 1));
+  const auto tone = [&](int i) { return 32768.0 * amplitude * std::sin(2 * kPi * hz * i / rate); };
+  const auto second = static_cast<size_t>(rate);
+  const std::vector<float> out = steady(process, tone, 2.0, rate, second);
+  std::vector<double> amplitudes;
+  for (int k = 1; k <= n; ++k)
+    amplitudes.push_back(std::abs(component(out, 0, second, k * hz, rate)) / 32768.0);
+  return amplitudes;
+}
+
+// ---- Latency -------------------------------------------------------------------------------------------------
+int latency(const host::Record& record) {
+  const Chain with = make_chain(record, kBlock), without = make_chain(record, kBlock);
+  const int channels = host::field_as_int(record, host::kChannels), click = 100;
+  std::vector<int16_t> a(static_cast<size_t>(kBlock * channels)), b = a;
+  constexpr int kClickBlock =
+      100;  // by then a limiter has opened and what filters make of silence has died away
+  for (int block = 0; block < kClickBlock + 50; ++block) {
+    std::fill(a.begin(), a.end(), int16_t{0});
+    std::fill(b.begin(), b.end(), int16_t{0});
+    if (block == kClickBlock) std::fill_n(a.begin() + click * channels, channels, int16_t{8192});
+    AudioPost_Process(with.get(), a.data(), a.data(), channels, kBlock);
+    AudioPost_Process(without.get(), b.data(), b.data(), channels, kBlock);
+    for (size_t i = 0; i < a.size(); ++i)
+      if (a[i] != b[i]) return (block - kClickBlock) * kBlock + static_cast<int>(i) / channels - click;
+  }
+  return -1;
+}
+
+}  // namespace analysis

@@ -1,0 +1,67 @@
+// What a chain or one of its effects does to test signals.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "analysis/design.h"
+
+namespace analysis {
+
+// ---- Response ------------------------------------------------------------------------------------------------
+// Processes a block in place: an array of one pointer per channel to so many frames.
+using Processor = std::function<void(float** channels, int frames)>;
+
+class Response {
+ public:
+  Response(double sample_rate, std::vector<Complex> bins)
+      : sample_rate_(sample_rate), bins_(std::move(bins)) {}
+  Complex at(double hz) const;  // of the nearest bin
+
+ private:
+  double sample_rate_;
+  std::vector<Complex> bins_;
+};
+
+// The response of each channel, by the last of three equal sweeps over the whole band at this peak level: by then the
+// processor answers periodically, so the ratio of the spectra is exact for what is linear. `full` is full scale.
+std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB,
+                            double full = 32768.0);
+
+// Blocks are 1024 frames everywhere below.
+std::vector<Response> chain_response(const host::Record& record, double level_dB);
+std::vector<Response> eq_response(const host::Record& record);  // EQ10 alone
+// Each band of one channel's crossover, in ascending frequency, without make-up gain.
+std::vector<Response> crossover_responses(const host::Record& record, int channel);
+
+// ---- Distortion ----------------------------------------------------------------------------------------------
+struct Distortion {
+  double hz, level_dB;     // the tone that went in; its amplitude against full scale
+  double out_dB;           // the tone as it came out
+  double thd_dB, thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out
+};
+// A tone on every channel of a fresh chain, measured on channel 0 in the fourth second.
+Distortion distortion(const host::Record& record, double hz, double level_dB);
+
+// ---- Static curves: settled output against input, each in dB against full scale ---------------------------------
+struct CurvePoint {
+  double in_dB, out_dB;
+};
+using Curve = std::vector<CurvePoint>;
+
+// Stepped square waves: their peak and mean square agree, so both of the AGC's detectors read the same level.
+Curve agc_curve(const host::Record& record, int channel);
+Curve limiter_curve(const host::Record& record, int channel);
+// Stepped sines in the middle of the band, the other bands silenced; in_dB is the level inside the band.
+Curve compressor_curve(const host::Record& record, int channel, size_t band);
+double band_centre_hz(const CompressorBand& band, double sample_rate);
+
+// Amplitudes of harmonics 1 ... n that the bass enhancer makes of a sine of this amplitude, full scale 1.
+std::vector<double> measured_bass_harmonics(const host::Record& record, int channel, double hz,
+                                            double amplitude, int n);
+
+// ---- Latency -------------------------------------------------------------------------------------------------
+// Frames from a click to the first output sample that it changes; -1 when it changes none.
+int latency(const host::Record& record);
+
+}  // namespace analysis

@@ -1,0 +1,253 @@
+#include "charts.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "analysis/measure.h"
+
+namespace audiopost {
+namespace {
+
+using namespace analysis;
+
+constexpr double kLowest_hz = 20, kHighest_hz = 20000;
+const std::vector<double> kDecades = {20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000};
+constexpr int kHues = 8;
+
+double rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
+
+Points over_frequency(const host::Record& record, int points, const std::function<double(double)>& dB) {
+  const double high = std::min(kHighest_hz, 0.49 * rate_of(record));
+  Points result;
+  for (int i = 0; i <= points; ++i) {
+    const double hz = kLowest_hz * std::pow(high / kLowest_hz, static_cast<double>(i) / points);
+    result.emplace_back(hz, dB(hz));
+  }
+  return result;
+}
+constexpr int kLine = 400, kDots = 60;
+
+Axis frequency_axis() { return {"frequency, Hz", kLowest_hz, kHighest_hz, true, kDecades}; }
+
+// Room for all series, in steps of 6 dB around 0, not below `floor`.
+Axis gain_axis(const std::vector<Series>& series, double floor) {
+  double low = -6, high = 6;
+  for (const Series& one : series)
+    for (const auto& point : one.points)
+      if (std::isfinite(point.second)) low = std::min(low, point.second), high = std::max(high, point.second);
+  Axis axis{"gain, dB", std::max(floor, 6 * std::floor(low / 6 - 0.1)), 6 * std::ceil(high / 6 + 0.1)};
+  const double step = axis.high - axis.low > 48 ? 12 : 6;
+  for (double t = std::ceil(axis.low / step) * step; t <= axis.high; t += step) axis.ticks.push_back(t);
+  return axis;
+}
+
+std::string channel_name(const host::Record& record, int channel) {
+  if (distinct_channels(record) == 2) return channel == 0 ? ", left" : ", right";
+  return "";
+}
+
+std::string rounded(double x, const char* unit) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.4g %s", x, unit);
+  return text;
+}
+
+// ---- Equalizer -----------------------------------------------------------------------------------------------
+Chart eq_chart(const host::Record& record, int channel, const Response& measured) {
+  Chart chart{"Equalizer" + channel_name(record, channel),
+              "single bands, their product, and EQ10 measured by sweep",
+              frequency_axis(),
+              {},
+              {}};
+  std::vector<EqBand> on;
+  for (const EqBand& band : eq_bands(record, channel))
+    if (band.on) on.push_back(band);
+  for (const EqBand& band : on)
+    chart.series.push_back({std::to_string(band.number) + ": " + rounded(band.fc_hz, "Hz"),
+                            1 + band.number % kHues, Mark::thin,
+                            over_frequency(record, kLine, [&](double hz) {
+                              return to_dB(std::abs(band_response(band, rate_of(record), hz)));
+                            })});
+  const auto all = [&](double hz) {
+    Complex product = 1;
+    for (const EqBand& band : on) product *= band_response(band, rate_of(record), hz);
+    return to_dB(std::abs(product));
+  };
+  chart.series.push_back({"all", 0, Mark::thick, over_frequency(record, kLine, all)});
+  chart.series.push_back({"measured", 2, Mark::dots, over_frequency(record, kDots, [&](double hz) {
+                            return to_dB(std::abs(measured.at(hz)));
+                          })});
+  chart.y = gain_axis(chart.series, -30);
+  return chart;
+}
+
+// ---- Crossover -----------------------------------------------------------------------------------------------
+Chart crossover_chart(const host::Record& record, int channel) {
+  Chart chart{"Crossover" + channel_name(record, channel),
+              "each band and the sum of all, without make-up gain",
+              frequency_axis(),
+              {},
+              {}};
+  const std::vector<CompressorBand> bands = compressor_bands(record, channel);
+  const std::vector<Response> measured = crossover_responses(record, channel);
+  const auto sum = [&](double hz) {
+    Complex total = 0;
+    for (const CompressorBand& band : bands) total += crossover_response(band, rate_of(record), hz);
+    return to_dB(std::abs(total));
+  };
+  for (size_t b = 0; b < bands.size(); ++b)
+    chart.series.push_back(
+        {bands[b].name, static_cast<int>(b) + 1, Mark::thin, over_frequency(record, kLine, [&](double hz) {
+           return to_dB(std::abs(crossover_response(bands[b], rate_of(record), hz)));
+         })});
+  chart.series.push_back({"sum", 0, Mark::thick, over_frequency(record, kLine, sum)});
+  for (size_t b = 0; b < bands.size(); ++b)
+    chart.series.push_back(
+        {"", static_cast<int>(b) + 1, Mark::dots,
+         over_frequency(record, kDots, [&](double hz) { return to_dB(std::abs(measured[b].at(hz))); })});
+  chart.series.push_back({"measured", 0, Mark::dots, over_frequency(record, kDots, [&](double hz) {
+                            Complex total = 0;
+                            for (const Response& band : measured) total += band.at(hz);
+                            return to_dB(std::abs(total));
+                          })});
+  chart.y = gain_axis(chart.series, -48);
+  return chart;
+}
+
+// ---- Static curves -------------------------------------------------------------------------------------------
+Points designed_curve(const std::function<double(double)>& gain_dB) {
+  Points points;
+  for (double level = -80; level <= 0; level += 0.25) points.emplace_back(level, level + gain_dB(level));
+  return points;
+}
+
+Points dots(const Curve& curve) {
+  Points points;
+  for (const CurvePoint& point : curve) points.emplace_back(point.in_dB, point.out_dB);
+  return points;
+}
+
+Chart curve_chart(const std::string& title, const std::string& note) {
+  Chart chart{title, note, {"input, dBFS", -80, 0}, {"output, dBFS", -80, 6}, {}, true};
+  chart.y.ticks = {-80, -70, -60, -50, -40, -30, -20, -10, 0};
+  return chart;
+}
+
+Chart compressor_chart(const host::Record& record, int channel) {
+  Chart chart = curve_chart(
+      "Compressor bands" + channel_name(record, channel),
+      "level within the band; make-up gain and the share of each band included; measured with sines");
+  const std::vector<CompressorBand> bands = compressor_bands(record, channel);
+  for (size_t b = 0; b < bands.size(); ++b) {
+    const CompressorBand& band = bands[b];
+    const int color = static_cast<int>(b) + 1;
+    const auto gain = [&](double level) {
+      const double raised = level + band.gain_dB;
+      return band.gain_dB + (band.compresses ? band.curve.played_gain_dB(raised, 0.0) + band.share_dB : 0.0);
+    };
+    chart.series.push_back({band.name + std::string(band.compresses ? "" : " (not compressed)"), color,
+                            Mark::thick, designed_curve(gain)});
+    chart.series.push_back(
+        {b == 0 ? "measured" : "", color, Mark::dots, dots(compressor_curve(record, channel, b))});
+  }
+  return chart;
+}
+
+Chart agc_chart(const host::Record& record, int channel) {
+  Chart chart = curve_chart("AGC" + channel_name(record, channel),
+                            "settled, before the limiter; measured with square waves");
+  const PeakStage stage = peak_stage(record, channel);
+  chart.series = {{"designed", 1, Mark::thick,
+                   designed_curve([&](double x) { return stage.agc.played_gain_dB(x, 10.0); })},
+                  {"measured", 2, Mark::dots, dots(agc_curve(record, channel))}};
+  return chart;
+}
+
+Chart limiter_chart(const host::Record& record, int channel) {
+  Chart chart = curve_chart("Limiter" + channel_name(record, channel),
+                            "settled, with its make-up gain; measured with square waves");
+  const PeakStage stage = peak_stage(record, channel);
+  chart.series = {
+      {"designed", 1, Mark::thick, designed_curve([&](double x) { return stage.limiter_gain_dB(x); })},
+      {"measured", 2, Mark::dots, dots(limiter_curve(record, channel))}};
+  return chart;
+}
+
+// ---- Bass enhancer -------------------------------------------------------------------------------------------
+Chart shaper_chart(const host::Record& record, int channel) {
+  Chart chart{"Bass shaper" + channel_name(record, channel),
+              "what drives the harmonics, its constant taken away",
+              {"low band in, 1 is full scale", -1, 1},
+              {"out", -1, 1},
+              {},
+              true};
+  const auto shaper = bass_shaper(bass_stage(record, channel));
+  Points points;
+  double low = -1, high = 1;
+  for (double x = -1; x <= 1.0001; x += 0.01) {
+    points.emplace_back(x, shaper(x) - shaper(0));
+    low = std::min(low, points.back().second), high = std::max(high, points.back().second);
+  }
+  chart.y.low = std::floor(low * 2) / 2, chart.y.high = std::ceil(high * 2) / 2;
+  chart.series = {{"designed", 1, Mark::thick, points}};
+  return chart;
+}
+
+Chart harmonics_chart(const host::Record& record, int channel) {
+  constexpr int kHarmonics = 6;
+  const BassStage stage = bass_stage(record, channel);
+  const double hz = std::max(10.0, std::round(0.75 * stage.split_hz)), level_dB = -12;
+  Chart chart{"Bass enhancer, harmonics" + channel_name(record, channel),
+              "of a sine of " + rounded(hz, "Hz") + " at -12 dBFS; split at " + rounded(stage.split_hz, "Hz"),
+              {"harmonic", 0.5, kHarmonics + 0.5, false, {1, 2, 3, 4, 5, 6}},
+              {"level, dBFS", -90, 0},
+              {}};
+  const auto designed = bass_harmonics(stage, rate_of(record), hz, from_dB(level_dB), kHarmonics);
+  const auto measured = measured_bass_harmonics(record, channel, hz, from_dB(level_dB), kHarmonics);
+  Series bars{"designed", 1, Mark::bars, {}}, points{"measured", 2, Mark::dots, {}};
+  for (size_t k = 0; k < kHarmonics; ++k) {
+    bars.points.emplace_back(k + 1.0, to_dB(designed[k]));
+    points.points.emplace_back(k + 1.0, to_dB(measured[k]));
+  }
+  chart.series = {bars, points};
+  return chart;
+}
+
+}  // namespace
+
+std::vector<Chart> tuning_charts(const host::Record& record) {
+  std::vector<Chart> charts;
+  const int channels = distinct_channels(record);
+  const auto for_each_channel = [&](const auto& chart) {
+    for (int ch = 0; ch < channels; ++ch) charts.push_back(chart(record, ch));
+  };
+  if (runs(record, kEq10)) {
+    const std::vector<Response> measured = eq_response(record);
+    for (int ch = 0; ch < channels; ++ch)
+      charts.push_back(eq_chart(record, ch, measured[static_cast<size_t>(ch)]));
+  }
+  if (runs(record, kMultiBandDrc)) {
+    for_each_channel(crossover_chart);
+    for_each_channel(compressor_chart);
+  }
+  if (runs(record, kAgc)) for_each_channel(agc_chart);
+  if (runs(record, kMaximizer)) for_each_channel(limiter_chart);
+  if (runs(record, kBassEnhancer)) {
+    for_each_channel(shaper_chart);
+    for_each_channel(harmonics_chart);
+  }
+  return charts;
+}
+
+std::string effects_off(const host::Record& record) {
+  std::string text;
+  for (const auto& [flag, name] :
+       {std::pair(kAutoGain, "auto gain"), std::pair(kBassEnhancer, "bass enhancer"),
+        std::pair(kExciter, "exciter"), std::pair(kDeEsser, "de-esser"), std::pair(kEq10, "equalizer"),
+        std::pair(kMultiBandDrc, "compressor"), std::pair(kAgc, "AGC"), std::pair(kMaximizer, "limiter")})
+    if (!runs(record, flag)) text += (text.empty() ? "" : ", ") + std::string(name);
+  return text;
+}
+
+}  // namespace audiopost

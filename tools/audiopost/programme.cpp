@@ -1,0 +1,241 @@
+#include "programme.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+
+#include "host/check.h"
+#include "json.h"
+
+namespace audiopost {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// While it lives, an interrupt is only noted, so that what is half done can be taken away before the program ends.
+volatile std::sig_atomic_t interrupted = 0;
+class InterruptNoted {
+ public:
+  InterruptNoted() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { interrupted = 1; };  // without SA_RESTART: a waiting read returns
+    for (int i = 0; i < 3; ++i) sigaction(kSignals[i], &action, &before_[i]);
+  }
+  ~InterruptNoted() {
+    for (int i = 0; i < 3; ++i) sigaction(kSignals[i], &before_[i], nullptr);
+  }
+  InterruptNoted(const InterruptNoted&) = delete;
+  InterruptNoted& operator=(const InterruptNoted&) = delete;
+
+ private:
+  static constexpr int kSignals[3] = {SIGINT, SIGTERM, SIGHUP};
+  struct sigaction before_[3];
+};
+
+// A bar that is redrawn in place, ten times a second at most, and gone when the work is done.
+class ProgressBar {
+ public:
+  ProgressBar(bool shown, bool color, int64_t frames, int sample_rate)
+      : shown_(shown), color_(color), frames_(frames), sample_rate_(sample_rate) {}
+  ~ProgressBar() {
+    if (drawn_) std::fputs("\r\033[K", stderr);
+  }
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+
+  void show(int64_t done) {
+    if (!shown_ || seconds_since(last_) < 0.1) return;
+    last_ = Clock::now();
+    const double seconds = static_cast<double>(done) / sample_rate_, speed = seconds / seconds_since(start_);
+    if (frames_ > 0) {
+      constexpr int kWidth = 40;
+      const auto filled = static_cast<int>(kWidth * done / frames_);
+      std::fprintf(stderr, "\r\033[K%s%s%s%s %3d %%  %.0f x real time", color_ ? "\033[36m" : "",
+                   std::string(static_cast<size_t>(filled), '#').c_str(), color_ ? "\033[0m" : "",
+                   std::string(static_cast<size_t>(kWidth - filled), '.').c_str(),
+                   static_cast<int>(100 * done / frames_), speed);
+    } else {
+      std::fprintf(stderr, "\r\033[K%.1f s  %.0f x real time", seconds, speed);
+    }
+    drawn_ = true;
+  }
+
+ private:
+  const bool shown_, color_;
+  const int64_t frames_;
+  const int sample_rate_;
+  const Clock::time_point start_ = Clock::now();
+  Clock::time_point last_ = start_;
+  bool drawn_ = false;
+};
+
+[[gnu::format(printf, 2, 3)]] void append(std::string& text, const char* format, ...) {
+  char line[512];
+  va_list values;
+  va_start(values, format);
+  std::vsnprintf(line, sizeof line, format, values);
+  va_end(values);
+  text += line;
+}
+
+std::string one_decimal(double x) { return std::isfinite(x) ? json::number(x, 1) : "-"; }
+
+std::string programme_json(const analysis::Programme& p) {
+  return json::object({{"integrated_lufs", json::number(p.integrated_lufs)},
+                       {"loudness_range_lu", json::number(p.range_lu)},
+                       {"true_peak_dbtp", json::number(p.true_peak_dB)},
+                       {"sample_peak_dbfs", json::number(p.sample_peak_dB)},
+                       {"crest_db", json::number(p.crest_dB())},
+                       {"full_scale_samples", std::to_string(p.full_scale_samples)}});
+}
+
+}  // namespace
+
+// ---- What to run -----------------------------------------------------------------------------------------------
+Tuning load_tuning(const std::string& name) {
+  const std::vector<std::string>& presets = host::preset_names();
+  const bool preset = std::find(presets.begin(), presets.end(), name) != presets.end();
+  if (preset && access(name.c_str(), F_OK) != 0) return {name, host::preset(name)};
+  return {name, host::load_tuning(name)};
+}
+
+std::vector<std::string> require_usable(const Tuning& tuning, int block) {
+  std::vector<std::string> warnings;
+  for (const host::Finding& finding : host::check(tuning.record, block)) {
+    const std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
+    if (finding.severity == host::Severity::fatal) throw Failure(text);
+    if (finding.severity == host::Severity::warning) warnings.push_back("warning: " + text);
+  }
+  return warnings;
+}
+
+std::vector<std::string> fit_to_stream(Tuning& tuning, int sample_rate, int channels, int block) {
+  host::Record& record = tuning.record;
+  const int rate = host::field_as_int(record, host::kSampleRate),
+            count = host::field_as_int(record, host::kChannels);
+  record[host::kSampleRate] = static_cast<float>(sample_rate);
+  record[host::kChannels] = static_cast<float>(channels);
+  std::vector<std::string> notes;
+  if (rate != sample_rate || count != channels)
+    notes.push_back("note: " + tuning.name + " is for " + std::to_string(rate) + " Hz and " +
+                    std::to_string(count) + (count == 1 ? " channel" : " channels") +
+                    "; it runs at the stream's " + std::to_string(sample_rate) + " Hz and " +
+                    std::to_string(channels));
+  for (std::string& warning : require_usable(tuning, block)) notes.push_back(std::move(warning));
+  return notes;
+}
+
+std::optional<RawFormat> StreamOptions::raw_format(const host::Record& record) const {
+  if (!raw) return std::nullopt;
+  return RawFormat{raw_rate ? raw_rate : std::max(1, host::field_as_int(record, host::kSampleRate)),
+                   raw_channels ? raw_channels : std::max(1, host::field_as_int(record, host::kChannels))};
+}
+
+void add_stream_options(CLI::App& command, StreamOptions& options) {
+  command.add_flag("--raw", options.raw, "Headerless PCM: 16 bit, little-endian, interleaved");
+  command
+      .add_option("--rate", options.raw_rate, "Sample rate of headerless PCM in Hz (default: the tuning's)")
+      ->check(CLI::Range(1000, 768000))
+      ->type_name("HZ");
+  command
+      .add_option("--channels", options.raw_channels, "Channels of headerless PCM (default: the tuning's)")
+      ->check(CLI::Range(1, 2))
+      ->type_name("N");
+  command.add_option("--block", options.block, "Frames the chain takes at a time; enters its time constants")
+      ->check(CLI::Range(1, 65536))
+      ->type_name("FRAMES")
+      ->capture_default_str();
+}
+
+// ---- Running it ------------------------------------------------------------------------------------------------
+Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, const RunOptions& options) {
+  const int channels = input.channels(), block = options.block;
+  const analysis::Chain chain = analysis::make_chain(tuning.record, block);
+  analysis::GainTrace trace(tuning.record, block);
+  analysis::LoudnessMeter before(input.sample_rate(), channels), after(input.sample_rate(), channels);
+  Run run;
+  run.source = input.name(), run.tuning = tuning.name;
+  run.sample_rate = input.sample_rate(), run.channels = channels, run.block = block;
+
+  ProgressBar bar(options.progress, options.color, input.frames(), input.sample_rate());
+  const InterruptNoted noted;
+  std::vector<int16_t> pcm(static_cast<size_t>(block * channels));
+  for (int frames = block; frames == block;) {
+    frames = input.read(pcm.data(), block);
+    if (interrupted) throw Failure("interrupted");
+    if (frames == 0 || (frames < block && options.whole_blocks_only)) break;
+    std::fill(pcm.begin() + frames * channels, pcm.end(), int16_t{0});
+    before.add(pcm.data(), frames);
+    trace.add(pcm.data());
+    const Clock::time_point start = Clock::now();
+    AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, block);
+    run.chain_seconds += seconds_since(start);
+    after.add(pcm.data(), frames);
+    if (output) output->write(pcm.data(), frames);
+    bar.show(before.frames());
+  }
+  run.before = before.programme(), run.after = after.programme();
+  run.before_lufs = before.short_term_series(), run.after_lufs = after.short_term_series();
+  run.gains = trace.gains(), run.clipped = trace.clipped();
+  return run;
+}
+
+// ---- Report ----------------------------------------------------------------------------------------------------
+std::string report_text(const Run& run, bool color) {
+  const char *bold = color ? "\033[1m" : "", *plain = color ? "\033[0m" : "";
+  std::string text;
+  append(text, "%s%s%s, %s tuning\n", bold, run.source.c_str(), plain, run.tuning.c_str());
+  append(text, "%d Hz %s, %.2f s, the chain took %.3f s: %.0f x real time\n\n", run.sample_rate,
+         run.channels == 1 ? "mono" : "stereo", run.seconds(), run.chain_seconds,
+         run.seconds() / run.chain_seconds);
+  append(text, "%s%-22s%9s%9s%s\n", bold, "", "before", "after", plain);
+  const auto row = [&](const char* name, double a, double b, const char* unit) {
+    append(text, "%-22s%9s%9s  %s\n", name, one_decimal(a).c_str(), one_decimal(b).c_str(), unit);
+  };
+  row("integrated loudness", run.before.integrated_lufs, run.after.integrated_lufs, "LUFS");
+  row("loudness range", run.before.range_lu, run.after.range_lu, "LU");
+  row("true peak", run.before.true_peak_dB, run.after.true_peak_dB, "dBTP");
+  row("sample peak", run.before.sample_peak_dB, run.after.sample_peak_dB, "dBFS");
+  row("crest factor", run.before.crest_dB(), run.after.crest_dB(), "dB");
+  append(text, "%-22s%9lld%9lld\n", "samples at full scale",
+         static_cast<long long>(run.before.full_scale_samples),
+         static_cast<long long>(run.after.full_scale_samples));
+  append(text, "%-22s%18lld\n", "clipped by the chain", static_cast<long long>(run.clipped));
+  if (!run.gains.empty())
+    append(text, "\n%s%-22s%9s%9s%9s%s\n", bold, "gain applied", "least", "mean", "most", plain);
+  for (const analysis::StageGain& gain : run.gains)
+    append(text, "%-22s%+9.1f%+9.1f%+9.1f  dB\n", gain.name, gain.lowest(), gain.mean(), gain.highest());
+  return text;
+}
+
+std::string report_json(const Run& run) {
+  json::Fields gains;
+  for (const analysis::StageGain& gain : run.gains)
+    gains.emplace_back(gain.name, json::object({{"least_db", json::number(gain.lowest())},
+                                                {"mean_db", json::number(gain.mean())},
+                                                {"most_db", json::number(gain.highest())}}));
+  return json::object({{"source", json::string(run.source)},
+                       {"tuning", json::string(run.tuning)},
+                       {"sample_rate_hz", std::to_string(run.sample_rate)},
+                       {"channels", std::to_string(run.channels)},
+                       {"block_frames", std::to_string(run.block)},
+                       {"frames", std::to_string(run.before.frames)},
+                       {"duration_s", json::number(run.seconds(), 6)},
+                       {"chain_s", json::number(run.chain_seconds, 6)},
+                       {"times_real_time", json::number(run.seconds() / run.chain_seconds, 1)},
+                       {"before", programme_json(run.before)},
+                       {"after", programme_json(run.after)},
+                       {"gain", json::object(gains)},
+                       {"clipped_samples", std::to_string(run.clipped)}});
+}
+
+}  // namespace audiopost

@@ -1,0 +1,66 @@
+// Sound through a chain, and what became of it: what process, measure and report share.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "analysis/loudness.h"
+#include "analysis/stages.h"
+#include "app.h"
+#include "audio_file.h"
+
+namespace audiopost {
+
+// ---- What to run -----------------------------------------------------------------------------------------------
+struct Tuning {
+  std::string name;  // of its file or preset
+  host::Record record;
+};
+
+// A file of either form, or, where there is no such file, the preset of that name. Throws FileError.
+Tuning load_tuning(const std::string& name);
+
+// Throws Failure when the chain would refuse the record or end the process; gives the warnings otherwise.
+std::vector<std::string> require_usable(const Tuning& tuning, int block);
+
+// The same with the record's sample rate and channel count set to the stream's; says so in a note.
+std::vector<std::string> fit_to_stream(Tuning& tuning, int sample_rate, int channels, int block);
+
+struct StreamOptions {
+  std::string in, tuning = "music";
+  bool raw = false;
+  int raw_rate = 0, raw_channels = 0;  // 0: as the record says
+  int block = 1024;
+
+  std::optional<RawFormat> raw_format(const host::Record& record) const;
+};
+void add_stream_options(CLI::App& command, StreamOptions& options);  // --raw, --rate, --channels, --block
+
+// ---- Running it ------------------------------------------------------------------------------------------------
+struct Run {
+  std::string source, tuning;
+  int sample_rate = 0, channels = 0, block = 0;
+  double chain_seconds = 0;  // spent in the chain alone
+  analysis::Programme before{}, after{};
+  std::vector<double> before_lufs, after_lufs;  // short-term, every 100 ms
+  std::vector<analysis::StageGain> gains;
+  int64_t clipped = 0;  // output samples that the chain had to clamp
+
+  double seconds() const { return static_cast<double>(before.frames) / sample_rate; }
+};
+
+struct RunOptions {
+  int block = 1024;
+  bool whole_blocks_only = false;  // leave out a last partial block; else it is padded, processed and cut
+  bool progress = false;           // show a bar on standard error
+  bool color = false;
+};
+
+// Runs `input` through a chain; `output` may be null. The record must fit the stream.
+Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, const RunOptions& options);
+
+// The closing report, for people and for programs.
+std::string report_text(const Run& run, bool color);
+std::string report_json(const Run& run);
+
+}  // namespace audiopost

@@ -1,0 +1,203 @@
+#include "svg.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+
+namespace audiopost {
+namespace {
+
+constexpr double kWidth = 640, kHeight = 400;
+constexpr double kLeft = 58, kRight = 622, kTop = 56, kBottom = 322;  // of the plotting area
+constexpr double kTitleHeight = 64;
+
+[[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...) {
+  char text[512];
+  va_list values;
+  va_start(values, pattern);
+  std::vsnprintf(text, sizeof text, pattern, values);
+  va_end(values);
+  return text;
+}
+
+double place(const Axis& axis, double value, double from, double to) {
+  const double part = axis.logarithmic ? std::log(value / axis.low) / std::log(axis.high / axis.low)
+                                       : (value - axis.low) / (axis.high - axis.low);
+  return from + part * (to - from);
+}
+double x_of(const Chart& chart, double x) { return place(chart.x, x, kLeft, kRight); }
+double y_of(const Chart& chart, double y) { return place(chart.y, y, kBottom, kTop); }
+
+// Round steps (1, 2, 5, 10, …), about six of them.
+std::vector<double> ticks_of(const Axis& axis) {
+  if (!axis.ticks.empty()) return axis.ticks;
+  const double rough = (axis.high - axis.low) / 6, unit = std::pow(10.0, std::floor(std::log10(rough)));
+  const double step = unit * (rough / unit < 1.5 ? 1 : rough / unit < 3.5 ? 2 : rough / unit < 7.5 ? 5 : 10);
+  std::vector<double> ticks;
+  for (double t = std::ceil(axis.low / step - 1e-9) * step; t <= axis.high + step * 1e-9; t += step)
+    ticks.push_back(std::abs(t) < step * 1e-9 ? 0.0 : t);
+  return ticks;
+}
+
+std::string tick_text(const Axis& axis, double value) {
+  if (axis.logarithmic && value >= 1000) return format("%gk", value / 1000);
+  return format("%g", value);
+}
+
+std::string grid(const Chart& chart) {
+  std::string text;
+  for (const double tick : ticks_of(chart.x)) {
+    const double x = x_of(chart, tick);
+    text += format("<path class='grid' d='M%.1f %.1fV%.1f'/>", x, kTop, kBottom);
+    text += format("<text class='tick' x='%.1f' y='%.1f' text-anchor='middle'>", x, kBottom + 15) +
+            tick_text(chart.x, tick) + "</text>";
+  }
+  for (const double tick : ticks_of(chart.y)) {
+    const double y = y_of(chart, tick);
+    text += format("<path class='%s' d='M%.1f %.1fH%.1f'/>", tick == 0 ? "zero" : "grid", kLeft, y, kRight);
+    text += format("<text class='tick' x='%.1f' y='%.1f' text-anchor='end'>", kLeft - 6, y + 4) +
+            tick_text(chart.y, tick) + "</text>";
+  }
+  text += format("<text class='label' x='%.1f' y='%.1f' text-anchor='middle'>", (kLeft + kRight) / 2,
+                 kBottom + 31) +
+          escaped(chart.x.label) + "</text>";
+  text += format("<text class='label' transform='translate(16 %.1f) rotate(-90)' text-anchor='middle'>",
+                 (kTop + kBottom) / 2) +
+          escaped(chart.y.label) + "</text>";
+  return text;
+}
+
+std::string line(const Chart& chart, const Series& series) {
+  std::string path;
+  bool down = false;  // the pen
+  for (const auto& [x, y] : series.points) {
+    const double py =
+        std::clamp(y_of(chart, y), -1000.0, 2000.0);  // the clip path hides what leaves the area
+    if (std::isfinite(y)) path += format("%c%.1f %.1f", down ? 'L' : 'M', x_of(chart, x), py);
+    down = std::isfinite(y);
+  }
+  return format("<path class='%s c%d' d='", series.mark == Mark::thick ? "thick" : "thin", series.color) +
+         path + "'/>";
+}
+
+std::string marks(const Chart& chart, const Series& series) {
+  std::string text;
+  for (const auto& [x, y] : series.points) {
+    if (!std::isfinite(y)) continue;
+    const double px = x_of(chart, x), py = std::clamp(y_of(chart, y), -1000.0, 2000.0);
+    if (series.mark == Mark::dots)
+      text += format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='2.6'/>", series.color, px, py);
+    else if (py < kBottom)
+      text += format("<path class='bar c%d' d='M%.1f %.1fV%.1f'/>", series.color, px, kBottom, py);
+  }
+  return text;
+}
+
+// In rows under the chart, each entry as wide as its text.
+std::string legend(const Chart& chart) {
+  std::string text;
+  double x = kLeft, y = kBottom + 50;
+  for (const Series& series : chart.series) {
+    if (series.name.empty()) continue;
+    const double width = 34 + 6.6 * static_cast<double>(series.name.size());
+    if (x + width > kWidth) x = kLeft, y += 17;
+    if (series.mark == Mark::dots)
+      text += format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='2.6'/>", series.color, x + 9, y - 4);
+    else
+      text += format("<path class='%s c%d' d='M%.1f %.1fh18'/>", series.mark == Mark::thin ? "thin" : "thick",
+                     series.color, x, y - 4);
+    text += format("<text class='legend' x='%.1f' y='%.1f'>", x + 23, y) + escaped(series.name) + "</text>";
+    x += width;
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    if (c == '&')
+      result += "&amp;";
+    else if (c == '<')
+      result += "&lt;";
+    else if (c == '>')
+      result += "&gt;";
+    else if (c == '"')
+      result += "&quot;";
+    else if (c == '\'')
+      result += "&#39;";
+    else
+      result += c;
+  }
+  return result;
+}
+
+std::string svg_style() {
+  // Plain colours and no custom properties: not every viewer of SVG files knows those.
+  return ".ground{fill:#fff}.area{fill:#f7f7f5}text{font-family:system-ui,'DejaVu Sans',sans-serif;fill:#222}"
+         ".title{font-size:15px;font-weight:600}.note,.tick{font-size:11px;fill:#666}.label,.legend{font-"
+         "size:12px;"
+         "fill:#444}.head{font-size:22px;font-weight:600}.grid{stroke:#dcdcd8}.zero{stroke:#999}"
+         ".diagonal{stroke:#b5b5b0;stroke-dasharray:4 "
+         "4}path{fill:none}.thin{stroke-width:1.2}.thick{stroke-width:2.4}"
+         ".bar{stroke-width:14;opacity:.75}.dot{stroke:none}"
+         ".c0{stroke:#222}.c1{stroke:#1f77d0}.c2{stroke:#d9601a}.c3{stroke:#2a9d4a}.c4{stroke:#c2356b}"
+         ".c5{stroke:#8a5cd6}.c6{stroke:#9a7b12}.c7{stroke:#14939c}.c8{stroke:#777}"
+         ".dot.c0{fill:#222}.dot.c1{fill:#1f77d0}.dot.c2{fill:#d9601a}.dot.c3{fill:#2a9d4a}.dot.c4{fill:#"
+         "c2356b}"
+         ".dot.c5{fill:#8a5cd6}.dot.c6{fill:#9a7b12}.dot.c7{fill:#14939c}.dot.c8{fill:#777}.dot{stroke:none!"
+         "important}"
+         "@media(prefers-color-scheme:dark){.ground{fill:#16181c}.area{fill:#1d2026}text{fill:#e8e8e6}"
+         ".note,.tick{fill:#9a9fa8}.label,.legend{fill:#c4c8cf}.grid{stroke:#33373f}.zero{stroke:#6d737d}"
+         ".diagonal{stroke:#555b66}.c0{stroke:#f0f0ee}.c1{stroke:#5aa9f5}.c2{stroke:#f08c4a}.c3{stroke:#"
+         "5cc97c}"
+         ".c4{stroke:#ee6b9c}.c5{stroke:#b48bf5}.c6{stroke:#d3b13c}.c7{stroke:#47c5cf}.c8{stroke:#a5aab3}"
+         ".dot.c0{fill:#f0f0ee}.dot.c1{fill:#5aa9f5}.dot.c2{fill:#f08c4a}.dot.c3{fill:#5cc97c}.dot.c4{fill:#"
+         "ee6b9c}"
+         ".dot.c5{fill:#b48bf5}.dot.c6{fill:#d3b13c}.dot.c7{fill:#47c5cf}.dot.c8{fill:#a5aab3}}";
+}
+
+std::string svg_chart(const Chart& chart) {
+  std::string text =
+      format("<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g' width='%g' height='%g'>", kWidth,
+             kHeight, kWidth, kHeight);
+  text += "<title>" + escaped(chart.title) + "</title>";
+  text += format("<text class='title' x='%g' y='24'>", kLeft) + escaped(chart.title) + "</text>";
+  text += format("<text class='note' x='%g' y='42'>", kLeft) + escaped(chart.note) + "</text>";
+  text += format("<rect class='area' x='%g' y='%g' width='%g' height='%g'/>", kLeft, kTop, kRight - kLeft,
+                 kBottom - kTop);
+  text += grid(chart);
+  // Everything drawn stays inside the area: a nested viewport clips without an id that a second chart could repeat.
+  text += format("<svg x='%g' y='%g' width='%g' height='%g' viewBox='%g %g %g %g'>", kLeft, kTop,
+                 kRight - kLeft, kBottom - kTop, kLeft, kTop, kRight - kLeft, kBottom - kTop);
+  if (chart.diagonal) {
+    const double low = std::max(chart.x.low, chart.y.low), high = std::min(chart.x.high, chart.y.high);
+    text += format("<path class='diagonal' d='M%.1f %.1fL%.1f %.1f'/>", x_of(chart, low), y_of(chart, low),
+                   x_of(chart, high), y_of(chart, high));
+  }
+  for (const Series& series : chart.series)
+    text +=
+        series.mark == Mark::thin || series.mark == Mark::thick ? line(chart, series) : marks(chart, series);
+  return text + "</svg>" + legend(chart) + "</svg>\n";
+}
+
+std::string svg_page(const std::string& title, const std::vector<Chart>& charts) {
+  const double columns = charts.size() > 1 ? 2 : 1, width = columns * kWidth;
+  const double height = kTitleHeight + std::ceil(static_cast<double>(charts.size()) / columns) * kHeight;
+  std::string text =
+      format("<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g' width='%g' height='%g'>\n", width,
+             height, width, height);
+  text += "<style>" + svg_style() + "</style>\n<rect class='ground' width='100%' height='100%'/>\n";
+  text += format("<text class='head' x='%g' y='42'>", kLeft) + escaped(title) + "</text>\n";
+  for (size_t i = 0; i < charts.size(); ++i) {
+    const auto column = static_cast<double>(i % static_cast<size_t>(columns));
+    const auto row = static_cast<double>(i / static_cast<size_t>(columns));
+    text += format("<g transform='translate(%g %g)'>", column * kWidth, kTitleHeight + row * kHeight) +
+            svg_chart(charts[i]) + "</g>\n";
+  }
+  return text + "</svg>\n";
+}
+
+}  // namespace audiopost
