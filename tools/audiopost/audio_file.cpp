@@ -92,6 +92,8 @@ AudioInput::AudioInput(const std::string& path, const std::optional<RawFormat>& 
   if (channels_ < 1 || channels_ > 2)
     throw Failure(name_ + ": has " + std::to_string(channels_) +
                   " channels; the chain takes mono and stereo");
+  if (sample_rate_ < kLowestRate || sample_rate_ > kHighestRate)
+    throw Failure(name_ + ": a sample rate of " + std::to_string(sample_rate_) + " Hz cannot be processed");
   if (frames_ == 0) throw Failure(name_ + ": holds no sound (0 frames)");
 }
 

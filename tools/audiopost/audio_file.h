@@ -16,6 +16,8 @@ struct sf_private_tag;  // NOLINT(readability-identifier-naming)
 
 namespace audiopost {
 
+constexpr int kLowestRate = 1000, kHighestRate = 768000;  // Hz
+
 // How headerless PCM (16 bit, little-endian, interleaved) is to be read.
 struct RawFormat {
   int sample_rate, channels;

@@ -32,7 +32,7 @@ Axis frequency_axis() { return {"frequency, Hz", kLowest_hz, kHighest_hz, true, 
 
 // Room for all series, in steps of 6 dB around 0, not below `floor`.
 Axis gain_axis(const std::vector<Series>& series, double floor) {
-  double low = -6, high = 6;
+  double low = 0, high = 0;
   for (const Series& one : series)
     for (const auto& point : one.points)
       if (std::isfinite(point.second)) low = std::min(low, point.second), high = std::max(high, point.second);
@@ -49,7 +49,7 @@ std::string channel_name(const host::Record& record, int channel) {
 
 std::string rounded(double x, const char* unit) {
   char text[64];
-  std::snprintf(text, sizeof text, "%.4g %s", x, unit);
+  std::snprintf(text, sizeof text, "%.5g %s", x, unit);
   return text;
 }
 
@@ -75,7 +75,7 @@ Chart eq_chart(const host::Record& record, int channel, const Response& measured
     return to_dB(std::abs(product));
   };
   chart.series.push_back({"all", 0, Mark::thick, over_frequency(record, kLine, all)});
-  chart.series.push_back({"measured", 2, Mark::dots, over_frequency(record, kDots, [&](double hz) {
+  chart.series.push_back({"measured", 0, Mark::dots, over_frequency(record, kDots, [&](double hz) {
                             return to_dB(std::abs(measured.at(hz)));
                           })});
   chart.y = gain_axis(chart.series, -30);
@@ -146,10 +146,16 @@ Chart compressor_chart(const host::Record& record, int channel) {
       const double raised = level + band.gain_dB;
       return band.gain_dB + (band.compresses ? band.curve.played_gain_dB(raised, 0.0) + band.share_dB : 0.0);
     };
-    chart.series.push_back({band.name + std::string(band.compresses ? "" : " (not compressed)"), color,
-                            Mark::thick, designed_curve(gain)});
-    chart.series.push_back(
-        {b == 0 ? "measured" : "", color, Mark::dots, dots(compressor_curve(record, channel, b))});
+    const Points points = designed_curve(gain);
+    const std::string name = band.name + std::string(band.compresses ? "" : " (not compressed)");
+    const auto same = std::find_if(chart.series.begin(), chart.series.end(),
+                                   [&](const Series& earlier) { return earlier.points == points; });
+    if (same != chart.series.end())
+      same->name += ", " + name;  // one line cannot show two
+    else
+      chart.series.push_back({name, color, Mark::thick, points});
+    chart.series.push_back({b + 1 == bands.size() ? "measured" : "", color, Mark::dots,
+                            dots(compressor_curve(record, channel, b))});
   }
   return chart;
 }
@@ -207,8 +213,8 @@ Chart harmonics_chart(const host::Record& record, int channel) {
   const auto measured = measured_bass_harmonics(record, channel, hz, from_dB(level_dB), kHarmonics);
   Series bars{"designed", 1, Mark::bars, {}}, points{"measured", 2, Mark::dots, {}};
   for (size_t k = 0; k < kHarmonics; ++k) {
-    bars.points.emplace_back(k + 1.0, to_dB(designed[k]));
-    points.points.emplace_back(k + 1.0, to_dB(measured[k]));
+    bars.points.emplace_back(static_cast<double>(k + 1), to_dB(designed[k]));
+    points.points.emplace_back(static_cast<double>(k + 1), to_dB(measured[k]));
   }
   chart.series = {bars, points};
   return chart;

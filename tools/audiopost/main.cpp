@@ -35,7 +35,10 @@ int main(int argc, char** argv) {
   context.progress = isatty(STDERR_FILENO);
   audiopost::add_tuning(app, context);
   audiopost::add_process(app, context);
+  audiopost::add_measure(app, context);
   audiopost::add_plot(app, context);
+  audiopost::add_report(app, context);
+  audiopost::add_meter(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

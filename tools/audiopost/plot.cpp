@@ -1,6 +1,7 @@
 // audiopost plot: a tuning's curves as a picture.
 #include <memory>
 
+#include "analysis/measure.h"
 #include "charts.h"
 #include "host/file.h"
 #include "programme.h"
@@ -21,7 +22,8 @@ void add_plot(CLI::App& app, Context&) {
       ->capture_default_str();
   command->callback([options] {
     const Tuning tuning = load_tuning(options->tuning);
-    require_usable(tuning, 1024);
+    require_usable(tuning, analysis::kMeasureBlock);
+    require_measurable(tuning);
     const std::string off = effects_off(tuning.record);
     const std::vector<Chart> charts = tuning_charts(tuning.record);
     if (charts.empty()) throw Failure(tuning.name + ": nothing to draw: no effect with a curve is on");

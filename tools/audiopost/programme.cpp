@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 
 #include "host/check.h"
+#include "interrupt.h"
 #include "json.h"
 
 namespace audiopost {
@@ -20,26 +20,6 @@ using Clock = std::chrono::steady_clock;
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
-
-// While it lives, an interrupt is only noted, so that what is half done can be taken away before the program ends.
-volatile std::sig_atomic_t interrupted = 0;
-class InterruptNoted {
- public:
-  InterruptNoted() {
-    struct sigaction action = {};
-    action.sa_handler = [](int) { interrupted = 1; };  // without SA_RESTART: a waiting read returns
-    for (int i = 0; i < 3; ++i) sigaction(kSignals[i], &action, &before_[i]);
-  }
-  ~InterruptNoted() {
-    for (int i = 0; i < 3; ++i) sigaction(kSignals[i], &before_[i], nullptr);
-  }
-  InterruptNoted(const InterruptNoted&) = delete;
-  InterruptNoted& operator=(const InterruptNoted&) = delete;
-
- private:
-  static constexpr int kSignals[3] = {SIGINT, SIGTERM, SIGHUP};
-  struct sigaction before_[3];
-};
 
 // A bar that is redrawn in place, ten times a second at most, and gone when the work is done.
 class ProgressBar {
@@ -118,6 +98,16 @@ std::vector<std::string> require_usable(const Tuning& tuning, int block) {
   return warnings;
 }
 
+void require_measurable(const Tuning& tuning) {
+  const int rate = host::field_as_int(tuning.record, host::kSampleRate);
+  const int channels = host::field_as_int(tuning.record, host::kChannels);
+  if (channels < 1 || channels > 2)
+    throw Failure(tuning.name + ": is for " + std::to_string(channels) +
+                  " channels; one or two can be measured");
+  if (rate < kLowestRate || rate > kHighestRate)
+    throw Failure(tuning.name + ": a sample rate of " + std::to_string(rate) + " Hz cannot be measured");
+}
+
 std::vector<std::string> fit_to_stream(Tuning& tuning, int sample_rate, int channels, int block) {
   host::Record& record = tuning.record;
   const int rate = host::field_as_int(record, host::kSampleRate),
@@ -144,7 +134,7 @@ void add_stream_options(CLI::App& command, StreamOptions& options) {
   command.add_flag("--raw", options.raw, "Headerless PCM: 16 bit, little-endian, interleaved");
   command
       .add_option("--rate", options.raw_rate, "Sample rate of headerless PCM in Hz (default: the tuning's)")
-      ->check(CLI::Range(1000, 768000))
+      ->check(CLI::Range(kLowestRate, kHighestRate))
       ->type_name("HZ");
   command
       .add_option("--channels", options.raw_channels, "Channels of headerless PCM (default: the tuning's)")
@@ -167,11 +157,11 @@ Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, 
   run.sample_rate = input.sample_rate(), run.channels = channels, run.block = block;
 
   ProgressBar bar(options.progress, options.color, input.frames(), input.sample_rate());
-  const InterruptNoted noted;
+  const InterruptNoted interrupt;
   std::vector<int16_t> pcm(static_cast<size_t>(block * channels));
   for (int frames = block; frames == block;) {
     frames = input.read(pcm.data(), block);
-    if (interrupted) throw Failure("interrupted");
+    if (interrupt.came()) throw Failure("interrupted");
     if (frames == 0 || (frames < block && options.whole_blocks_only)) break;
     std::fill(pcm.begin() + frames * channels, pcm.end(), int16_t{0});
     before.add(pcm.data(), frames);

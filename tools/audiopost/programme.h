@@ -23,7 +23,10 @@ Tuning load_tuning(const std::string& name);
 // Throws Failure when the chain would refuse the record or end the process; gives the warnings otherwise.
 std::vector<std::string> require_usable(const Tuning& tuning, int block);
 
-// The same with the record's sample rate and channel count set to the stream's; says so in a note.
+// Throws Failure for a record that test signals cannot be made for: more than two channels, a rate beyond reason.
+void require_measurable(const Tuning& tuning);
+
+// What require_usable does, with the record's sample rate and channel count set to the stream's; says so in a note.
 std::vector<std::string> fit_to_stream(Tuning& tuning, int sample_rate, int channels, int block);
 
 struct StreamOptions {

@@ -136,27 +136,23 @@ std::string escaped(const std::string& text) {
 
 std::string svg_style() {
   // Plain colours and no custom properties: not every viewer of SVG files knows those.
-  return ".ground{fill:#fff}.area{fill:#f7f7f5}text{font-family:system-ui,'DejaVu Sans',sans-serif;fill:#222}"
-         ".title{font-size:15px;font-weight:600}.note,.tick{font-size:11px;fill:#666}.label,.legend{font-"
-         "size:12px;"
-         "fill:#444}.head{font-size:22px;font-weight:600}.grid{stroke:#dcdcd8}.zero{stroke:#999}"
-         ".diagonal{stroke:#b5b5b0;stroke-dasharray:4 "
-         "4}path{fill:none}.thin{stroke-width:1.2}.thick{stroke-width:2.4}"
-         ".bar{stroke-width:14;opacity:.75}.dot{stroke:none}"
-         ".c0{stroke:#222}.c1{stroke:#1f77d0}.c2{stroke:#d9601a}.c3{stroke:#2a9d4a}.c4{stroke:#c2356b}"
-         ".c5{stroke:#8a5cd6}.c6{stroke:#9a7b12}.c7{stroke:#14939c}.c8{stroke:#777}"
-         ".dot.c0{fill:#222}.dot.c1{fill:#1f77d0}.dot.c2{fill:#d9601a}.dot.c3{fill:#2a9d4a}.dot.c4{fill:#"
-         "c2356b}"
-         ".dot.c5{fill:#8a5cd6}.dot.c6{fill:#9a7b12}.dot.c7{fill:#14939c}.dot.c8{fill:#777}.dot{stroke:none!"
-         "important}"
-         "@media(prefers-color-scheme:dark){.ground{fill:#16181c}.area{fill:#1d2026}text{fill:#e8e8e6}"
-         ".note,.tick{fill:#9a9fa8}.label,.legend{fill:#c4c8cf}.grid{stroke:#33373f}.zero{stroke:#6d737d}"
-         ".diagonal{stroke:#555b66}.c0{stroke:#f0f0ee}.c1{stroke:#5aa9f5}.c2{stroke:#f08c4a}.c3{stroke:#"
-         "5cc97c}"
-         ".c4{stroke:#ee6b9c}.c5{stroke:#b48bf5}.c6{stroke:#d3b13c}.c7{stroke:#47c5cf}.c8{stroke:#a5aab3}"
-         ".dot.c0{fill:#f0f0ee}.dot.c1{fill:#5aa9f5}.dot.c2{fill:#f08c4a}.dot.c3{fill:#5cc97c}.dot.c4{fill:#"
-         "ee6b9c}"
-         ".dot.c5{fill:#b48bf5}.dot.c6{fill:#d3b13c}.dot.c7{fill:#47c5cf}.dot.c8{fill:#a5aab3}}";
+  return R"(
+.ground{fill:#fff} .area,.dot{fill:#f7f7f5}
+text{font-family:system-ui,'DejaVu Sans',sans-serif;fill:#222}
+.head{font-size:22px;font-weight:600} .title{font-size:15px;font-weight:600}
+.note,.tick{font-size:11px;fill:#666} .label,.legend{font-size:12px;fill:#444}
+path{fill:none} .grid{stroke:#dcdcd8} .zero{stroke:#999} .diagonal{stroke:#b5b5b0;stroke-dasharray:4 4}
+.thin{stroke-width:1.2} .thick{stroke-width:2.4} .bar{stroke-width:14;opacity:.75} .dot{stroke-width:1.4}
+.c0{stroke:#222} .c1{stroke:#1f77d0} .c2{stroke:#d9601a} .c3{stroke:#2a9d4a} .c4{stroke:#c2356b}
+.c5{stroke:#8a5cd6} .c6{stroke:#9a7b12} .c7{stroke:#14939c} .c8{stroke:#777}
+@media(prefers-color-scheme:dark){
+.ground{fill:#16181c} .area,.dot{fill:#1d2026} text{fill:#e8e8e6}
+.note,.tick{fill:#9a9fa8} .label,.legend{fill:#c4c8cf}
+.grid{stroke:#33373f} .zero{stroke:#6d737d} .diagonal{stroke:#555b66}
+.c0{stroke:#f0f0ee} .c1{stroke:#5aa9f5} .c2{stroke:#f08c4a} .c3{stroke:#5cc97c} .c4{stroke:#ee6b9c}
+.c5{stroke:#b48bf5} .c6{stroke:#d3b13c} .c7{stroke:#47c5cf} .c8{stroke:#a5aab3}
+}
+)";
 }
 
 std::string svg_chart(const Chart& chart) {

@@ -42,6 +42,7 @@ class LoudnessMeter {
   double range() const;       // LU
   // Loudness at each tenth of a second, over the last 400 ms or 3 s; the latest, or all of it.
   double momentary() const { return loudness_at(hop_energy_.size(), 4); }
+  double short_term() const { return loudness_at(hop_energy_.size(), 30); }
   std::vector<double> short_term_series() const;
 
  private:

@@ -9,7 +9,6 @@ namespace analysis {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-constexpr int kBlock = 1024;
 constexpr int kSweepLength = 1 << 17;  // 2.7 s at 48 kHz, bins 0.37 Hz apart
 
 int rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
@@ -64,15 +63,16 @@ Processor mono(State* state) {
 std::vector<float> steady(const Processor& process, const std::function<double(int)>& signal, double seconds,
                           int sample_rate, size_t keep) {
   const int blocks =
-      std::max(2, static_cast<int>(std::ceil((seconds * sample_rate + double(keep)) / kBlock)));
-  std::vector<float> block(kBlock), out;
+      std::max(2, static_cast<int>(std::ceil((seconds * sample_rate + double(keep)) / kMeasureBlock)));
+  std::vector<float> block(kMeasureBlock), out;
   for (int b = 0; b < blocks; ++b) {
-    for (int i = 0; i < kBlock; ++i)
-      block[static_cast<size_t>(i)] = static_cast<float>(signal(b * kBlock + i));
+    for (int i = 0; i < kMeasureBlock; ++i)
+      block[static_cast<size_t>(i)] = static_cast<float>(signal(b * kMeasureBlock + i));
     float* channel = block.data();
-    process(&channel, kBlock);
+    process(&channel, kMeasureBlock);
     out.insert(out.end(), block.begin(), block.end());
-    if (out.size() > 2 * keep + kBlock) out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
+    if (out.size() > 2 * keep + kMeasureBlock)
+      out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
   }
   out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
   return out;
@@ -87,13 +87,13 @@ Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
   for (double level = kLowest_dB; level <= 0; level += kStep_dB) {
     const Processor process = fresh();
     const auto amplitude = static_cast<float>(full * from_dB(level));
-    std::vector<float> block(kBlock);
+    std::vector<float> block(kMeasureBlock);
     double gain = 1e9, earlier = 0;
     for (int b = 0; b < 3000 && !(b % 20 == 0 && std::abs(gain - earlier) < 0.01); ++b) {
       if (b % 20 == 0) earlier = gain;
-      for (int i = 0; i < kBlock; ++i) block[static_cast<size_t>(i)] = i & 16 ? -amplitude : amplitude;
+      for (int i = 0; i < kMeasureBlock; ++i) block[static_cast<size_t>(i)] = i & 16 ? -amplitude : amplitude;
       float* channel = block.data();
-      process(&channel, kBlock);
+      process(&channel, kMeasureBlock);
       gain = to_dB(std::abs(block.back()) / amplitude);
     }
     curve.push_back({level, level + gain});
@@ -120,15 +120,15 @@ std::vector<Response> sweep(const Processor& process, int channels, int sample_r
   const double amplitude = full * from_dB(level_dB);
   const auto count = static_cast<size_t>(channels);
   std::vector<std::vector<Complex>> spectra(count);
-  std::vector<std::vector<float>> blocks(count, std::vector<float>(kBlock));
+  std::vector<std::vector<float>> blocks(count, std::vector<float>(kMeasureBlock));
   std::vector<float*> pointers;
   for (auto& block : blocks) pointers.push_back(block.data());
-  for (int at = 0; at < 3 * kSweepLength; at += kBlock) {
+  for (int at = 0; at < 3 * kSweepLength; at += kMeasureBlock) {
     for (auto& block : blocks)
-      for (int i = 0; i < kBlock; ++i)
+      for (int i = 0; i < kMeasureBlock; ++i)
         block[static_cast<size_t>(i)] =
             static_cast<float>(amplitude * period[static_cast<size_t>((at + i) % kSweepLength)]);
-    process(pointers.data(), kBlock);
+    process(pointers.data(), kMeasureBlock);
     if (at >= 2 * kSweepLength)
       for (size_t ch = 0; ch < count; ++ch)
         spectra[ch].insert(spectra[ch].end(), blocks[ch].begin(), blocks[ch].end());
@@ -145,9 +145,9 @@ std::vector<Response> sweep(const Processor& process, int channels, int sample_r
 }
 
 std::vector<Response> chain_response(const host::Record& record, double level_dB) {
-  const Chain chain = make_chain(record, kBlock);
+  const Chain chain = make_chain(record, kMeasureBlock);
   const int channels = host::field_as_int(record, host::kChannels);
-  std::vector<int16_t> pcm(static_cast<size_t>(kBlock * channels));
+  std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
   const auto through = [&](float** buffers, int frames) {
     for (int i = 0; i < frames * channels; ++i)
       pcm[static_cast<size_t>(i)] = static_cast<int16_t>(std::lround(buffers[i % channels][i / channels]));
@@ -160,8 +160,8 @@ std::vector<Response> chain_response(const host::Record& record, double level_dB
 
 std::vector<Response> eq_response(const host::Record& record) {
   const int rate = rate_of(record), channels = distinct_channels(record);
-  const std::shared_ptr<EQ10State> eq(EQ10_Init(part(record, 100, 0, 0), 16, rate, channels, kBlock, 0),
-                                      EQ10_Destroy);
+  const std::shared_ptr<EQ10State> eq(
+      EQ10_Init(part(record, 100, 0, 0), 16, rate, channels, kMeasureBlock, 0), EQ10_Destroy);
   return sweep([&](float** x, int n) { EQ10_Process(eq.get(), x, x, n); }, channels, rate, -20.0);
 }
 
@@ -191,17 +191,17 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 
 // ---- Distortion ----------------------------------------------------------------------------------------------
 Distortion distortion(const host::Record& record, double hz, double level_dB) {
-  const Chain chain = make_chain(record, kBlock);
+  const Chain chain = make_chain(record, kMeasureBlock);
   const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
   const auto second = static_cast<size_t>(rate);
-  std::vector<int16_t> pcm(static_cast<size_t>(kBlock * channels));
+  std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
   std::vector<double> out;
-  for (int at = 0; out.size() < 4 * second; at += kBlock) {
-    for (int i = 0; i < kBlock * channels; ++i)
+  for (int at = 0; out.size() < 4 * second; at += kMeasureBlock) {
+    for (int i = 0; i < kMeasureBlock * channels; ++i)
       pcm[static_cast<size_t>(i)] = static_cast<int16_t>(
           std::lround(32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * (at + i / channels) / rate)));
-    AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kBlock);
-    for (int i = 0; i < kBlock; ++i) out.push_back(pcm[static_cast<size_t>(i * channels)] / 32767.0);
+    AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kMeasureBlock);
+    for (int i = 0; i < kMeasureBlock; ++i) out.push_back(pcm[static_cast<size_t>(i * channels)] / 32767.0);
   }
   const size_t from = 3 * second;
   const double tone = std::abs(component(out, from, second, hz, rate));
@@ -219,7 +219,7 @@ Curve agc_curve(const host::Record& record, int channel) {
   const QuietLibrary quiet;
   const auto fresh = [&] {
     return mono<Agc_Process, Maximizer_Destroy>(
-        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kBlock, 1));
+        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kMeasureBlock, 1));
   };
   return broadband_curve(fresh, 32767.0);
 }
@@ -228,7 +228,7 @@ Curve limiter_curve(const host::Record& record, int channel) {
   const QuietLibrary quiet;
   const auto fresh = [&] {
     return mono<Maximizer_Process, Maximizer_Destroy>(
-        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kBlock, 1));
+        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kMeasureBlock, 1));
   };
   return broadband_curve(fresh, 32767.0);
 }
@@ -287,19 +287,19 @@ std::vector<double> measured_bass_harmonics(const host::Record& record, int chan
 
 // ---- Latency -------------------------------------------------------------------------------------------------
 int latency(const host::Record& record) {
-  const Chain with = make_chain(record, kBlock), without = make_chain(record, kBlock);
+  const Chain with = make_chain(record, kMeasureBlock), without = make_chain(record, kMeasureBlock);
   const int channels = host::field_as_int(record, host::kChannels), click = 100;
-  std::vector<int16_t> a(static_cast<size_t>(kBlock * channels)), b = a;
+  std::vector<int16_t> a(static_cast<size_t>(kMeasureBlock * channels)), b = a;
   constexpr int kClickBlock =
       100;  // by then a limiter has opened and what filters make of silence has died away
   for (int block = 0; block < kClickBlock + 50; ++block) {
     std::fill(a.begin(), a.end(), int16_t{0});
     std::fill(b.begin(), b.end(), int16_t{0});
     if (block == kClickBlock) std::fill_n(a.begin() + click * channels, channels, int16_t{8192});
-    AudioPost_Process(with.get(), a.data(), a.data(), channels, kBlock);
-    AudioPost_Process(without.get(), b.data(), b.data(), channels, kBlock);
+    AudioPost_Process(with.get(), a.data(), a.data(), channels, kMeasureBlock);
+    AudioPost_Process(without.get(), b.data(), b.data(), channels, kMeasureBlock);
     for (size_t i = 0; i < a.size(); ++i)
-      if (a[i] != b[i]) return (block - kClickBlock) * kBlock + static_cast<int>(i) / channels - click;
+      if (a[i] != b[i]) return (block - kClickBlock) * kMeasureBlock + static_cast<int>(i) / channels - click;
   }
   return -1;
 }

@@ -28,7 +28,9 @@ class Response {
 std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB,
                             double full = 32768.0);
 
-// Blocks are 1024 frames everywhere below.
+// Frames in each block of everything that is measured here.
+constexpr int kMeasureBlock = 1024;
+
 std::vector<Response> chain_response(const host::Record& record, double level_dB);
 std::vector<Response> eq_response(const host::Record& record);  // EQ10 alone
 // Each band of one channel's crossover, in ascending frequency, without make-up gain.

@@ -1,0 +1,233 @@
+// audiopost meter: ten bands and the loudness of a sound, live in the terminal or as a series of numbers.
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "analysis/loudness.h"
+#include "analysis/stages.h"
+#include "interrupt.h"
+#include "json.h"
+#include "programme.h"
+
+namespace audiopost {
+namespace {
+
+constexpr int kBands = 10;
+constexpr int kStepsPerSecond = 20;
+constexpr float kRise_ms = 60, kDecay_ms = 400;  // quick up, slow down, as eyes like it
+
+struct Reading {
+  double seconds;
+  std::array<int, kBands> levels_dB;  // against a full-scale sine's peak; the louder channel
+  double momentary_lufs, short_term_lufs;
+};
+
+// The level detector of each channel and a loudness meter over all.
+class Meter {
+ public:
+  Meter(int sample_rate, int channels, int block)
+      : sample_rate_(sample_rate), channels_(channels), loudness_(sample_rate, channels) {
+    const analysis::QuietLibrary quiet;
+    for (int ch = 0; ch < channels; ++ch) {
+      detectors_.emplace_back(LevelDetector_Init(16, sample_rate, channels, block), LevelDetector_Destroy);
+      if (!detectors_.back()) throw std::bad_alloc();
+      LevelDetector_SetPara(detectors_.back().get(), nullptr, kRise_ms, 0, kDecay_ms);
+    }
+  }
+
+  Reading add(const int16_t* pcm, int frames) {
+    loudness_.add(pcm, frames);
+    Reading reading{static_cast<double>(loudness_.frames()) / sample_rate_,
+                    {},
+                    loudness_.momentary(),
+                    loudness_.short_term()};
+    reading.levels_dB.fill(-100);
+    for (size_t ch = 0; ch < detectors_.size(); ++ch) {
+      LevelDetector_Process(detectors_[ch].get(), pcm + ch, static_cast<uint32_t>(frames));
+      LevelDetectorResult result;
+      LevelDetector_GetRes(detectors_[ch].get(), &result);
+      for (size_t b = 0; b < kBands; ++b) {
+        reading.levels_dB[b] = std::max(reading.levels_dB[b], static_cast<int>(result.level[b]));
+        bands_hz_[b] = result.freq[b];
+      }
+    }
+    return reading;
+  }
+
+  const std::array<int, kBands>& bands_hz() const { return bands_hz_; }
+  const analysis::LoudnessMeter& loudness() const { return loudness_; }
+
+ private:
+  int sample_rate_, channels_;
+  analysis::LoudnessMeter loudness_;
+  std::vector<std::shared_ptr<LevelDetectorState>> detectors_;
+  std::array<int, kBands> bands_hz_{};
+};
+
+std::string lufs(double value) { return std::isfinite(value) ? json::number(value, 1) : "-"; }
+
+// ---- Live ----------------------------------------------------------------------------------------------------
+bool terminal_knows_utf8() {
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"})
+    if (const char* value = std::getenv(name); value && *value)
+      return std::strstr(value, "UTF-8") || std::strstr(value, "utf8");
+  return false;
+}
+
+// Redrawn in place: ten bars from -60 to 0 dB and a line of loudness.
+class Display {
+ public:
+  Display(bool color, int64_t frames, int sample_rate)
+      : color_(color), utf8_(terminal_knows_utf8()), seconds_(static_cast<double>(frames) / sample_rate) {
+    std::fputs("\033[?25l", stdout);  // the cursor would flicker
+  }
+  ~Display() {
+    std::fputs("\033[?25h", stdout);
+    std::fflush(stdout);
+  }
+  Display(const Display&) = delete;
+  Display& operator=(const Display&) = delete;
+
+  void show(const Meter& meter, const Reading& reading) {
+    std::string text = drawn_ ? "\033[" + std::to_string(kBands + 1) + "A" : "";
+    for (size_t b = 0; b < kBands; ++b) text += bar(meter.bands_hz()[b], reading.levels_dB[b]);
+    char line[160];
+    std::snprintf(line, sizeof line, "\033[K%7.1f s", reading.seconds);
+    text += line;
+    if (seconds_ > 0) text += " of " + json::number(seconds_, 1);
+    text += "   M " + lufs(reading.momentary_lufs) + "  S " + lufs(reading.short_term_lufs) + "  I " +
+            lufs(meter.loudness().integrated()) + " LUFS\n";
+    std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
+    drawn_ = true;
+  }
+
+ private:
+  static constexpr int kWidth = 48;
+
+  std::string bar(int hz, int level_dB) const {
+    char head[32], tail[32];
+    std::snprintf(head, sizeof head, "\033[K%7d Hz ", hz);
+    std::snprintf(tail, sizeof tail, " %4d dB\n", level_dB);
+    const int filled = std::clamp((level_dB + 60) * kWidth / 60, 0, kWidth);
+    std::string text = head;
+    if (color_) text += level_dB > -6 ? "\033[31m" : level_dB > -18 ? "\033[33m" : "\033[32m";
+    for (int i = 0; i < filled; ++i) text += utf8_ ? "\u2588" : "#";
+    if (color_) text += "\033[0m";
+    for (int i = filled; i < kWidth; ++i) text += utf8_ ? "\u00b7" : ".";
+    return text + tail;
+  }
+
+  const bool color_, utf8_;
+  const double seconds_;
+  bool drawn_ = false;
+};
+
+// ---- As numbers ----------------------------------------------------------------------------------------------
+void print_head(const Meter& meter) {
+  std::printf("%8s", "s");
+  for (const int hz : meter.bands_hz()) std::printf("%6d", hz);
+  std::printf("%8s%8s\n", "M", "S");
+}
+
+void print_row(const Reading& reading) {
+  std::printf("%8.1f", reading.seconds);
+  for (const int level : reading.levels_dB) std::printf("%6d", level);
+  std::printf("%8s%8s\n", lufs(reading.momentary_lufs).c_str(), lufs(reading.short_term_lufs).c_str());
+}
+
+std::string reading_json(const Reading& reading) {
+  std::vector<std::string> levels;
+  for (const int level : reading.levels_dB) levels.push_back(std::to_string(level));
+  return json::object({{"s", json::number(reading.seconds)},
+                       {"levels_db", json::array(levels)},
+                       {"momentary_lufs", json::number(reading.momentary_lufs, 2)},
+                       {"short_term_lufs", json::number(reading.short_term_lufs, 2)}});
+}
+
+void print_json(const AudioInput& input, const Meter& meter, const std::vector<std::string>& series) {
+  std::vector<std::string> bands;
+  for (const int hz : meter.bands_hz()) bands.push_back(std::to_string(hz));
+  const analysis::Programme programme = meter.loudness().programme();
+  std::puts(json::object({{"source", json::string(input.name())},
+                          {"sample_rate_hz", std::to_string(input.sample_rate())},
+                          {"bands_hz", json::array(bands)},
+                          {"series", json::array(series)},
+                          {"integrated_lufs", json::number(programme.integrated_lufs, 2)},
+                          {"loudness_range_lu", json::number(programme.range_lu, 2)},
+                          {"true_peak_dbtp", json::number(programme.true_peak_dB, 2)}})
+                .c_str());
+}
+
+// ---- The command ---------------------------------------------------------------------------------------------
+struct MeterOptions : StreamOptions {
+  bool json = false, fast = false;
+};
+
+void run_meter(const MeterOptions& options, const Context& context) {
+  std::optional<RawFormat> raw;
+  if (options.raw)
+    raw = RawFormat{options.raw_rate ? options.raw_rate : 48000,
+                    options.raw_channels ? options.raw_channels : 2};
+  AudioInput input(options.in, raw);
+  const int block = input.sample_rate() / kStepsPerSecond;
+  Meter meter(input.sample_rate(), input.channels(), block);
+  const bool live = !options.json && isatty(STDOUT_FILENO);
+  std::unique_ptr<Display> display;
+
+  const InterruptNoted interrupt;
+  const auto start = std::chrono::steady_clock::now();
+  std::vector<int16_t> pcm(static_cast<size_t>(block * input.channels()));
+  std::vector<std::string> series;
+  for (int step = 0, frames = block; frames == block && !interrupt.came(); ++step) {
+    frames = input.read(pcm.data(), block);
+    if (frames == 0) break;
+    const Reading reading = meter.add(pcm.data(), frames);
+    if (options.json) {
+      series.push_back(reading_json(reading));
+    } else if (live) {
+      if (!display) display = std::make_unique<Display>(context.color, input.frames(), input.sample_rate());
+      display->show(meter, reading);
+      if (!options.fast)
+        std::this_thread::sleep_until(start + std::chrono::milliseconds(1000 / kStepsPerSecond * (step + 1)));
+    } else {
+      if (step == 0) print_head(meter);
+      if ((step + 1) % kStepsPerSecond == 0 || frames < block) print_row(reading);
+    }
+  }
+  display.reset();
+  if (options.json) {
+    print_json(input, meter, series);
+  } else {
+    const analysis::Programme p = meter.loudness().programme();
+    std::printf("integrated %s LUFS, range %s LU, true peak %s dBTP\n", lufs(p.integrated_lufs).c_str(),
+                lufs(p.range_lu).c_str(), lufs(p.true_peak_dB).c_str());
+  }
+}
+
+}  // namespace
+
+void add_meter(CLI::App& app, Context& context) {
+  CLI::App* const command = app.add_subcommand("meter", "Show ten bands and the loudness of a sound, live");
+  const auto options = std::make_shared<MeterOptions>();
+  command->add_option("IN", options->in, "Sound file, or - for standard input")->required();
+  command->add_flag("--raw", options->raw, "Headerless PCM: 16 bit, little-endian, interleaved");
+  command->add_option("--rate", options->raw_rate, "Sample rate of headerless PCM in Hz (default: 48000)")
+      ->check(CLI::Range(kLowestRate, kHighestRate))
+      ->type_name("HZ");
+  command->add_option("--channels", options->raw_channels, "Channels of headerless PCM (default: 2)")
+      ->check(CLI::Range(1, 2))
+      ->type_name("N");
+  command->add_flag("--fast", options->fast, "Do not wait for the clock");
+  command->add_flag("--json", options->json, "Print the series of readings, twenty a second, as JSON");
+  command->callback([options, &context] { run_meter(*options, context); });
+}
+
+}  // namespace audiopost
