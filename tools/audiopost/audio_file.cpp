@@ -2,6 +2,7 @@
 
 #include <sndfile.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +12,7 @@
 #include <cstring>
 
 #include "app.h"
+#include "interrupt.h"
 
 namespace audiopost {
 namespace {
@@ -77,12 +79,14 @@ AudioInput::AudioInput(const std::string& path, const std::optional<RawFormat>& 
   } else {
     if (path == "-") {  // files with a header may need seeking
       File spool(std::tmpfile(), std::fclose);
-      if (!spool || !copy_all(stdin, spool.get())) throw Failure(name_ + ": " + reason_of(errno));
+      const bool copied = spool && copy_all(stdin, spool.get());
+      if (InterruptNoted::came()) throw Failure("interrupted");
+      if (!copied) throw Failure(name_ + ": " + reason_of(errno));
       file_ = std::move(spool);
     }
     std::rewind(file_.get());
     check_riff_length(file_.get());
-    std::rewind(file_.get());
+    lseek(fileno(file_.get()), 0, SEEK_SET);  // libsndfile reads on from where the descriptor stands
     SF_INFO info = {};
     sound_.reset(sf_open_fd(fileno(file_.get()), SFM_READ, &info, SF_FALSE));
     if (!sound_) throw Failure(name_ + ": not a sound file that can be read (headerless PCM needs --raw)");
@@ -125,7 +129,8 @@ int AudioInput::read_raw(int16_t* pcm, int frames) {
   const size_t frame_bytes = 2 * static_cast<size_t>(channels_);
   auto* const bytes = reinterpret_cast<unsigned char*>(pcm);
   const size_t got = std::fread(bytes, 1, static_cast<size_t>(frames) * frame_bytes, file_.get());
-  if (got % frame_bytes != 0) throw Failure(name_ + ": is cut short: it ends inside a frame");
+  if (got % frame_bytes != 0 && !InterruptNoted::came())
+    throw Failure(name_ + ": is cut short: it ends inside a frame");
   for (size_t i = 0; i < got / 2; ++i)  // in place: each sample is read before it is written
     pcm[i] = static_cast<int16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
   return static_cast<int>(got / frame_bytes);
@@ -148,6 +153,7 @@ int AudioInput::read(int16_t* pcm, int frames) {
     }
   }
   position_ += got;
+  if (InterruptNoted::came()) return 0;
   if (got < frames) {
     if (position_ == 0) throw Failure(name_ + ": holds no sound (0 frames)");
     if (position_ < frames_)

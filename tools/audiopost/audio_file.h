@@ -36,7 +36,7 @@ class AudioInput {
   // Samples of the source beyond the 16-bit range, so far.
   int64_t clipped() const { return clipped_; }
 
-  // Reads so many frames, fewer only at the end. Throws Failure for samples that are not numbers and for sources that
+  // Reads so many frames, fewer only at the end, none after an interrupt (interrupt.h). Throws Failure for samples that are not numbers and for sources that
   // end too early.
   int read(int16_t* pcm, int frames);
 

@@ -14,6 +14,7 @@ using Fields = std::vector<std::pair<std::string, std::string>>;  // a name and 
 // Infinities and NaN, which JSON does not know, become null.
 inline std::string number(double x, int digits = 3) {
   if (!std::isfinite(x)) return "null";
+  if (std::abs(x) < 0.5 * std::pow(10.0, -digits)) x = 0;  // not "-0.0"
   char text[64];
   std::snprintf(text, sizeof text, "%.*f", digits, x);
   return text;

@@ -53,7 +53,7 @@ Measurements measure(const host::Record& record, const MeasureOptions& options) 
   }
   for (const double hz : options.tones_hz)
     for (const double level : options.levels_dB)
-      if (hz < rate / 2) m.distortion.push_back(distortion(record, std::round(hz), level));
+      if (hz < rate / 2) m.distortion.push_back(distortion(record, hz, level));
   for (int ch = 0; ch < distinct_channels(record); ++ch) {
     if (runs(record, kMultiBandDrc)) {
       const std::vector<CompressorBand> bands = compressor_bands(record, ch);
@@ -163,7 +163,7 @@ void add_measure(CLI::App& app, Context& context) {
   command->add_option("--sweep-level", options->sweep_dB, "Peak level of the sweep, dBFS")
       ->check(CLI::Range(-80, 0))
       ->capture_default_str();
-  command->add_option("--tones", options->tones_hz, "Tones to measure distortion with, Hz, in whole numbers")
+  command->add_option("--tones", options->tones_hz, "Tones to measure distortion with, Hz")
       ->check(CLI::Range(1, 100000))
       ->capture_default_str();
   command->add_option("--levels", options->levels_dB, "Their levels, dBFS")

@@ -186,7 +186,7 @@ void run_meter(const MeterOptions& options, const Context& context) {
   const auto start = std::chrono::steady_clock::now();
   std::vector<int16_t> pcm(static_cast<size_t>(block * input.channels()));
   std::vector<std::string> series;
-  for (int step = 0, frames = block; frames == block && !interrupt.came(); ++step) {
+  for (int step = 0, frames = block; frames == block && !InterruptNoted::came(); ++step) {
     frames = input.read(pcm.data(), block);
     if (frames == 0) break;
     const Reading reading = meter.add(pcm.data(), frames);

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "interrupt.h"
 #include "programme.h"
 
 namespace audiopost {
@@ -13,6 +14,7 @@ struct ProcessOptions : StreamOptions {
 };
 
 void process(const ProcessOptions& options, const Context& context) {
+  const InterruptNoted interrupt;  // first of all: from here on an unfinished output is taken away
   Tuning tuning = load_tuning(options.tuning);
   AudioInput input(options.in, options.raw_format(tuning.record));
   const auto notes = fit_to_stream(tuning, input.sample_rate(), input.channels(), options.block);

@@ -33,7 +33,7 @@ class ProgressBar {
   ProgressBar& operator=(const ProgressBar&) = delete;
 
   void show(int64_t done) {
-    if (!shown_ || seconds_since(last_) < 0.1) return;
+    if (!shown_ || (drawn_ && seconds_since(last_) < 0.1)) return;
     last_ = Clock::now();
     const double seconds = static_cast<double>(done) / sample_rate_, speed = seconds / seconds_since(start_);
     if (frames_ > 0) {
@@ -157,11 +157,10 @@ Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, 
   run.sample_rate = input.sample_rate(), run.channels = channels, run.block = block;
 
   ProgressBar bar(options.progress, options.color, input.frames(), input.sample_rate());
-  const InterruptNoted interrupt;
   std::vector<int16_t> pcm(static_cast<size_t>(block * channels));
   for (int frames = block; frames == block;) {
     frames = input.read(pcm.data(), block);
-    if (interrupt.came()) throw Failure("interrupted");
+    if (InterruptNoted::came()) throw Failure("interrupted");
     if (frames == 0 || (frames < block && options.whole_blocks_only)) break;
     std::fill(pcm.begin() + frames * channels, pcm.end(), int16_t{0});
     before.add(pcm.data(), frames);

@@ -59,7 +59,8 @@ struct RunOptions {
   bool color = false;
 };
 
-// Runs `input` through a chain; `output` may be null. The record must fit the stream.
+// Runs `input` through a chain; `output` may be null. The record must fit the stream. Throws Failure when an
+// InterruptNoted of the caller's has heard of one.
 Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, const RunOptions& options);
 
 // The closing report, for people and for programs.

@@ -95,8 +95,8 @@ constexpr const char* kPageStyle = R"(
 body{margin:0;background:#fff;color:#222;font:15px/1.45 system-ui,'DejaVu Sans',sans-serif}
 main{max-width:1320px;margin:0 auto;padding:24px}
 h1{font-size:24px;margin:0} h2{font-size:18px;margin:32px 0 8px} p{color:#666;margin:4px 0 20px}
-.grid{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,480px),1fr));gap:16px}
-.tables{display:flex;flex-wrap:wrap;gap:16px 64px} .grid svg{width:100%;height:auto}
+.charts{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,480px),1fr));gap:16px}
+.tables{display:flex;flex-wrap:wrap;gap:16px 64px;align-items:flex-start} .charts svg{width:100%;height:auto}
 table{border-collapse:collapse;font-variant-numeric:tabular-nums}
 th,td{padding:4px 10px;border-bottom:1px solid #dcdcd8;text-align:right;font-weight:400}
 th[scope]{text-align:left;padding-left:0} td:last-child{text-align:left;color:#666}
@@ -118,9 +118,9 @@ std::string page(const Run& run, const host::Record& record) {
           " \u00d7 real time" + (off.empty() ? "" : "; off: " + off) + "</p>\n";
   text += "<div class='tables'>\n" + programme_table(run);
   if (!run.gains.empty()) text += gain_table(run);
-  text += "</div>\n<div class='grid'>\n" + svg_chart(loudness_chart(run));
+  text += "</div>\n<div class='charts'>\n" + svg_chart(loudness_chart(run));
   if (!run.gains.empty()) text += svg_chart(gain_chart(run));
-  text += "</div>\n<h2>The tuning, designed and measured</h2>\n<div class='grid'>\n";
+  text += "</div>\n<h2>The tuning, designed and measured</h2>\n<div class='charts'>\n";
   for (const Chart& chart : tuning_charts(record)) text += svg_chart(chart);
   return text + "</div>\n</main></body></html>\n";
 }

@@ -11,6 +11,14 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 constexpr int kSweepLength = 1 << 17;  // 2.7 s at 48 kHz, bins 0.37 Hz apart
 
+constexpr int kToneLength = 1 << 15;
+
+// The four-term window, over 0 ... 1 (F. J. Harris, Proc. IEEE 66:1, 1978).
+double blackman_harris(double t) {
+  return 0.35875 - 0.48829 * std::cos(2 * kPi * t) + 0.14128 * std::cos(4 * kPi * t) -
+         0.01168 * std::cos(6 * kPi * t);
+}
+
 int rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
 
 // Radix-2 FFT in place; the length is a power of two.
@@ -193,25 +201,42 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 Distortion distortion(const host::Record& record, double hz, double level_dB) {
   const Chain chain = make_chain(record, kMeasureBlock);
   const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
-  const auto second = static_cast<size_t>(rate);
+  const auto wanted = static_cast<size_t>(3 * rate + kToneLength);
   std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
   std::vector<double> out;
-  for (int at = 0; out.size() < 4 * second; at += kMeasureBlock) {
+  for (int at = 0; out.size() < wanted; at += kMeasureBlock) {
     for (int i = 0; i < kMeasureBlock * channels; ++i)
       pcm[static_cast<size_t>(i)] = static_cast<int16_t>(
           std::lround(32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * (at + i / channels) / rate)));
     AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kMeasureBlock);
     for (int i = 0; i < kMeasureBlock; ++i) out.push_back(pcm[static_cast<size_t>(i * channels)] / 32767.0);
   }
-  const size_t from = 3 * second;
-  const double tone = std::abs(component(out, from, second, hz, rate));
-  double mean = 0, total = 0, harmonics = 0;
-  for (size_t i = from; i < from + second; ++i) mean += out[i] / rate;
-  for (size_t i = from; i < from + second; ++i) total += 2.0 * (out[i] - mean) * (out[i] - mean) / rate;
-  for (int k = 2; k <= 10 && k * hz < rate / 2.0; ++k)
-    harmonics += std::norm(component(out, from, second, k * hz, rate));
-  return {hz, level_dB, to_dB(tone), 10 * std::log10(harmonics / (tone * tone)),
-          10 * std::log10(std::max(total - tone * tone, 0.0) / (tone * tone))};
+
+  // Power around a frequency, under a window whose side lobes lie below 92 dB.
+  std::vector<Complex> spectrum(out.end() - kToneLength, out.end());
+  double window_power = 0;
+  for (size_t i = 0; i < spectrum.size(); ++i) {
+    const double w = blackman_harris(static_cast<double>(i) / kToneLength);
+    spectrum[i] *= w;
+    window_power += w * w;
+  }
+  fft(spectrum);
+  const auto power = [&](double from_bin, double to_bin) {
+    double sum = 0;
+    for (int i = static_cast<int>(std::max(0.0, std::ceil(from_bin))); i <= to_bin && i <= kToneLength / 2;
+         ++i)
+      sum += std::norm(spectrum[static_cast<size_t>(i)]);
+    return sum / (window_power * kToneLength / 4);  // so that a sine of amplitude 1 gives 1
+  };
+  // Wide enough for the window, and for the slow gain of a stage that is still moving.
+  constexpr double kSkirt = 8;
+  const double bin = hz / rate * kToneLength, skirt = std::min(kSkirt, bin / 2);
+  const double tone = power(bin - skirt, bin + skirt);
+  double harmonics = 0;
+  for (int k = 2; k <= 10 && k * hz < rate / 2.0; ++k) harmonics += power(k * bin - skirt, k * bin + skirt);
+  const double rest = power(kSkirt / 2, bin - skirt) + power(bin + skirt, kToneLength);
+  const auto ratio_dB = [&](double x) { return 10 * std::log10(std::max(x, 1e-30) / std::max(tone, 1e-30)); };
+  return {hz, level_dB, 10 * std::log10(std::max(tone, 1e-30)), ratio_dB(harmonics), ratio_dB(rest)};
 }
 
 // ---- Static curves -------------------------------------------------------------------------------------------
@@ -264,7 +289,7 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
         mono<MultiBandDRC_Process, MultiBandDRC_Destroy>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1));
     const double amplitude = 32767.0 * from_dB(level - passed_dB);
     const auto tone = [&](int i) { return amplitude * std::sin(2 * kPi * hz * i / rate); };
-    const std::vector<float> out = steady(process, tone, 0.1 + 8e-3 * longest_ms, rate, window);
+    const std::vector<float> out = steady(process, tone, 0.1 + 4e-3 * longest_ms, rate, window);
     curve.push_back({level, to_dB(std::abs(component(out, 0, window, hz, rate)) / 32767.0)});
   }
   return curve;

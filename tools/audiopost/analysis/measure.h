@@ -42,7 +42,7 @@ struct Distortion {
   double out_dB;           // the tone as it came out
   double thd_dB, thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out
 };
-// A tone on every channel of a fresh chain, measured on channel 0 in the fourth second.
+// A tone on every channel of a fresh chain, measured on channel 0 after three seconds.
 Distortion distortion(const host::Record& record, double hz, double level_dB);
 
 // ---- Static curves: settled output against input, each in dB against full scale ---------------------------------

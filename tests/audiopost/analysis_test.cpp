@@ -1,0 +1,264 @@
+// What audiopost measures with, held to standards, formulas and the chain itself.
+#include <algorithm>
+
+#include "analysis/loudness.h"
+#include "analysis/measure.h"
+#include "analysis/stages.h"
+#include "support.h"
+
+using namespace analysis;
+using support::Record;
+
+namespace {
+
+struct Tone {
+  double seconds, level_dB;  // of the peak
+};
+
+// A stereo meter that has heard 1 kHz tones, one after another.
+LoudnessMeter after_tones(const std::vector<Tone>& tones, int sample_rate) {
+  LoudnessMeter meter(sample_rate, 2);
+  for (const Tone& tone : tones) {
+    const auto frames = static_cast<int>(tone.seconds * sample_rate);
+    std::vector<int16_t> pcm;
+    for (int i = 0; i < frames; ++i)
+      pcm.insert(pcm.end(), 2,
+                 static_cast<int16_t>(std::lround(32768 * from_dB(tone.level_dB) *
+                                                  std::sin(2 * M_PI * 1000 * i / sample_rate))));
+    for (int at = 0; at < frames; at += 1000)
+      meter.add(&pcm[2 * static_cast<size_t>(at)], std::min(1000, frames - at));
+  }
+  return meter;
+}
+
+void set(Record& record, int index, std::initializer_list<float> values) {
+  std::copy(values.begin(), values.end(), record.begin() + index);
+}
+
+double worst_gap(const Curve& measured, double from_dB,
+                 const std::function<double(double)>& designed_gain_dB) {
+  double worst = 0;
+  for (const CurvePoint& p : measured)
+    if (p.in_dB >= from_dB) worst = std::max(worst, std::abs(p.out_dB - p.in_dB - designed_gain_dB(p.in_dB)));
+  return worst;
+}
+
+}  // namespace
+
+TEST_CASE("integrated loudness and range of the EBU's test signals") {
+  constexpr double kAny = -1;
+  const struct {
+    std::vector<Tone> tones;
+    double lufs, lu;
+  } rows[] = {
+      {{{20, -23}}, -23, 0},  // EBU Tech 3341, cases 1 to 5
+      {{{20, -33}}, -33, 0},
+      {{{10, -36}, {60, -23}, {10, -36}}, -23, kAny},
+      {{{10, -72}, {10, -36}, {60, -23}, {10, -36}, {10, -72}}, -23, kAny},
+      {{{20, -26}, {20.1, -20}, {20, -26}}, -23, kAny},
+      {{{20, -20}, {20, -30}}, kAny, 10},  // EBU Tech 3342, cases 1 to 4
+      {{{20, -20}, {20, -15}}, kAny, 5},
+      {{{20, -40}, {20, -20}}, kAny, 20},
+      {{{20, -50}, {20, -35}, {20, -20}, {20, -35}, {20, -50}}, kAny, 15},
+  };
+  for (const int sample_rate : {48000, 44100})
+    for (const auto& row : rows) {
+      CAPTURE(sample_rate);
+      CAPTURE(row.tones.size());
+      CAPTURE(row.tones[0].level_dB);
+      const LoudnessMeter meter = after_tones(row.tones, sample_rate);
+      if (row.lufs != kAny) CHECK(std::abs(meter.integrated() - row.lufs) <= 0.1);
+      if (row.lu != kAny) CHECK(std::abs(meter.range() - row.lu) <= 1.0);
+    }
+}
+
+TEST_CASE("true peak finds what lies between the samples") {
+  // EBU Tech 3341, cases 15 to 19: the period in samples, the phase, the amplitude and the reading.
+  const struct {
+    double period, degrees, amplitude, dBTP;
+  } rows[] = {{4, 0, 0.5, -6.02},
+              {4, 45, 0.5, -6.02},
+              {6, 60, 0.5, -6.02},
+              {8, 67.5, 0.5, -6.02},
+              {4, 45, 1.41, 3.0}};
+  for (const auto& row : rows) {
+    CAPTURE(row.period);
+    CAPTURE(row.degrees);
+    LoudnessMeter meter(48000, 1);
+    std::vector<int16_t> pcm;
+    for (int i = 0; i < 4800; ++i) {  // faded in and out: a step would ring higher than the tone
+      const double fade = std::min({1.0, i / 480.0, (4800 - i) / 480.0});
+      pcm.push_back(static_cast<int16_t>(std::lround(
+          32767 * fade * row.amplitude * std::sin(2 * M_PI * (i / row.period + row.degrees / 360)))));
+    }
+    meter.add(pcm.data(), 4800);
+    const Programme p = meter.programme();
+    CHECK(p.true_peak_dB <= row.dBTP + 0.2);
+    CHECK(p.true_peak_dB >= row.dBTP - 0.4);
+    CHECK(p.true_peak_dB >= p.sample_peak_dB);
+  }
+}
+
+TEST_CASE("a programme's crest, rails and silence") {
+  LoudnessMeter square(48000, 1), silence(48000, 2), nothing(48000, 2);
+  const std::vector<int16_t> rails = {32767, -32768, 32767, -32768};
+  for (int i = 0; i < 12000; ++i) square.add(rails.data(), 4);
+  CHECK(square.programme().full_scale_samples == 48000);
+  CHECK(std::abs(square.programme().crest_dB()) < 0.001);
+  const std::vector<int16_t> zeros(96000);
+  silence.add(zeros.data(), 48000);
+  for (const LoudnessMeter* meter : {&silence, &nothing}) {
+    CHECK(meter->integrated() == -INFINITY);
+    CHECK(meter->programme().true_peak_dB == -INFINITY);
+    CHECK(meter->range() == 0);
+  }
+}
+
+TEST_CASE("the effects run one at a time give the chain's samples") {
+  for (const std::string& name : host::preset_names())
+    for (const int channels : {1, 2}) {
+      CAPTURE(name);
+      CAPTURE(channels);
+      Record record = host::preset(name);
+      record[host::kChannels] = static_cast<float>(channels);
+      record[25] = 6.0f;
+      for (int flag = 10; flag < 18; ++flag) record[static_cast<size_t>(flag)] = 1;
+      const Chain chain = make_chain(record, 512);
+      Stages stages(record, 512);
+      std::vector<int16_t> pcm = support::noise_pcm(512 * channels * 20),
+                           out(static_cast<size_t>(512 * channels));
+      for (size_t at = 0; at < pcm.size(); at += out.size()) {
+        AudioPost_Process(chain.get(), &pcm[at], out.data(), channels, 512);
+        stages.process(&pcm[at], [](Flag, float* const*) {});
+        std::vector<int16_t> taken_apart;
+        for (size_t i = 0; i < out.size(); ++i) {
+          const auto& channel = stages.output()[i % static_cast<size_t>(channels)];
+          taken_apart.push_back(static_cast<int16_t>(
+              std::clamp(channel[i / static_cast<size_t>(channels)], -32768.0f, 32767.0f)));
+        }
+        REQUIRE(support::same_bits(out, taken_apart));
+      }
+    }
+}
+
+TEST_CASE(
+    "the equalizer measures as its formulas say, every type of band, each channel by its own settings") {
+  Record record = support::plain_record(2);
+  record[14] = 1;
+  const struct {
+    int type;
+    float fc, q, boost;
+  } rows[] = {{Parametric, 1000, 2, 9},     {Parametric, 80, 16, -20}, {LowShelf, 200, 0.7f, 6},
+              {LowShelf, 100, 2, -12},      {HighShelf, 8000, 1, -6},  {HighShelf, 3000, 0.3f, 12},
+              {GeneralLP, 12000, 0.9f, 3},  {GeneralHP, 40, 1.2f, 0},  {BandPass, 2000, 3, 0},
+              {ButterworthLP, 15000, 0, 0}, {ButterworthHP, 30, 0, 0}};
+  for (const auto& row : rows) {
+    CAPTURE(row.type);
+    CAPTURE(row.fc);
+    set(record, 100, {1, static_cast<float>(row.type), row.fc, row.q, row.boost});
+    set(record, 155, {1, Parametric, 500, 1, 3, 1, static_cast<float>(row.type), row.fc, row.q, row.boost});
+    const auto measured = eq_response(record);
+    REQUIRE(measured.size() == 2);
+    for (int ch = 0; ch < 2; ++ch)
+      for (double hz = 20; hz < 20000; hz *= 1.3) {
+        const double bin = 48000.0 / (1 << 17), centre = bin * std::round(hz / bin);
+        Complex designed = 1;
+        for (const EqBand& band : eq_bands(record, ch))
+          if (band.on) designed *= band_response(band, 48000, centre);
+        CAPTURE(hz);
+        if (std::abs(designed) > 1e-3)
+          CHECK(std::abs(to_dB(std::abs(measured[static_cast<size_t>(ch)].at(hz)) / std::abs(designed))) <
+                0.05);
+      }
+  }
+}
+
+TEST_CASE("the crossover and the compressor's bands measure as designed") {
+  Record record = support::plain_record(1);
+  // An instant attack and a long release: the follower stays at a sine's peak, so its level is the tone's.
+  for (const int start : {210, 230, 250, 270})
+    set(record, start, {200, 1000, 3, 1, -20, -50, -60, 4, -10, 0, 500, 0});
+  set(record, 210, {20, 200}), set(record, 230, {200, 1500}), set(record, 250, {1500, 6000}),
+      set(record, 270, {6000, 2e4f});
+  for (const int count : {2, 3, 4}) {
+    record[200] = static_cast<float>(count);
+    const auto bands = compressor_bands(record, 0);
+    const auto measured = crossover_responses(record, 0);
+    REQUIRE(bands.size() == static_cast<size_t>(count));
+    for (size_t b = 0; b < bands.size(); ++b) {
+      CAPTURE(count);
+      CAPTURE(std::string(bands[b].name));
+      for (double hz = 30; hz < 20000; hz *= 1.5) {
+        const double bin = 48000.0 / (1 << 17),
+                     designed = std::abs(crossover_response(bands[b], 48000, bin * std::round(hz / bin)));
+        if (designed > 1e-3) CHECK(std::abs(to_dB(std::abs(measured[b].at(hz)) / designed)) < 0.02);
+      }
+      if (count == 3) continue;
+      CHECK(worst_gap(compressor_curve(record, 0, b), -58, [&](double level) {
+              return bands[b].gain_dB + bands[b].curve.played_gain_dB(level + bands[b].gain_dB, 0) -
+                     to_dB(count);
+            }) < 0.5);  // steps of the table, and what the follower droops between two peaks of 70 Hz
+    }
+  }
+}
+
+TEST_CASE("AGC and limiter settle on their curves") {
+  Record record = support::plain_record(1);
+  const struct {
+    float threshold, ceiling, compress_start, expand_end, noise_threshold, max_gain, max_peak;
+  } rows[] = {
+      {-3, -1, -20, -40, -45, 16, -1}, {-12, -0.5f, -30, -50, -60, 6, -10}, {0, 0, -10, -55, -70, 0, -3}};
+  for (const auto& row : rows) {
+    CAPTURE(row.threshold);
+    set(record, 400,
+        {row.threshold, row.ceiling, 5, row.compress_start, row.expand_end, row.noise_threshold, row.max_gain,
+         row.max_peak, 50, 50, 0});
+    const PeakStage stage = peak_stage(record, 0);
+    // Half a step of the tables, where the expander is steep, and the 1 that the detectors add to a sample.
+    CHECK(worst_gap(agc_curve(record, 0), -60, [&](double x) { return stage.agc.played_gain_dB(x, 10); }) <
+          0.75);
+    CHECK(worst_gap(limiter_curve(record, 0), -60, [&](double x) { return stage.limiter_gain_dB(x); }) < 0.1);
+  }
+}
+
+TEST_CASE("the bass enhancer's harmonics are those of its curve") {
+  Record record = support::plain_record(1);
+  for (const auto& [drive, blend, floor] :
+       {std::tuple(6.0f, 5.0f, 0.0f), {3.0f, 8.0f, 1.0f}, {9.0f, 2.0f, 0.0f}}) {
+    CAPTURE(drive);
+    set(record, 60, {-3, drive, blend, 80, floor, 50});
+    const auto designed = bass_harmonics(bass_stage(record, 0), 48000, 60, 0.25, 5);
+    const auto measured = measured_bass_harmonics(record, 0, 60, 0.25, 5);
+    for (size_t k = 0; k < designed.size(); ++k)
+      if (designed[k] > 1e-4) CHECK(std::abs(to_dB(measured[k] / designed[k])) < 0.1);
+  }
+}
+
+TEST_CASE("distortion is that of a clipped sine, and next to none where nothing clips") {
+  Record record = support::plain_record(2);
+  set(record, 20, {12}), set(record, 25, {12});
+  // Fourier series of a sine of amplitude 2 cut at 1, by quadrature.
+  const double drive = from_dB(12 - 6.0);
+  double series[11] = {};
+  for (int h = 1; h <= 10; ++h)
+    for (int i = 0; i < 100000; ++i) {
+      const double t = 2 * M_PI * i / 100000;
+      series[h] += std::clamp(drive * std::sin(t), -1.0, 1.0) * std::sin(h * t) / 50000;
+    }
+  double harmonics = 0;
+  for (int h = 2; h <= 10; ++h) harmonics += series[h] * series[h];
+  const Distortion clipped = distortion(record, 997, -6);
+  CHECK(std::abs(clipped.thd_dB - 10 * std::log10(harmonics / (series[1] * series[1]))) < 0.1);
+  CHECK(std::abs(clipped.out_dB - to_dB(series[1])) < 0.02);
+  const Distortion clean = distortion(support::plain_record(1), 997, -6);
+  CHECK(std::abs(clean.out_dB + 6) < 0.01);
+  CHECK(clean.thd_dB < -95);
+  CHECK(clean.thdn_dB < -88);  // what rounding to 16 bits leaves
+}
+
+TEST_CASE("the chain answers a click within the block") {
+  for (const std::string& name : host::preset_names()) CHECK(latency(host::preset(name)) == 0);
+  Record mute = support::plain_record(1);
+  mute[20] = -200;
+  CHECK(latency(mute) == -1);
+}
