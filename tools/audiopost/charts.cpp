@@ -37,7 +37,7 @@ Axis gain_axis(const std::vector<Series>& series, double floor) {
     for (const auto& point : one.points)
       if (std::isfinite(point.second)) low = std::min(low, point.second), high = std::max(high, point.second);
   Axis axis{"gain, dB", std::max(floor, 6 * std::floor(low / 6 - 0.1)), 6 * std::ceil(high / 6 + 0.1)};
-  const double step = axis.high - axis.low > 48 ? 12 : 6;
+  const double range = axis.high - axis.low, step = range > 48 ? 12 : range > 18 ? 6 : 3;
   for (double t = std::ceil(axis.low / step) * step; t <= axis.high; t += step) axis.ticks.push_back(t);
   return axis;
 }

@@ -95,7 +95,7 @@ constexpr const char* kPageStyle = R"(
 body{margin:0;background:#fff;color:#222;font:15px/1.45 system-ui,'DejaVu Sans',sans-serif}
 main{max-width:1320px;margin:0 auto;padding:24px}
 h1{font-size:24px;margin:0} h2{font-size:18px;margin:32px 0 8px} p{color:#666;margin:4px 0 20px}
-.charts{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,480px),1fr));gap:16px}
+.charts{display:grid;margin-top:16px;grid-template-columns:repeat(auto-fit,minmax(min(100%,480px),1fr));gap:16px}
 .tables{display:flex;flex-wrap:wrap;gap:16px 64px;align-items:flex-start} .charts svg{width:100%;height:auto}
 table{border-collapse:collapse;font-variant-numeric:tabular-nums}
 th,td{padding:4px 10px;border-bottom:1px solid #dcdcd8;text-align:right;font-weight:400}
