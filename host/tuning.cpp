@@ -89,8 +89,10 @@ void write_table(const Record& record, const Table& table, std::string& out) {
     std::string line = field.name;
     line += " = ";
     line += value_text(field.kind, record[static_cast<size_t>(field.index)]);
-    const std::string unit = field.unit, hint = field.hint;
-    const std::string comment = unit + (unit.empty() || hint.empty() ? "" : "; ") + hint;
+    const std::string hint = field.hint;
+    std::string comment = field.unit;
+    if (!comment.empty() && !hint.empty()) comment += "; ";
+    comment += hint;
     if (!comment.empty()) line.append(line.size() < 26 ? 26 - line.size() : 1, ' ') += "# " + comment;
     out += line + "\n";
   }

@@ -13,7 +13,6 @@
 #include "filters/kernels/kernels.h"
 
 using loudness::KWeightingCoeffs;
-using loudness::KWeightingHistory;
 
 namespace {
 

@@ -69,7 +69,7 @@ struct MultibandWave {
     const Vec log2 = exponent + ((-0.344845f * mantissa + 2.024658f) * mantissa - 1.674873f);
     const Mask estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Mask);
     Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
-    k = steps[v] + (x == x ? k : Mask{});
+    k = steps[v] + (x == x ? k : Mask{});  // NOLINT(misc-redundant-expression): NaN
     k -= follower >= gather(base, k + 1);  // true is -1
     const Vec endless = Vec{} + __builtin_inff();
     from[v] = compressed[v] ? gather(base, k) : -endless;

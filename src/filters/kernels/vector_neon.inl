@@ -17,6 +17,9 @@ Vec every_pair(const float* p) {
 // v moved up by one pair, with the last pair of `before` below it.
 Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
 
+// The same by one quad.
+Vec quad_up(Vec before, Vec) { return before; }
+
 Quad quad_pairs(const float* p) { return every_pair(p); }
 Quad quad_of(const Vec* v, int q) { return v[q]; }
 Vec from_quads(const Quad* q) { return q[0]; }
