@@ -79,7 +79,7 @@ TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
           amplitudes = {-28, -28, -24, -30, -30};
           for (double& level : amplitudes) level = 32768 * std::pow(10.0, level / 20);
         }
-        feed(m.get(), amplitudes, 1000, static_cast<int>(s.seconds * 48000), block, time);
+        feed(m.get(), amplitudes, 1000.0, static_cast<int>(std::lround(s.seconds * 48000)), block, time);
       }
       CHECK(std::fabs(reading(m) - expected[c]) < 0.1);
     }
