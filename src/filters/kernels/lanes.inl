@@ -162,8 +162,9 @@ struct Joined {
 
   template <bool kEdge>
   INLINED void step(int t, int n) {
-    first.template step<kEdge>(t, n);
-    second.template step<kEdge>(t - behind, n);
+    // Before its first frame and after its last a wave has nothing to do.
+    if (!kEdge || t < n + behind - 1) first.template step<kEdge>(t, n);
+    if (!kEdge || t >= behind) second.template step<kEdge>(t - behind, n);
   }
 };
 template <class First, class Second>

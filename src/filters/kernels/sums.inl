@@ -5,8 +5,8 @@
 // Only a t halfway between two multiples is different: its rounding depends on the sum. Where a group of terms leaves
 // the binade, or holds such a t, it is added one by one.
 
-constexpr int kGroup = 16;  // terms tried together
-constexpr int kGroupVecs = kGroup / kLanes;
+// Terms tried together: a sum of few terms leaves its binade often, a sliding one seldom.
+constexpr int kGroup = 16, kStretch = 64;
 
 union Bits {
   float value;
@@ -44,21 +44,22 @@ struct Binade {
   }
 };
 
-// The terms of a group as they are rounded in a binade, added up.
-struct RoundedGroup {
+// Terms as they are rounded in a binade, added up.
+template <int N>
+struct Rounded {
   Mask fine = Mask{} - 1;  // none negative, NaN, 2^e or more, or halfway
   float sum;
 
-  RoundedGroup(const float* terms, float floor) {
+  Rounded(const float* terms, float floor) {
     const Vec half_unit = Vec{} + floor * 0x1p-24f;
-    Vec total{};
-    for (int v = 0; v < kGroupVecs; ++v) {
+    Vec total[2]{};
+    for (int v = 0; v < N / kLanes; ++v) {
       const Vec t = load<Vec>(terms + v * kLanes);
       const Vec rounded = (t + floor) - floor;
       fine &= (t >= 0.0f) & (t < floor) & (magnitude(t - rounded) < half_unit);
-      total += rounded;
+      total[v % 2] += rounded;
     }
-    sum = sum_of_lanes(total);
+    sum = sum_of_lanes(total[0] + total[1]);
   }
 };
 
@@ -68,7 +69,7 @@ float add_in_order(float sum, const float* terms, int n) {
   in.enter(sum);
   int i = 0;
   for (; i + kGroup <= n; i += kGroup) {
-    const RoundedGroup group(terms + i, in.floor);
+    const Rounded<kGroup> group(terms + i, in.floor);
     const float next = sum + group.sum;
     if (!any(~group.fine) && next < in.end) {
       sum = next;
@@ -86,16 +87,16 @@ float slide_in_order(float sum, float* ring, const float* fresh, int n) {
   Binade in;
   in.enter(sum);
   int i = 0;
-  for (; i + kGroup <= n; i += kGroup) {
-    const RoundedGroup leaving(ring + i, in.floor), entering(fresh + i, in.floor);
+  for (; i + kStretch <= n; i += kStretch) {
+    const Rounded<kStretch> leaving(ring + i, in.floor), entering(fresh + i, in.floor);
     // In whatever order: never below the binade, never above it.
     if (!any(~(leaving.fine & entering.fine)) && sum - leaving.sum > in.floor &&
         sum + entering.sum < in.end) {
       sum = (sum - leaving.sum) + entering.sum;
-      __builtin_memcpy(ring + i, fresh + i, kGroup * sizeof(float));
+      __builtin_memcpy(ring + i, fresh + i, kStretch * sizeof(float));
       continue;
     }
-    for (int k = i; k < i + kGroup; ++k) {
+    for (int k = i; k < i + kStretch; ++k) {
       sum -= ring[k];
       ring[k] = fresh[k];
       sum += ring[k];
@@ -121,6 +122,7 @@ void squares_over(const float* x, float divisor, float* squares, int n) {
 }
 
 float lanes_add_squares(float sum, const float* x, float divisor, int n) {
+  if (n <= 8 * kGroup) return plain_add_squares(sum, x, divisor, n);  // few terms fall into one binade
   float terms[kFrames];
   for (int at = 0; at < n; at += kFrames) {
     const int length = n - at < kFrames ? n - at : kFrames;
@@ -130,15 +132,18 @@ float lanes_add_squares(float sum, const float* x, float divisor, int n) {
   return sum;
 }
 
+Vec larger(Vec a, Vec b) { return a > b ? a : b; }  // b where a is NaN
+
 float lanes_peak(float peak, const float* x, int n) {
-  Vec most = Vec{} + peak;
+  Vec most[2] = {Vec{} + peak, Vec{} + peak};
   int i = 0;
-  for (; i + kLanes <= n; i += kLanes) {
-    const Vec size = magnitude(load<Vec>(x + i));
-    most = size > most ? size : most;
-  }
-  for (int lane = 0; lane < kLanes; ++lane) peak = most[lane] > peak ? most[lane] : peak;
-  return plain_peak(peak, x + i, n - i);
+  for (; i + 2 * kLanes <= n; i += 2 * kLanes)
+    for (int v = 0; v < 2; ++v) most[v] = larger(magnitude(load<Vec>(x + i + v * kLanes)), most[v]);
+  const Vec both = larger(most[0], most[1]);
+  Quad four = quad_of(&both, 0);
+  for (int q = 1; q < kLanes / 4; ++q) four = four > quad_of(&both, q) ? four : quad_of(&both, q);
+  const Quad two = four > swap_pairs(four) ? four : swap_pairs(four);
+  return plain_peak(two[0] > two[1] ? two[0] : two[1], x + i, n - i);
 }
 
 // Within a binade every addition of one step but the first moves the gain by the same amount: the first has settled
