@@ -1,6 +1,7 @@
 // The effects in processing order. The chain knows an effect only by its row here.
 #include "chain/chain.h"
 #include "dynamics/multiband_drc.h"
+#include "loudness/r128_meter.h"
 #include "tone/joins.h"
 
 namespace chain {
@@ -65,7 +66,8 @@ void* init_maximizer(const AudioPostState& c, const float* section) {
 
 const Effect kEffectTable[kEffectCount] = {
     effect<AutoGainState, AutoGain_PrintPara, AutoGain_SetPara, AutoGain_GetPara, AutoGain_Destroy>(
-        kAutoGainSection, init_auto_gain, stage<AutoGainState, AutoGain_Process>(kAutoGainFlag)),
+        kAutoGainSection, init_auto_gain,
+        joining_stage<AutoGainState, AutoGain_Process, loudness::join>(kAutoGainFlag)),
     effect<BassEnhancerState, BassEnhancer_PrintPara, BassEnhancer_SetPara, BassEnhancer_GetPara,
            BassEnhancer_Destroy>(
         kBassEnhancerSection, init_bass_enhancer,

@@ -4,6 +4,16 @@
 
 namespace filters {
 
+bool Batch::join(const MeterChannel* channels, int count, const MeterRing& ring,
+                 void (*metered)(void*, const MeterRing&), void* owner) {
+  if (n_ < 1 || n_ > kMostKept) return false;
+  meter_.take(channels, count);
+  for (int ch = 0; ch < count; ++ch)
+    meter_.channels[ch].in = std::copy_n(channels[ch].in, n_, kept_[ch]) - n_;
+  ring_ = ring, metered_ = metered, meter_owner_ = owner;
+  return true;
+}
+
 void Batch::join(const BassChannel* channels, int count) { bass_.take(channels, count); }
 
 void Batch::join(const ExciterChannel* channels, int count) { exciter_.take(channels, count); }
@@ -29,13 +39,18 @@ void Batch::run_tone() {
   const Kernels& k = kernels();
   const int count = bass_.count;
   if (count > 0 && exciter_.count == count && de_esser_.count == count) {
-    k.tone(bass_.channels, exciter_.channels, de_esser_.channels, count, n_, target_, owner_);
+    const bool metering = meter_.count == count;
+    if (meter_.count > 0 && !metering) k.meter(meter_.channels, meter_.count, n_, ring_);
+    k.tone(bass_.channels, exciter_.channels, de_esser_.channels, count, n_, target_, owner_,
+           metering ? meter_.channels : nullptr, &ring_);
   } else {
+    if (meter_.count > 0) k.meter(meter_.channels, meter_.count, n_, ring_);
     if (bass_.count > 0) k.bass(bass_.channels, bass_.count, n_);
     if (exciter_.count > 0) k.exciter(exciter_.channels, exciter_.count, n_);
     if (de_esser_.count > 0) k.de_esser(de_esser_.channels, de_esser_.count, n_, target_, owner_);
   }
-  bass_.count = exciter_.count = de_esser_.count = 0;
+  if (meter_.count > 0) metered_(meter_owner_, ring_);
+  meter_.count = bass_.count = exciter_.count = de_esser_.count = 0;
 }
 
 void Batch::run_cascade_and_multiband() {

@@ -11,6 +11,10 @@ namespace filters {
 class Batch {
  public:
   explicit Batch(int n) : n_(n) {}
+  // Only reads its channels, as they are now; false where the block is too long to keep. `metered` hears where the ring
+  // has got to.
+  bool join(const MeterChannel* channels, int count, const MeterRing& ring,
+            void (*metered)(void* owner, const MeterRing& ring), void* owner);
   void join(const BassChannel* channels, int count);
   void join(const ExciterChannel* channels, int count);
   void join(const DeEsserChannel* channels, int count,
@@ -32,7 +36,13 @@ class Batch {
       for (count = 0; count < how_many; ++count) channels[count] = from[count];
     }
   };
+  static constexpr int kMostKept = 1024;
   const int n_;
+  Part<MeterChannel> meter_;
+  MeterRing ring_{};
+  void (*metered_)(void*, const MeterRing&) = nullptr;
+  void* meter_owner_ = nullptr;
+  float kept_[2][kMostKept];  // the meter's input: the effect behind it works in place
   Part<BassChannel> bass_;
   Part<ExciterChannel> exciter_;
   Part<DeEsserChannel> de_esser_;

@@ -91,11 +91,10 @@ void ramp_channels(AutoGainState& s, float increment, float** in, float** out, i
   }
 }
 
-}  // namespace
-
-int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
+// With a batch, the meter takes its samples in there.
+int process(AutoGainState* s, float** in, float** out, int n, filters::Batch* batch) {
   if (s->step_samples < n) {
-    LOG_LINE("frameLen is greater than steps! 0\n\n");
+    LOG_LINE_AS("AutoGain_Process", "frameLen is greater than steps! 0\n\n");
     common::end_process();
   }
   const common::FlushDenormals flush;
@@ -108,7 +107,7 @@ int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
     s->samples_to_next_update = common::wrapping_add(s->samples_to_next_update, s->step_samples);
     update_target(*s);  // a reading that does not know this block yet
   }
-  ebur128_addframes(s->meter.get(), in, n);
+  if (!batch || !loudness::join(s->meter.get(), in, n, *batch)) ebur128_addframes(s->meter.get(), in, n);
   s->samples_to_next_update = common::wrapping_sub(s->samples_to_next_update, n);
 
   // The limited goal replaces the target: until the next update, later blocks stay below this block's limit.
@@ -118,6 +117,17 @@ int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
   const float increment = (next - gain) / static_cast<float>(s->frame_length);
   if (s->channels > 0) ramp_channels(*s, increment, in, out, n);
   return s->channels;
+}
+
+}  // namespace
+
+int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
+  return process(s, in, out, n, nullptr);
+}
+
+bool loudness::join(AutoGainState& s, float** x, int n, filters::Batch& batch) {
+  process(&s, x, x, n, &batch);
+  return true;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------

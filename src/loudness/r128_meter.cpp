@@ -77,26 +77,50 @@ void store_block(Ebur128State& s, float energy) {
 
 }  // namespace
 
+namespace {
+
+filters::MeterRing ring_of(Ebur128State& s) {
+  return {s.squares.data(), static_cast<int>(s.squares.size()), s.ring_position};
+}
+
+// After the samples of a block: where the ring has got to, and whether a block's energy is due.
+void count_frames(Ebur128State& s, const filters::MeterRing& ring, int n) {
+  s.ring_position = ring.position;
+  s.samples_to_next_block = common::wrapping_sub(s.samples_to_next_block, n);
+  if (s.samples_to_next_block > 0) return;
+  const float energy = block_energy(s);
+  if (energy >= kAbsoluteGate) store_block(s, energy);
+  s.samples_to_next_block = common::wrapping_add(s.samples_to_next_block, s.step_samples);
+}
+
+}  // namespace
+
 void ebur128_addframes(Ebur128State* s, float** in, int n) {
   if (!s || s->squares.empty()) return;  // without a ring nothing is ever measured
   const common::FlushDenormals flush;
   // One position for all channels: within a block each channel takes the next n entries, and overwrites what
   // another channel may have written. The channels' sums then trade energy between them; only their total is
   // the ring's. Required behaviour: targets are tuned to its readings.
-  filters::MeterRing ring{s->squares.data(), static_cast<int>(s->squares.size()), s->ring_position};
+  filters::MeterRing ring = ring_of(*s);
   for (size_t first = 0; first < s->sums.size(); first += 2) {  // two at a time, for the kernels
     filters::MeterChannel channels[2];
     const size_t count = std::min<size_t>(2, s->sums.size() - first);
     for (size_t i = 0; i < count; ++i) channels[i] = channel_for_kernel(*s, first + i, in[first + i]);
     filters::kernels().meter(channels, static_cast<int>(count), n, ring);
   }
-  s->ring_position = ring.position;
+  count_frames(*s, ring, n);
+}
 
-  s->samples_to_next_block = common::wrapping_sub(s->samples_to_next_block, n);
-  if (s->samples_to_next_block > 0) return;
-  const float energy = block_energy(*s);
-  if (energy >= kAbsoluteGate) store_block(*s, energy);
-  s->samples_to_next_block = common::wrapping_add(s->samples_to_next_block, s->step_samples);
+bool loudness::join(Ebur128State* s, float** in, int n, filters::Batch& batch) {
+  if (!s || s->squares.empty() || s->sums.size() > 2) return false;
+  filters::MeterChannel channels[2];
+  for (size_t ch = 0; ch < s->sums.size(); ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch]);
+  s->frames_joined = n;
+  const auto metered = [](void* meter, const filters::MeterRing& ring) {
+    auto& joined = *static_cast<Ebur128State*>(meter);
+    count_frames(joined, ring, joined.frames_joined);
+  };
+  return batch.join(channels, static_cast<int>(s->sums.size()), ring_of(*s), metered, s);
 }
 
 float ebur128_gatedloudness(const Ebur128State* s) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "filters/batch.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace loudness {
@@ -37,4 +38,17 @@ struct Ebur128State {
   std::vector<loudness::KWeightingHistory> history;  // per channel
   std::vector<float> block_energies;                 // ring of blocks that passed the absolute gate
   int block_capacity, block_position, block_count;
+
+  // Beyond the documented fields.
+  int frames_joined;  // of the block that waits in a batch
 };
+
+namespace loudness {
+
+// ebur128_addframes, but the samples go through the filters with what else joins the batch. False where they can't.
+bool join(Ebur128State* s, float** in, int n, filters::Batch& batch);
+
+// Auto gain with its meter in the batch; the gain itself is applied at once, in place.
+bool join(AutoGainState& s, float** x, int n, filters::Batch& batch);
+
+}  // namespace loudness

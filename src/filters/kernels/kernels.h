@@ -112,9 +112,10 @@ struct Kernels {
   void (*de_esser)(const DeEsserChannel* channels, int count, int n,
                    float (*target)(void* owner, int channel, float energy), void* owner);
   // Bass enhancer, exciter and de-esser one after another; each takes what the one before it gives out, of which only
-  // the last is written.
+  // the last is written. Beside them, if there is one, the meter of as many channels.
   void (*tone)(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
-               int count, int n, float (*target)(void* owner, int channel, float energy), void* owner);
+               int count, int n, float (*target)(void* owner, int channel, float energy), void* owner,
+               const MeterChannel* meter, MeterRing* ring);
   // A cascade and the compressor after it. between[ch], n long, takes what passes from one to the other.
   void (*cascade_multiband)(const CascadeChannel* cascade, float* const* between,
                             const MultibandChannel* multiband, int count, int n);

@@ -158,16 +158,17 @@ template <class First, class Second>
 struct Joined {
   First first;
   Second second;
-  int behind;  // steps
+  int behind;        // steps, from the first to the second
+  int lag_of_first;  // in frames
 
   template <bool kEdge>
   INLINED void step(int t, int n) {
     // Before its first frame and after its last a wave has nothing to do.
-    if (!kEdge || t < n + behind - 1) first.template step<kEdge>(t, n);
+    if (!kEdge || t < n + lag_of_first) first.template step<kEdge>(t, n);
     if (!kEdge || t >= behind) second.template step<kEdge>(t - behind, n);
   }
 };
 template <class First, class Second>
 Joined<First, Second> joined(const First& first, int lag_of_first, const Second& second) {
-  return {first, second, lag_of_first + 1};
+  return {first, second, lag_of_first + 1, lag_of_first};
 }

@@ -173,14 +173,6 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
   }
 }
 
-[[maybe_unused]] void plain_tone(const BassChannel* bass, const ExciterChannel* exciter,
-                                 const DeEsserChannel* de_esser, int count, int n,
-                                 float (*target)(void*, int, float), void* owner) {
-  plain_bass(bass, count, n);
-  plain_exciter(exciter, count, n);
-  plain_de_esser(de_esser, count, n, target, owner);
-}
-
 [[maybe_unused]] void plain_cascade_multiband(const CascadeChannel* cascade, float* const* between,
                                               const MultibandChannel* multiband, int count, int n) {
   plain_cascade(cascade, count, n);
@@ -208,6 +200,16 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
     *c.sum = sum;
     *c.shelf_history = shelf_history, *c.high_pass_history = high_pass_history;
   }
+}
+
+[[maybe_unused]] void plain_tone(const BassChannel* bass, const ExciterChannel* exciter,
+                                 const DeEsserChannel* de_esser, int count, int n,
+                                 float (*target)(void*, int, float), void* owner, const MeterChannel* meter,
+                                 MeterRing* ring) {
+  if (meter) plain_meter(meter, count, n, *ring);
+  plain_bass(bass, count, n);
+  plain_exciter(exciter, count, n);
+  plain_de_esser(de_esser, count, n, target, owner);
 }
 
 // ---- Levels and gains of a block -------------------------------------------------------------------

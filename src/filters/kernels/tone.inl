@@ -318,57 +318,20 @@ void lanes_de_esser(const DeEsserChannel* channels, int count, int n, float (*ta
   cross_fade_lanes(lanes, frames, count, n, target, owner);
 }
 
-// ---- The three in one loop -------------------------------------------------------------------------
-template <bool kFloor>
-void tone_wave(const BassChannel* const (&bass)[2], const ExciterChannel* const (&exciter)[2],
-               DeEsserLanes& de_esser, Frames& frames, int n) {
-  BassLanes<kFloor> first{bass};
-  ExciterLanes second{exciter};
-  const float scale_of_exciter = 1.0f / exciter[0]->scale;
-  auto wave =
-      joined(joined(first.wave(scale_of_exciter, frames), BassWave<kFloor>::kLag, second.wave(frames)),
-             BassWave<kFloor>::kLag + 1 + ExciterWave::kLag, de_esser.wave(frames));
-  run_wave(wave, wave.behind, n);
-  first.take(wave.first.first);
-  second.take(wave.first.second);
-  de_esser.take(wave.second);
-}
-
-void lanes_tone(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
-                int count, int n, float (*target)(void*, int, float), void* owner) {
-  const int last = count - 1;
-  if (n < 1 || n > kFrames || count < 1 || !bass[0].floor_highpass != !bass[last].floor_highpass) {
-    lanes_bass(bass, count, n);
-    lanes_exciter(exciter, count, n);
-    return lanes_de_esser(de_esser, count, n, target, owner);
-  }
-  const BassChannel* const first[2] = {&bass[0], &bass[last]};
-  const ExciterChannel* const second[2] = {&exciter[0], &exciter[last]};
-  const DeEsserChannel* const third[2] = {&de_esser[0], &de_esser[last]};
-  Frames frames;
-  interleave(first[0]->in, first[1]->in, n, frames, 1.0f / bass[0].scale);
-  DeEsserLanes lanes;
-  lanes.channels = third;
-  if (bass[0].floor_highpass)
-    tone_wave<true>(first, second, lanes, frames, n);
-  else
-    tone_wave<false>(first, second, lanes, frames, n);
-  cross_fade_lanes(lanes, frames, count, n, target, owner);
-}
-
 // ---- Loudness meter --------------------------------------------------------------------------------
 //
 //   | shelf L R | high-pass L R |  read the frame, and the shelf
 struct MeterWave {
+  static constexpr int kLag = 1;
   Sections<Quad, 1> sections;
   float* pairs;
 
   template <bool kEdge>
   INLINED void step(int t, int n) {
     sections.step<kEdge>(0, pairs_of(quad_pairs(pairs + 2 * t), sections.y[0]), t, n);
-    if (kEdge && t < 1) return;
+    if (kEdge && t < kLag) return;
     const Quad y = sections.y[0];
-    store_pair(pairs + 2 * (t - 1), swap_pairs(y * y));
+    store_pair(pairs + 2 * (t - kLag), swap_pairs(y * y));
   }
 };
 
@@ -383,30 +346,100 @@ float slide_ring(float sum, MeterRing& ring, const float* squares, int n) {
   return sum;
 }
 
-void meter_lanes(const MeterChannel& a, const MeterChannel* b, int n, MeterRing& ring) {
-  const Stereo<MeterChannel> s(a, b);
-  Frames frames;
-  interleave(a.in, s.channels[1]->in, n, frames, 1.0f / a.scale);
+struct MeterLanes {
+  const MeterChannel* const* channels;
   Image<4> image{};
-  for (int c = 0; c < 2; ++c) {
-    image.place(c, 0, *s.channels[c]->shelf, *s.channels[c]->shelf_history);
-    image.place(2 + c, 1, *s.channels[c]->high_pass, *s.channels[c]->high_pass_history);
+
+  MeterWave wave(Frames& frames) {
+    for (int c = 0; c < 2; ++c) {
+      image.place(c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
+      image.place(2 + c, MeterWave::kLag, *channels[c]->high_pass, *channels[c]->high_pass_history);
+    }
+    return {Sections<Quad, 1>(image, 0), frames.pairs};
   }
-  MeterWave wave{Sections<Quad, 1>(image, 0), frames.pairs};
-  run_wave(wave, 1, n);
-  wave.sections.keep(image, 0);
-  for (int c = 1; c >= 0; --c) {
-    image.take(c, *s.channels[c]->shelf_history);
-    image.take(2 + c, *s.channels[c]->high_pass_history);
+  void take(const MeterWave& wave) {
+    wave.sections.keep(image, 0);
+    for (int c = 1; c >= 0; --c) {
+      image.take(c, *channels[c]->shelf_history);
+      image.take(2 + c, *channels[c]->high_pass_history);
+    }
   }
+};
+
+// The squares that the wave left in `frames`, one channel after the other.
+void slide_channels(const MeterChannel& a, const MeterChannel* b, const Frames& frames, int n,
+                    MeterRing& ring) {
   float squares[2][kFrames];
   deinterleave(frames, n, squares[0], squares[1]);
   *a.sum = slide_ring(*a.sum, ring, squares[0], n);
   if (b) *b->sum = slide_ring(*b->sum, ring, squares[1], n);
 }
 
+void meter_lanes(const MeterChannel& a, const MeterChannel* b, int n, MeterRing& ring) {
+  const Stereo<MeterChannel> s(a, b);
+  Frames frames;
+  interleave(a.in, s.channels[1]->in, n, frames, 1.0f / a.scale);
+  MeterLanes lanes{s.channels};
+  MeterWave wave = lanes.wave(frames);
+  run_wave(wave, wave.kLag, n);
+  lanes.take(wave);
+  slide_channels(a, b, frames, n, ring);
+}
+
 void lanes_meter(const MeterChannel* channels, int count, int n, MeterRing& ring) {
   if (n < 1 || n > kFrames) return plain_meter(channels, count, n, ring);
   for (int ch = 0; ch < count; ch += 2)
     meter_lanes(channels[ch], ch + 1 < count ? &channels[ch + 1] : nullptr, n, ring);
+}
+
+// ---- All of them in one loop -----------------------------------------------------------------------
+template <bool kFloor>
+void tone_wave(const BassChannel* const (&bass)[2], const ExciterChannel* const (&exciter)[2],
+               DeEsserLanes& de_esser, Frames& frames, MeterLanes* meter, Frames& metered, int n) {
+  using Bass = BassWave<kFloor>;
+  BassLanes<kFloor> first{bass};
+  ExciterLanes second{exciter};
+  const float scale_of_exciter = 1.0f / exciter[0]->scale;
+  auto wave = joined(joined(first.wave(scale_of_exciter, frames), Bass::kLag, second.wave(frames)),
+                     Bass::kLag + 1 + ExciterWave::kLag, de_esser.wave(frames));
+  if (meter) {  // beside the others, not after them
+    auto all = joined(meter->wave(metered), MeterWave::kLag, wave);
+    all.behind = 0;
+    run_wave(all, wave.behind, n);
+    meter->take(all.first);
+    wave = all.second;
+  } else {
+    run_wave(wave, wave.behind, n);
+  }
+  first.take(wave.first.first);
+  second.take(wave.first.second);
+  de_esser.take(wave.second);
+}
+
+void lanes_tone(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
+                int count, int n, float (*target)(void*, int, float), void* owner, const MeterChannel* meter,
+                MeterRing* ring) {
+  const int last = count - 1;
+  if (n < 1 || n > kFrames || count < 1 || !bass[0].floor_highpass != !bass[last].floor_highpass) {
+    if (meter) lanes_meter(meter, count, n, *ring);
+    lanes_bass(bass, count, n);
+    lanes_exciter(exciter, count, n);
+    return lanes_de_esser(de_esser, count, n, target, owner);
+  }
+  const BassChannel* const first[2] = {&bass[0], &bass[last]};
+  const ExciterChannel* const second[2] = {&exciter[0], &exciter[last]};
+  const DeEsserChannel* const third[2] = {&de_esser[0], &de_esser[last]};
+  const MeterChannel* const beside[2] = {meter, meter + (meter ? last : 0)};
+  Frames frames, metered;
+  interleave(first[0]->in, first[1]->in, n, frames, 1.0f / bass[0].scale);
+  MeterLanes meter_lanes{beside};
+  if (meter) interleave(beside[0]->in, beside[1]->in, n, metered, 1.0f / meter->scale);
+  DeEsserLanes lanes;
+  lanes.channels = third;
+  if (bass[0].floor_highpass)
+    tone_wave<true>(first, second, lanes, frames, meter ? &meter_lanes : nullptr, metered, n);
+  else
+    tone_wave<false>(first, second, lanes, frames, meter ? &meter_lanes : nullptr, metered, n);
+  if (meter) slide_channels(meter[0], count == 2 ? &meter[1] : nullptr, metered, n, *ring);
+  cross_fade_lanes(lanes, frames, count, n, target, owner);
 }
