@@ -36,8 +36,9 @@ struct MultibandWave {
   Mask compressed[kBandVecs], made[kBandVecs], steps[kBandVecs];
   const float* base;  // what `steps` counts from
   Vec envelope[kBandVecs], value[kBandVecs];
-  // The gain in use, and between which values of follower + 1 it holds.
-  Vec held[kBandVecs], from[kBandVecs], to[kBandVecs];
+  // The two neighbouring gains in use, and for which values of the follower: lower from `from` up to `between`, upper from
+  // there up to `to`.
+  Vec lower[kBandVecs], upper[kBandVecs], from[kBandVecs], between[kBandVecs], to[kBandVecs];
   const float* pairs;
   float* out;
 
@@ -71,10 +72,16 @@ struct MultibandWave {
     Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
     k = steps[v] + (x == x ? k : Mask{});  // NOLINT(misc-redundant-expression): NaN
     k -= follower >= gather(base, k + 1);  // true is -1
-    const Vec endless = Vec{} + __builtin_inff();
+    // Of its neighbours the nearer one: a follower that swings around a step then seldom leaves the two.
+    const Mask first = steps[v], last = first + (kGainSteps - 2);
+    k += follower + follower < gather(base, k) + gather(base, k + 1);
+    k = k < first ? first : k > last ? last : k;
+    const Vec endless = Vec{} + __builtin_inff(), one = Vec{} + 1.0f;
     from[v] = compressed[v] ? gather(base, k) : -endless;
-    to[v] = compressed[v] ? gather(base, k + 1) : endless;
-    held[v] = compressed[v] ? gather(base + (kGainSteps + 1), k) : Vec{} + 1.0f;
+    between[v] = gather(base, k + 1);
+    to[v] = compressed[v] ? gather(base, k + 2) : endless;
+    lower[v] = compressed[v] ? gather(base + (kGainSteps + 1), k) : one;
+    upper[v] = compressed[v] ? gather(base + (kGainSteps + 1), k + 1) : one;
   }
 
   template <bool kEdge>
@@ -87,7 +94,7 @@ struct MultibandWave {
     const Vec followed = x > envelope[v] ? rising : falling;
     envelope[v] = kEdge ? (on ? followed : envelope[v]) : followed;
     if (__builtin_expect(!all_within(followed, from[v], to[v]), 0)) look_up(v, followed);
-    const Vec y = x * held[v];
+    const Vec y = x * (followed >= between[v] ? upper[v] : lower[v]);
     value[v] = kEdge ? (on ? y : value[v]) : y;
   }
 

@@ -49,7 +49,7 @@ struct BassWave {
   static constexpr int kHigh1 = kFloor ? 16 : 10, kHigh2 = kFloor ? 18 : 14;
   QuadSections<4> sections;
   Sections<Quad, 1> high;  // with the floor filter only
-  Quad P, Q, R, S, T, U, gain, dc_coef, amount;
+  Quad P, Q, minus_R, S, T, U, gain, dc_coef, amount;
   Quad shaped[kShaping];  // oldest first
   Quad z, prev_in, prev_out;
   Quad scale, scale_after;  // back to full scale, and to that of what comes after
@@ -60,7 +60,7 @@ struct BassWave {
         high(image, 16),
         P(both(c, &BassChannel::pos_offset)),
         Q(both(c, &BassChannel::pos_bias)),
-        R(both(c, &BassChannel::neg_offset)),
+        minus_R(-both(c, &BassChannel::neg_offset)),
         S(both(c, &BassChannel::neg_bias)),
         T(both(c, &BassChannel::pos_const)),
         U(both(c, &BassChannel::neg_const)),
@@ -77,7 +77,8 @@ struct BassWave {
 
   INLINED Quad shape(Quad l) const {
     const auto positive = l >= 0.0f;
-    const Quad v = magnitude(positive ? (P - l) * l + T : U - (l + R) * l);
+    const Quad v =
+        magnitude(((positive ? P : minus_R) - l) * l + (positive ? T : U));  // U - (l + R) l below 0
     const Quad guarded = v > kTiny ? root(v) : Quad{};
     return (positive ? gain : -gain) * (guarded + (positive ? Q : S));
   }
