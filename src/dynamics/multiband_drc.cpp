@@ -154,7 +154,7 @@ void load_bands(MultiBandDRCState& s, const float* section, const char* function
 // The crossover's edges of one band. The first two bands have one; a count of bands that no crossover makes leaves
 // some without.
 void load_path(CrossoverFilter& f, int band, filters::BiquadPair* (&path)[2]) {
-  const int bands = 2 + f.mid_bands;
+  const int bands = common::wrapping_add(2, f.mid_bands);
   if (band == 0 && bands > 0) path[0] = &f.low[0];
   if (band == 1 && bands > 1) path[0] = &f.high[0];
   if (band == 2 && f.mid_bands > 0) path[0] = &f.mid1_highpass[0], path[1] = &f.mid1_lowpass[0];
