@@ -1,7 +1,7 @@
 # Every target is the script of its name in scripts/, which also installs what the machine lacks.
 export INPUT HOURS
 
-.PHONY: run test test-arm64 deb coverage bench fuzz soak abi format lint clean
+.PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz soak abi format lint clean
 
 run:  # the chain over real sound into out/process.wav; INPUT=song.wav takes yours
 	@scripts/run
@@ -15,6 +15,10 @@ coverage:  # which lines of src/ the tests run
 	@scripts/coverage
 bench:  # cost of the chain and its parts
 	@scripts/bench
+bench-arm64:  # instructions on 64-bit Arm, counted under emulation
+	@scripts/bench-arm64
+bench-peers:  # the same work in ffmpeg and sox
+	@scripts/bench-peers
 fuzz:  # every fuzz target, SECONDS (30) each
 	@scripts/fuzz $(or $(SECONDS),30)
 soak:  # HOURS (1) of audio through the chain, offline: no drift, no growth

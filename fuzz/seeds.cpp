@@ -1,4 +1,4 @@
-// seeds FOLDER: writes FOLDER/chain/ and FOLDER/calls/, what the fuzzers of these names start from.
+// seeds FOLDER: writes FOLDER/chain/, FOLDER/kernels/ and FOLDER/calls/, what the fuzzers of these names start from.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -30,6 +30,9 @@ int main(int argc, char** argv) {
         const auto first = support::full_record(channels, bit_rate, off % 2 ? 48000 : 8000);
         auto second = first;
         if (off > 9) second[off] = 0;
+        write(folder / "kernels" /
+                  (std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off)),
+              std::string("\0\x40", 2) + bytes(second.data(), 2000) + audio);
         write(folder / "chain" /
                   (std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off)),
               std::string("\0\x40", 2) + bytes(first.data(), 2000) + bytes(second.data(), 2000) + audio);

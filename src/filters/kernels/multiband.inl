@@ -60,8 +60,8 @@ struct MultibandWave {
     }
   }
 
-  // Which entry of its table each lane is in: an estimate that is exact or one low, then the comparison that decides.
-  // Lanes that are not compressed keep a gain of 1 whatever their follower is.
+  // The two entries of its table that each lane is between: the estimate is the follower's entry or the one below, and
+  // the comparison with where the upper one begins decides. Lanes that are not compressed keep a gain of 1.
   INLINED void look_up(int v, Vec follower) {
     const Vec x = follower + 1.0f;
     const Mask bits = (Mask)x;
@@ -70,12 +70,7 @@ struct MultibandWave {
     const Vec log2 = exponent + ((-0.344845f * mantissa + 2.024658f) * mantissa - 1.674873f);
     const Mask estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Mask);
     Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
-    k = steps[v] + (x == x ? k : Mask{});  // NOLINT(misc-redundant-expression): NaN
-    k -= follower >= gather(base, k + 1);  // true is -1
-    // Of its neighbours the nearer one: a follower that swings around a step then seldom leaves the two.
-    const Mask first = steps[v], last = first + (kGainSteps - 2);
-    k += follower + follower < gather(base, k) + gather(base, k + 1);
-    k = k < first ? first : k > last ? last : k;
+    k = steps[v] + (x == x ? k : Mask{});
     const Vec endless = Vec{} + __builtin_inff(), one = Vec{} + 1.0f;
     from[v] = compressed[v] ? gather(base, k) : -endless;
     between[v] = gather(base, k + 1);
