@@ -1,9 +1,9 @@
 # Every target is the script of its name in scripts/, which also installs what the machine lacks.
-export INPUT HOURS
+export INPUT TUNING HOURS
 
 .PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz soak abi format lint clean
 
-run:  # the chain over real sound into out/process.wav; INPUT=song.wav takes yours
+run:  # real sound through the chain and a report on it, into out/; INPUT=song.wav, TUNING=night take yours
 	@scripts/run
 test:  # every test: release, sanitizers and 64-bit Arm; the last line is the sum
 	@scripts/test

@@ -223,10 +223,10 @@ TEST_CASE("AGC and limiter settle on their curves") {
 
 TEST_CASE("the bass enhancer's harmonics are those of its curve") {
   Record record = support::plain_record(1);
-  for (const auto& [drive, blend, floor] :
-       {std::tuple(6.0f, 5.0f, 0.0f), {3.0f, 8.0f, 1.0f}, {9.0f, 2.0f, 0.0f}}) {
-    CAPTURE(drive);
-    set(record, 60, {-3, drive, blend, 80, floor, 50});
+  const struct { float drive, blend, floor_active; } rows[] = {{6, 5, 0}, {3, 8, 1}, {9, 2, 0}};
+  for (const auto& row : rows) {
+    CAPTURE(row.drive);
+    set(record, 60, {-3, row.drive, row.blend, 80, row.floor_active, 50});
     const auto designed = bass_harmonics(bass_stage(record, 0), 48000, 60, 0.25, 5);
     const auto measured = measured_bass_harmonics(record, 0, 60, 0.25, 5);
     for (size_t k = 0; k < designed.size(); ++k)

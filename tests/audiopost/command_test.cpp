@@ -170,12 +170,12 @@ TEST_CASE("driver-compatible output is process_file's, and the start of what is 
   place.write("raw.pcm", programme(10 * 1024 + 500, 2));
   for (const std::string& preset : host::preset_names()) {
     CAPTURE(preset);
-    const std::string run =
-        "audiopost tuning new --preset " + preset +
-        " -o 0522_48000HZ.bin && " PROCESS_FILE
-        " && audiopost process raw.pcm same.pcm --raw -q -t 0522_48000HZ.bin --driver-compatible"
-        " && audiopost process raw.pcm whole.pcm --raw -q -t " +
-        preset;
+    std::string run = "audiopost tuning new --preset ";
+    run += preset;
+    run += " -o 0522_48000HZ.bin && " PROCESS_FILE
+           " && audiopost process raw.pcm same.pcm --raw -q -t 0522_48000HZ.bin --driver-compatible"
+           " && audiopost process raw.pcm whole.pcm --raw -q -t ";
+    run += preset;
     REQUIRE(place.run(run).status == 0);
     CHECK(place.read("process.pcm").size() == 10 * 4096);
     CHECK(place.read("same.pcm") == place.read("process.pcm"));
@@ -353,15 +353,19 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
   for (const auto& [from, length] : {std::pair(60, 10), {100, 50}, {200, 100}, {400, 20}})
     std::copy_n(record.begin() + from, length, record.begin() + from + length);
   host::save_record(place.path + "/all.bin", record);
-  for (const auto& [tuning, charts] : {std::pair("music", 4), {"all.bin", 14}}) {
-    CAPTURE(std::string(tuning));
-    CHECK(place.run(std::string("audiopost plot ") + tuning + " -o out.svg").status == 0);
+  const struct {
+    std::string tuning;
+    size_t charts;
+  } rows[] = {{"music", 4}, {"all.bin", 14}};
+  for (const auto& row : rows) {
+    CAPTURE(row.tuning);
+    CHECK(place.run("audiopost plot " + row.tuning + " -o out.svg").status == 0);
     const std::string svg = place.read("out.svg");
     CHECK(well_formed(svg));
     CHECK(svg.find("prefers-color-scheme:dark") != std::string::npos);
     CHECK(count(svg, "nan") + count(svg, "inf") == 0);
-    CHECK(count(svg, "class='title'") == static_cast<size_t>(charts));
-    CHECK(count(svg, ">measured<") >= static_cast<size_t>(charts) * 6 / 7);  // all but the shaper's
+    CHECK(count(svg, "class='title'") == row.charts);
+    CHECK(count(svg, ">measured<") >= row.charts * 6 / 7);  // all but the shaper's
   }
   place.write("a<b&c.wav", wav(tone(440, -20, 4), 2));
   const auto done =

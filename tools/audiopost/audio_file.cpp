@@ -141,7 +141,7 @@ int AudioInput::read(int16_t* pcm, int frames) {
   if (!sound_) {
     got = read_raw(pcm, frames);
   } else {
-    floats_.resize(static_cast<size_t>(frames * channels_));
+    floats_.resize(static_cast<size_t>(frames) * static_cast<size_t>(channels_));
     got = static_cast<int>(sf_readf_float(sound_.get(), floats_.data(), frames));
     for (int i = 0; i < got * channels_; ++i) {
       const float x = floats_[static_cast<size_t>(i)] * 32768.0f;

@@ -38,7 +38,8 @@ Axis gain_axis(const std::vector<Series>& series, double floor) {
       if (std::isfinite(point.second)) low = std::min(low, point.second), high = std::max(high, point.second);
   Axis axis{"gain, dB", std::max(floor, 6 * std::floor(low / 6 - 0.1)), 6 * std::ceil(high / 6 + 0.1)};
   const double range = axis.high - axis.low, step = range > 48 ? 12 : range > 18 ? 6 : 3;
-  for (double t = std::ceil(axis.low / step) * step; t <= axis.high; t += step) axis.ticks.push_back(t);
+  for (auto i = std::lround(std::ceil(axis.low / step)); static_cast<double>(i) * step <= axis.high; ++i)
+    axis.ticks.push_back(static_cast<double>(i) * step);
   return axis;
 }
 
@@ -118,7 +119,10 @@ Chart crossover_chart(const host::Record& record, int channel) {
 // ---- Static curves -------------------------------------------------------------------------------------------
 Points designed_curve(const std::function<double(double)>& gain_dB) {
   Points points;
-  for (double level = -80; level <= 0; level += 0.25) points.emplace_back(level, level + gain_dB(level));
+  for (int i = -320; i <= 0; ++i) {
+    const double level = i / 4.0;
+    points.emplace_back(level, level + gain_dB(level));
+  }
   return points;
 }
 
@@ -191,7 +195,8 @@ Chart shaper_chart(const host::Record& record, int channel) {
   const auto shaper = bass_shaper(bass_stage(record, channel));
   Points points;
   double low = -1, high = 1;
-  for (double x = -1; x <= 1.0001; x += 0.01) {
+  for (int i = -100; i <= 100; ++i) {
+    const double x = i / 100.0;
     points.emplace_back(x, shaper(x) - shaper(0));
     low = std::min(low, points.back().second), high = std::max(high, points.back().second);
   }

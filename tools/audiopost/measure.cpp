@@ -36,7 +36,7 @@ struct Measurements {
 std::vector<double> third_octaves(double sample_rate) {
   static constexpr double kDecade[] = {1, 1.25, 1.6, 2, 2.5, 3.15, 4, 5, 6.3, 8};
   std::vector<double> centres;
-  for (double decade = 10; decade <= 10000; decade *= 10)
+  for (const double decade : {10, 100, 1000, 10000})
     for (const double step : kDecade)
       if (decade * step >= 20 && decade * step <= std::min(20000.0, 0.49 * sample_rate))
         centres.push_back(decade * step);

@@ -1,13 +1,11 @@
 #include "programme.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 
+#include "format.h"
 #include "host/check.h"
 #include "interrupt.h"
 #include "json.h"
@@ -58,15 +56,6 @@ class ProgressBar {
   bool drawn_ = false;
 };
 
-[[gnu::format(printf, 2, 3)]] void append(std::string& text, const char* format, ...) {
-  char line[512];
-  va_list values;
-  va_start(values, format);
-  std::vsnprintf(line, sizeof line, format, values);
-  va_end(values);
-  text += line;
-}
-
 std::string one_decimal(double x) { return std::isfinite(x) ? json::number(x, 1) : "-"; }
 
 std::string programme_json(const analysis::Programme& p) {
@@ -81,12 +70,7 @@ std::string programme_json(const analysis::Programme& p) {
 }  // namespace
 
 // ---- What to run -----------------------------------------------------------------------------------------------
-Tuning load_tuning(const std::string& name) {
-  const std::vector<std::string>& presets = host::preset_names();
-  const bool preset = std::find(presets.begin(), presets.end(), name) != presets.end();
-  if (preset && access(name.c_str(), F_OK) != 0) return {name, host::preset(name)};
-  return {name, host::load_tuning(name)};
-}
+Tuning load_tuning(const std::string& name) { return {name, host::find_tuning(name)}; }
 
 std::vector<std::string> require_usable(const Tuning& tuning, int block) {
   std::vector<std::string> warnings;
@@ -182,27 +166,27 @@ Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, 
 std::string report_text(const Run& run, bool color) {
   const char *bold = color ? "\033[1m" : "", *plain = color ? "\033[0m" : "";
   std::string text;
-  append(text, "%s%s%s, %s tuning\n", bold, run.source.c_str(), plain, run.tuning.c_str());
-  append(text, "%d Hz %s, %.2f s, the chain took %.3f s: %.0f x real time\n\n", run.sample_rate,
-         run.channels == 1 ? "mono" : "stereo", run.seconds(), run.chain_seconds,
-         run.seconds() / run.chain_seconds);
-  append(text, "%s%-22s%9s%9s%s\n", bold, "", "before", "after", plain);
+  text += format("%s%s%s, %s tuning\n", bold, run.source.c_str(), plain, run.tuning.c_str());
+  text += format("%d Hz %s, %.2f s, the chain took %.3f s: %.0f x real time\n\n", run.sample_rate,
+                 run.channels == 1 ? "mono" : "stereo", run.seconds(), run.chain_seconds,
+                 run.seconds() / run.chain_seconds);
+  text += format("%s%-22s%9s%9s%s\n", bold, "", "before", "after", plain);
   const auto row = [&](const char* name, double a, double b, const char* unit) {
-    append(text, "%-22s%9s%9s  %s\n", name, one_decimal(a).c_str(), one_decimal(b).c_str(), unit);
+    text += format("%-22s%9s%9s  %s\n", name, one_decimal(a).c_str(), one_decimal(b).c_str(), unit);
   };
   row("integrated loudness", run.before.integrated_lufs, run.after.integrated_lufs, "LUFS");
   row("loudness range", run.before.range_lu, run.after.range_lu, "LU");
   row("true peak", run.before.true_peak_dB, run.after.true_peak_dB, "dBTP");
   row("sample peak", run.before.sample_peak_dB, run.after.sample_peak_dB, "dBFS");
   row("crest factor", run.before.crest_dB(), run.after.crest_dB(), "dB");
-  append(text, "%-22s%9lld%9lld\n", "samples at full scale",
-         static_cast<long long>(run.before.full_scale_samples),
-         static_cast<long long>(run.after.full_scale_samples));
-  append(text, "%-22s%18lld\n", "clipped by the chain", static_cast<long long>(run.clipped));
+  text += format("%-22s%9lld%9lld\n", "samples at full scale",
+                 static_cast<long long>(run.before.full_scale_samples),
+                 static_cast<long long>(run.after.full_scale_samples));
+  text += format("%-22s%18lld\n", "clipped by the chain", static_cast<long long>(run.clipped));
   if (!run.gains.empty())
-    append(text, "\n%s%-22s%9s%9s%9s%s\n", bold, "gain applied", "least", "mean", "most", plain);
+    text += format("\n%s%-22s%9s%9s%9s%s\n", bold, "gain applied", "least", "mean", "most", plain);
   for (const analysis::StageGain& gain : run.gains)
-    append(text, "%-22s%+9.1f%+9.1f%+9.1f  dB\n", gain.name, gain.lowest(), gain.mean(), gain.highest());
+    text += format("%-22s%+9.1f%+9.1f%+9.1f  dB\n", gain.name, gain.lowest(), gain.mean(), gain.highest());
   return text;
 }
 

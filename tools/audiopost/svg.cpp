@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
+
+#include "format.h"
 
 namespace audiopost {
 namespace {
@@ -11,15 +11,6 @@ namespace {
 constexpr double kWidth = 640, kHeight = 400;
 constexpr double kLeft = 58, kRight = 622, kTop = 56, kBottom = 322;  // of the plotting area
 constexpr double kTitleHeight = 64;
-
-[[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...) {
-  char text[512];
-  va_list values;
-  va_start(values, pattern);
-  std::vsnprintf(text, sizeof text, pattern, values);
-  va_end(values);
-  return text;
-}
 
 double place(const Axis& axis, double value, double from, double to) {
   const double part = axis.logarithmic ? std::log(value / axis.low) / std::log(axis.high / axis.low)
@@ -35,8 +26,9 @@ std::vector<double> ticks_of(const Axis& axis) {
   const double rough = (axis.high - axis.low) / 6, unit = std::pow(10.0, std::floor(std::log10(rough)));
   const double step = unit * (rough / unit < 1.5 ? 1 : rough / unit < 3.5 ? 2 : rough / unit < 7.5 ? 5 : 10);
   std::vector<double> ticks;
-  for (double t = std::ceil(axis.low / step - 1e-9) * step; t <= axis.high + step * 1e-9; t += step)
-    ticks.push_back(std::abs(t) < step * 1e-9 ? 0.0 : t);
+  for (auto i = std::lround(std::ceil(axis.low / step - 1e-9));
+       static_cast<double>(i) * step <= axis.high + step * 1e-9; ++i)
+    ticks.push_back(static_cast<double>(i) * step);
   return ticks;
 }
 
@@ -180,17 +172,18 @@ std::string svg_chart(const Chart& chart) {
 }
 
 std::string svg_page(const std::string& title, const std::vector<Chart>& charts) {
-  const double columns = charts.size() > 1 ? 2 : 1, width = columns * kWidth;
-  const double height = kTitleHeight + std::ceil(static_cast<double>(charts.size()) / columns) * kHeight;
+  const size_t columns = charts.size() > 1 ? 2 : 1, rows = (charts.size() + columns - 1) / columns;
+  const double width = static_cast<double>(columns) * kWidth;
+  const double height = kTitleHeight + static_cast<double>(rows) * kHeight;
   std::string text =
       format("<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g' width='%g' height='%g'>\n", width,
              height, width, height);
   text += "<style>" + svg_style() + "</style>\n<rect class='ground' width='100%' height='100%'/>\n";
   text += format("<text class='head' x='%g' y='42'>", kLeft) + escaped(title) + "</text>\n";
   for (size_t i = 0; i < charts.size(); ++i) {
-    const auto column = static_cast<double>(i % static_cast<size_t>(columns));
-    const auto row = static_cast<double>(i / static_cast<size_t>(columns));
-    text += format("<g transform='translate(%g %g)'>", column * kWidth, kTitleHeight + row * kHeight) +
+    const size_t column = i % columns, row = i / columns;
+    text += format("<g transform='translate(%g %g)'>", static_cast<double>(column) * kWidth,
+                   kTitleHeight + static_cast<double>(row) * kHeight) +
             svg_chart(charts[i]) + "</g>\n";
   }
   return text + "</svg>\n";

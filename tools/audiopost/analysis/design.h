@@ -48,7 +48,7 @@ Complex band_response(const EqBand& band, double sample_rate, double hz);
 // expand_end and compress_start it adds max_gain, and full scale comes out at max_peak.
 struct DynamicsCurve {
   double compress_start, expand_end, noise_threshold, max_gain, max_peak;
-  double gain_dB(double level_dB) const;  // with knees 4 dB wide
+  double gain_dB(double x) const;  // at a level of x dB, with knees 4 dB wide
   // As a table from 4 dB below the noise threshold up to `end_dB` plays it, not below -60 dB.
   double played_gain_dB(double level_dB, double end_dB) const;
 };

@@ -55,9 +55,12 @@ LoudnessMeter::LoudnessMeter(int sample_rate, int channels)
 }
 
 void LoudnessMeter::add_true_peak(Channel& channel, float x) {
-  channel.recent[static_cast<size_t>(recent_at_)] = channel.recent[static_cast<size_t>(recent_at_ + kTaps)] =
-      x;
-  const float* window = &channel.recent[static_cast<size_t>(recent_at_) + 1];  // oldest first
+  const auto at = static_cast<size_t>(recent_at_);
+  channel.recent[at] = channel.recent[at + kTaps] = x;
+  // The taps' magnitudes sum to less than 2.1: twelve samples this far below the peak cannot exceed it.
+  channel.loud = std::abs(x) * 2.1f > true_peak_ ? kTaps : std::max(0, channel.loud - 1);
+  if (channel.loud == 0) return;
+  const float* window = &channel.recent[at + 1];  // oldest first
   for (const auto& phase : kPhases) {
     float forward = 0, backward = 0;
     for (int i = 0; i < kTaps; ++i) {

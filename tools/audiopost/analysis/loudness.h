@@ -51,6 +51,7 @@ class LoudnessMeter {
     std::array<Section, 2> weighting;
     std::array<float, 2 * kTaps>
         recent{};  // the last twelve samples, written twice so that they stand in a row
+    int loud = 0;  // of them, how many may still make a peak
   };
   void add_true_peak(Channel& channel, float x);
   double loudness_at(size_t end, size_t hops) const;

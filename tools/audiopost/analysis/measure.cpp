@@ -86,13 +86,15 @@ std::vector<float> steady(const Processor& process, const std::function<double(i
   return out;
 }
 
-constexpr double kLowest_dB = -80, kStep_dB = 2.5;
+constexpr double kLowest_dB = -80;  // where static curves begin, to end at 0
+constexpr int kSteps = 32;
 
 // Settled gain of a broadband stage at each level. Its gain may take many blocks to arrive: a block is kept when it has
 // moved by less than a hundredth of a dB since 20 blocks ago.
 Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
   Curve curve;
-  for (double level = kLowest_dB; level <= 0; level += kStep_dB) {
+  for (int step = 0; step <= kSteps; ++step) {
+    const double level = kLowest_dB * (1 - static_cast<double>(step) / kSteps);
     const Processor process = fresh();
     const auto amplitude = static_cast<float>(full * from_dB(level));
     std::vector<float> block(kMeasureBlock);
@@ -130,6 +132,7 @@ std::vector<Response> sweep(const Processor& process, int channels, int sample_r
   std::vector<std::vector<Complex>> spectra(count);
   std::vector<std::vector<float>> blocks(count, std::vector<float>(kMeasureBlock));
   std::vector<float*> pointers;
+  pointers.reserve(count);
   for (auto& block : blocks) pointers.push_back(block.data());
   for (int at = 0; at < 3 * kSweepLength; at += kMeasureBlock) {
     for (auto& block : blocks)
@@ -201,15 +204,17 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 Distortion distortion(const host::Record& record, double hz, double level_dB) {
   const Chain chain = make_chain(record, kMeasureBlock);
   const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
-  const auto wanted = static_cast<size_t>(3 * rate + kToneLength);
-  std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
+  const auto count = static_cast<size_t>(channels), lead = 3 * static_cast<size_t>(rate);
+  std::vector<int16_t> pcm(kMeasureBlock * count);
   std::vector<double> out;
-  for (int at = 0; out.size() < wanted; at += kMeasureBlock) {
-    for (int i = 0; i < kMeasureBlock * channels; ++i)
-      pcm[static_cast<size_t>(i)] = static_cast<int16_t>(
-          std::lround(32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * (at + i / channels) / rate)));
+  while (out.size() < lead + kToneLength) {
+    for (size_t i = 0; i < kMeasureBlock; ++i) {
+      const double t = static_cast<double>(out.size() + i) / rate;
+      const double x = 32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * t);
+      std::fill_n(&pcm[i * count], count, static_cast<int16_t>(std::lround(x)));
+    }
     AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kMeasureBlock);
-    for (int i = 0; i < kMeasureBlock; ++i) out.push_back(pcm[static_cast<size_t>(i * channels)] / 32767.0);
+    for (size_t i = 0; i < pcm.size(); i += count) out.push_back(pcm[i] / 32767.0);
   }
 
   // Power around a frequency, under a window whose side lobes lie below 92 dB.
@@ -284,7 +289,8 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
 
   Curve curve;
   const auto window = static_cast<size_t>(rate / 10);  // whole periods: hz is a multiple of 10
-  for (double level = kLowest_dB; level <= 0; level += kStep_dB) {
+  for (int step = 0; step <= kSteps; ++step) {
+    const double level = kLowest_dB * (1 - static_cast<double>(step) / kSteps);
     const auto process =
         mono<MultiBandDRC_Process, MultiBandDRC_Destroy>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1));
     const double amplitude = 32767.0 * from_dB(level - passed_dB);

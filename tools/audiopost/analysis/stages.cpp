@@ -66,7 +66,7 @@ Stages::Stages(const host::Record& record, int block) : block_(block) {
     return std::shared_ptr<std::remove_pointer_t<decltype(effect)>>(effect, destroy);
   };
   for (int ch = 0; ch < count; ++ch)
-    gains_.push_back(powf(10.0f, record[static_cast<size_t>(20 + (link ? 0 : 5 * ch))] / 20.0f));
+    gains_.push_back(powf(10.0f, *section(link ? 20 : 20 + 5 * static_cast<size_t>(ch)) / 20.0f));
   buffers_.assign(static_cast<size_t>(count), std::vector<float>(static_cast<size_t>(block)));
   for (auto& buffer : buffers_) channels_.push_back(buffer.data());
 
