@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -111,6 +113,39 @@ bool well_formed(const std::string& xml) {
     at = end;
   }
   return open.empty();
+}
+
+// Moves past one JSON value; false where the text is none.
+bool skip_json(const std::string& text, size_t& at) {
+  const auto skip = [&](char c) {
+    while (at < text.size() && (text[at] == ' ' || text[at] == '\n')) ++at;
+    return at < text.size() && text[at] == c && ++at;
+  };
+  if (skip('"')) {
+    for (; at < text.size() && text[at] != '"'; ++at) {
+      if (static_cast<unsigned char>(text[at]) < 0x20) return false;
+      if (text[at] == '\\' && !std::strchr("\"\\/bfnrtu", text[++at])) return false;
+    }
+    return skip('"');
+  }
+  for (const char* brackets : {"{}", "[]"})
+    if (skip(brackets[0])) {
+      if (skip(brackets[1])) return true;
+      do {
+        if (brackets[0] == '{' && !(skip_json(text, at) && skip(':'))) return false;
+        if (!skip_json(text, at)) return false;
+      } while (skip(','));
+      return skip(brackets[1]);
+    }
+  if (text.compare(at, 4, "null") == 0) return at += 4, true;
+  char* end = nullptr;
+  if (std::isdigit(text[at]) || text[at] == '-') std::strtod(&text[at], &end);
+  return end && (at = static_cast<size_t>(end - text.data()), true);
+}
+
+bool is_json(const std::string& text) {
+  size_t at = 0;
+  return skip_json(text, at) && text.substr(at) == "\n";
 }
 
 size_t count(const std::string& text, const std::string& part) {
@@ -307,6 +342,58 @@ TEST_CASE("the closing report says what the sound and the stages did") {
   place.write("slow.wav", wav(programme(44100, 1), 1, 16, 44100));
   CHECK(place.run("audiopost process slow.wav out.wav").err ==
         "audiopost: note: music is for 48000 Hz and 2 channels; it runs at the stream's 44100 Hz and 1\n");
+}
+
+TEST_CASE("the gains that are reported are those that the settings ask for") {
+  const Place place;
+  place.write("tone.wav", wav(tone(1000, -23, 6), 2));
+  const struct {
+    const char* stage;
+    size_t flag;
+    int section;
+    std::vector<float> settings;
+    double most_dB;
+  } rows[] = {
+      // Target, attack, release, window, step: 4 dB up from the tone's -23 LUFS.
+      {"auto gain", 10, 30, {-19, 50, 50, 400, 100}, 4},
+      // The AGC's flat part, 6 dB up.
+      {"AGC", 16, 400, {-3, -1, 5, -10, -50, -60, 6, -1, 50, 50, 0}, 6},
+      // A threshold of -23 dB, the ceiling at -20: 3 dB of make-up, of which a soft knee of 52 dB keeps 6.5 - 0.02.
+      {"limiter", 17, 400, {-23, -20, 5}, 3 - 6.5 + 20 * std::log10(0.998)},
+      // Two bands that meet far above the tone: 5 dB of make-up, compressed bands at half.
+      {"compressor",
+       15,
+       200,
+       {2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 20, 16000, 5, 1, -10, -50, -60, 0, -1, 5, 50, 0},
+       5 - 6.02},
+  };
+  for (const auto& row : rows) {
+    CAPTURE(std::string(row.stage));
+    host::Record record = host::preset("flat");
+    record[2] = 1, record[row.flag] = 1, record[270] = 16000, record[271] = 20000;
+    std::copy(row.settings.begin(), row.settings.end(), record.begin() + row.section);
+    host::save_record(place.path + "/one.bin", record);
+    const auto done = place.run("audiopost process tone.wav out.wav --json -t one.bin");
+    REQUIRE(done.status == 0);
+    CHECK(std::abs(number(done.out, "most_db", "gain\": {\"" + std::string(row.stage)) - row.most_dB) < 0.2);
+  }
+}
+
+TEST_CASE("every JSON is well formed, whatever the file's name and however short or silent the sound") {
+  const Place place;
+  const std::string odd = "a \"b\" \\c\td.wav";
+  for (const Bytes& samples : {tone(440, -20, 1), tone(440, -200, 1), tone(440, -20, 0.01)}) {
+    place.write(odd, wav(samples, 2));
+    for (const char* command : {"process \"$odd\" out.wav",
+                                "measure speech \"$odd\" --tones 1000 --levels -20", "meter \"$odd\""}) {
+      CAPTURE(std::string(command));
+      const auto done = place.run("odd=$(ls a*); audiopost " + std::string(command) + " --json");
+      CHECK(done.status == 0);
+      CHECK(is_json(done.out));
+    }
+  }
+  CHECK_FALSE(is_json("{\"a\": nan}\n"));
+  CHECK_FALSE(is_json("[1, 2\n"));
 }
 
 TEST_CASE("a terminal gets a progress bar that leaves nothing behind") {
