@@ -3,7 +3,7 @@ export INPUT TUNING HOURS
 
 .PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz soak abi format lint clean
 
-run:  # real sound through the chain and a report on it, into out/; INPUT=song.wav, TUNING=night take yours
+run:  # real sound through the chain, and a report on it; INPUT=song.wav takes yours, TUNING=speech another tuning
 	@scripts/run
 test:  # every test: release, sanitizers and 64-bit Arm; the last line is the sum
 	@scripts/test

@@ -7,7 +7,7 @@ source=$1 build=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$source/scripts/sound" >"$work/raw.pcm"
-"$build/make_record" "$source/tunings/music.txt" "$work/0522_48000HZ.bin"
+"$build/make_record" "$source/tunings/starter.txt" "$work/0522_48000HZ.bin"
 (cd "$work" && "$build/process_file" >/dev/null 2>&1)
 
 for name in raw process; do
