@@ -7,8 +7,8 @@
 struct qemu_plugin_tb;
 size_t qemu_plugin_tb_n_insns(const struct qemu_plugin_tb* block);
 void qemu_plugin_register_vcpu_tb_trans_cb(uint64_t id, void (*callback)(uint64_t, struct qemu_plugin_tb*));
-void qemu_plugin_register_vcpu_tb_exec_cb(struct qemu_plugin_tb* block, void (*callback)(unsigned, void*), int flags,
-                                          void* data);
+void qemu_plugin_register_vcpu_tb_exec_cb(struct qemu_plugin_tb* block, void (*callback)(unsigned, void*),
+                                          int flags, void* data);
 void qemu_plugin_register_atexit_cb(uint64_t id, void (*callback)(uint64_t, void*), void* data);
 
 #define EXPORTED __attribute__((visibility("default")))
@@ -22,7 +22,8 @@ static void on_execution(unsigned cpu, void* instructions) {
 }
 static void on_translation(uint64_t id, struct qemu_plugin_tb* block) {
   (void)id;
-  qemu_plugin_register_vcpu_tb_exec_cb(block, on_execution, 0, (void*)(uintptr_t)qemu_plugin_tb_n_insns(block));
+  qemu_plugin_register_vcpu_tb_exec_cb(block, on_execution, 0,
+                                       (void*)(uintptr_t)qemu_plugin_tb_n_insns(block));
 }
 static void on_exit_of_program(uint64_t id, void* data) {
   (void)id, (void)data;

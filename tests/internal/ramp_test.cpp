@@ -9,7 +9,7 @@ TEST_CASE("a ramp that reaches a power of two has the bits of one that was added
     const filters::Kernels& kernels = filters::kKernelTable[row];
     if (!kernels.runs_here()) continue;
     for (float power : {0.5f, 1.0f, 4.0f})
-      for (int above : {-7, -3, 0, 3, 7, 40})                         // where it starts, in the spacing above the power
+      for (int above : {-7, -3, 0, 3, 7, 40})  // where it starts, in the spacing above the power
         for (float step : {-1.3f, -1.5f, -0.5f, -0.3f, 0.5f, 1.3f})  // per sample, in the same
           for (int n : {3, 6, 12, 24, 63, 480}) {
             const float unit = power * 0x1p-23f;
