@@ -70,7 +70,7 @@ struct MultibandWave {
     const Vec log2 = exponent + ((-0.344845f * mantissa + 2.024658f) * mantissa - 1.674873f);
     const Mask estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Mask);
     Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
-    k = steps[v] + (x == x ? k : Mask{});
+    k = steps[v] + (x >= 1.0f ? k : Mask{});  // NaN is in entry 0
     const Vec endless = Vec{} + __builtin_inff(), one = Vec{} + 1.0f;
     from[v] = compressed[v] ? gather(base, k) : -endless;
     between[v] = gather(base, k + 1);
@@ -174,6 +174,7 @@ struct MultibandLanes {
   Image<24> image{};
   BandImage bands{};
 
+  // NOLINTNEXTLINE(readability-non-const-parameter): the wave writes there
   MultibandWave<kFour> wave(const float* in, float* out) {
     const GainSteps* const first = channels[0]->band[0].steps;
     for (int c = 0; c < 2; ++c) {
