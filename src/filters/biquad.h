@@ -16,13 +16,6 @@ inline float biquad_step(const BiquadCoeffs& c, BiquadHistory& h, float x) {
   return y;
 }
 
-// One section over a whole block, in place, with its history held locally.
-inline void biquad_block(const BiquadCoeffs& coeffs, BiquadHistory& history, float* x, int n) {
-  BiquadHistory h = history;
-  for (int i = 0; i < n; ++i) x[i] = biquad_step(coeffs, h, x[i]);
-  history = h;
-}
-
 // Two identical sections in series: one edge of a Linkwitz-Riley crossover.
 struct BiquadPair {
   BiquadCoeffs coeffs[2];
