@@ -2,60 +2,16 @@
 // created, processed, retuned and destroyed in any order, with any arguments that a host could come by.
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 
 #include "fuzz/fuzz.h"
+#include "tests/modules.h"
 
 namespace {
 
-// ---- Effects used alone ----
-struct Setting {  // what a handle was created with
-  int bit_rate, sample_rate, channels, frames, link;
-};
-
-struct Module {
-  int section_length;
-  void* (*init)(const float* section, const Setting&);
-  int (*process)(void*, float**, float**, int);
-  int (*second_process)(void*, float**, float**, int);
-  void (*set_para)(void*, const float*);
-  void (*get_para)(void*, float*);
-  void (*print_para)(void*);
-  int (*destroy)(void*);
-};
-
-template <class State, auto Process, auto SetPara, auto GetPara, auto PrintPara, auto Destroy,
-          auto Second = Process>
-constexpr Module module(int section_length, void* (*init)(const float*, const Setting&)) {
-  return {section_length,
-          init,
-          [](void* s, float** in, float** out, int n) { return Process(static_cast<State*>(s), in, out, n); },
-          [](void* s, float** in, float** out, int n) { return Second(static_cast<State*>(s), in, out, n); },
-          [](void* s, const float* section) { SetPara(static_cast<State*>(s), section); },
-          [](void* s, float* section) { GetPara(static_cast<State*>(s), section); },
-          [](void* s) { PrintPara(static_cast<State*>(s)); },
-          [](void* s) { return Destroy(static_cast<State*>(s)); }};
-}
-
-#define MODULE(X, length, ...)                                                         \
-  module<X##State, X##_Process, X##_SetPara, X##_GetPara, X##_PrintPara, X##_Destroy>( \
-      length, [](const float* p, const Setting& s) -> void* { return X##_Init(p, __VA_ARGS__); })
-
-enum { kEq10 = 4, kDrc = 5, kMaximizer = 6, kModules = 7 };
-const Module kModule[kModules] = {
-    MODULE(AutoGain, 30, s.bit_rate, s.sample_rate, s.channels, s.frames),
-    MODULE(BassEnhancer, 20, s.bit_rate, s.sample_rate, s.channels, s.link),
-    MODULE(Exciter, 10, s.bit_rate, s.sample_rate, s.channels, s.link),
-    MODULE(DeEsser, 10, s.bit_rate, s.sample_rate, s.channels, s.frames, s.link),
-    MODULE(EQ10, 400, s.bit_rate, s.sample_rate, s.channels, s.frames, s.link),
-    MODULE(MultiBandDRC, 200, s.bit_rate, s.sample_rate, s.channels, s.link),
-    module<MaximizerState, Maximizer_Process, Maximizer_SetPara, Maximizer_GetPara, Maximizer_PrintPara,
-           Maximizer_Destroy, Agc_Process>(100,
-                                           [](const float* p, const Setting& s) -> void* {
-                                             return Maximizer_Init(p, s.bit_rate, s.sample_rate, s.channels,
-                                                                   s.frames, s.link);
-                                           }),
-};
+using support::kDrc, support::kEq10, support::kMaximizer, support::kModule, support::kModules;
+using support::Module, support::Setting;
 
 // Channel buffers of exactly n samples each, so that one sample too far is seen.
 class Buffers {
@@ -90,20 +46,10 @@ class Program {
   }
 
   void step() {
-    switch (in_.below(8)) {
-      case 0:
-        return use_chain();
-      case 1:
-        return use_crossover();
-      case 2:
-        return use_meter();
-      case 3:
-        return use_detector();
-      case 4:
-        return use_parts();
-      default:
-        return use_module(in_.below(kModules));
-    }
+    const std::function<void()> calls[] = {[&] { use_chain(); }, [&] { use_crossover(); },
+                                           [&] { use_meter(); }, [&] { use_detector(); },
+                                           [&] { use_parts(); }, [&] { use_module(in_.below(kModules)); }};
+    calls[std::min(in_.below(8), 5)]();
   }
 
  private:
@@ -126,24 +72,17 @@ class Program {
     }
     const int n = block_length(setting.frames);
     Buffers buffers(in_, setting.channels, n), second(in_, setting.channels, n);
-    switch (in_.below(8)) {
-      case 0:
-        return static_cast<void>(f.set_para(handle, in_.numbers(f.section_length).data()));
-      case 1:
-        return f.get_para(handle, std::vector<float>(static_cast<size_t>(f.section_length)).data());
-      case 2:
-        return f.print_para(handle);
-      case 3:
-        f.second_process(handle, buffers.get(), second.get(), n);
-        return;
-      case 4:
-        return adjust(m, handle);
-      case 5:
-        if (in_.below(4) == 0) f.destroy(handle), handle = nullptr;
-        return;
-      default:
-        f.process(handle, buffers.get(), buffers.get(), n);
-    }
+    const std::function<void()> calls[] = {
+        [&] { f.set_para(handle, in_.numbers(f.section_length).data()); },
+        [&] { f.get_para(handle, std::vector<float>(static_cast<size_t>(f.section_length)).data()); },
+        [&] { f.print_para(handle); },
+        [&] { f.second_process(handle, buffers.get(), second.get(), n); },
+        [&] { adjust(m, handle); },
+        [&] {
+          if (in_.below(4) == 0) f.destroy(handle), handle = nullptr;
+        },
+        [&] { f.process(handle, buffers.get(), buffers.get(), n); }};
+    calls[std::min(in_.below(8), 6)]();
   }
 
   void adjust(int m, void* handle) {
@@ -189,40 +128,35 @@ class Program {
     std::vector<float> room(AUDIOPOST_PARAM_LENGTH), section(100);
     const int channel = in_.integer();
     const auto v = in_.numbers(9);
-    switch (in_.below(12)) {
-      case 0:
-        return AudioPost_SetPara(chain_, some_record().data(), in_.below(16) ? chain_frames_ : in_.integer());
-      case 1:
-        return AudioPost_GetPara(chain_, room.data());
-      case 2:
-        return AudioPost_EQ10_SetPara(chain_, in_.numbers(100).data());
-      case 3:
-        return AudioPost_EQ10_GetPara(chain_, section.data());
-      case 4: {
-        Buffers in(in_, chain_channels_, chain_frames_), out(in_, chain_channels_, chain_frames_);
-        AudioPost_EQ10_GetData(chain_, in.get(), out.get());
-        return;
-      }
-      case 5:
-        return AudioPost_MultiBandDRC_Crossover_AdjustPara(chain_, channel, v[0], v[1], v[2], v[3], v[4],
-                                                           v[5]);
-      case 6:
-        return AudioPost_MultiBandDRC_DRC_AdjustPara(chain_, channel, in_.integer(), in_.integer(), v[0],
-                                                     v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]);
-      case 7:
-        return static_cast<void>(AudioPost_Maximizer_AdjustPara(chain_, channel, v[0], v[1], v[2]));
-      case 8:
-        return static_cast<void>(
-            AudioPost_Agc_AdjustPara(chain_, channel, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]));
-      case 9:
-        if (in_.below(4) == 0) AudioPost_Destroy(chain_), chain_ = nullptr;
-        return;
-      default: {
-        std::vector<int16_t> pcm(static_cast<size_t>(chain_channels_ * std::max(chain_frames_, 0)));
-        for (size_t i = 0; i < std::min<size_t>(pcm.size(), 64); ++i) pcm[i] = in_.raw<int16_t>();
-        AudioPost_Process(chain_, pcm.data(), pcm.data(), in_.integer(), chain_frames_);
-      }
-    }
+    const std::function<void()> calls[] = {
+        [&] {
+          AudioPost_SetPara(chain_, some_record().data(), in_.below(16) ? chain_frames_ : in_.integer());
+        },
+        [&] { AudioPost_GetPara(chain_, room.data()); },
+        [&] { AudioPost_EQ10_SetPara(chain_, in_.numbers(100).data()); },
+        [&] { AudioPost_EQ10_GetPara(chain_, section.data()); },
+        [&] {
+          Buffers in(in_, chain_channels_, chain_frames_), out(in_, chain_channels_, chain_frames_);
+          AudioPost_EQ10_GetData(chain_, in.get(), out.get());
+        },
+        [&] {
+          AudioPost_MultiBandDRC_Crossover_AdjustPara(chain_, channel, v[0], v[1], v[2], v[3], v[4], v[5]);
+        },
+        [&] {
+          AudioPost_MultiBandDRC_DRC_AdjustPara(chain_, channel, in_.integer(), in_.integer(), v[0], v[1],
+                                                v[2], v[3], v[4], v[5], v[6], v[7], v[8]);
+        },
+        [&] { AudioPost_Maximizer_AdjustPara(chain_, channel, v[0], v[1], v[2]); },
+        [&] { AudioPost_Agc_AdjustPara(chain_, channel, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]); },
+        [&] {
+          if (in_.below(4) == 0) AudioPost_Destroy(chain_), chain_ = nullptr;
+        },
+        [&] {
+          std::vector<int16_t> pcm(static_cast<size_t>(chain_channels_ * std::max(chain_frames_, 0)));
+          for (size_t i = 0; i < std::min<size_t>(pcm.size(), 64); ++i) pcm[i] = in_.raw<int16_t>();
+          AudioPost_Process(chain_, pcm.data(), pcm.data(), in_.integer(), chain_frames_);
+        }};
+    calls[std::min(in_.below(12), 10)]();
   }
 
   void use_crossover() {
@@ -240,16 +174,10 @@ class Program {
     const auto in = in_.numbers(crossover_channels_);
     std::vector<float> out(static_cast<size_t>(crossover_channels_ * std::max(0, 2 + mid_bands_)));
     CrossoverParam* defaults = Filters_Crossover_paramInit();
-    switch (in_.below(8)) {
-      case 0:
-        Filters_Crossover_filterSetParam(crossover_, defaults);
-        break;
-      case 1:
-        Filters_Crossover_filterDestroy(crossover_), crossover_ = nullptr;
-        break;
-      default:
-        Filters_Crossover_filterProcess(crossover_, in.data(), out.data());
-    }
+    const int call = in_.below(8);
+    if (call == 0) Filters_Crossover_filterSetParam(crossover_, defaults);
+    if (call == 1) Filters_Crossover_filterDestroy(crossover_), crossover_ = nullptr;
+    if (call > 1) Filters_Crossover_filterProcess(crossover_, in.data(), out.data());
     std::free(defaults);
   }
 
@@ -277,19 +205,12 @@ class Program {
     const auto bands = in_.numbers(20);
     const std::vector<int16_t> pcm(static_cast<size_t>(n * detector_channels_ + 1), in_.raw<int16_t>());
     LevelDetectorResult result;
-    switch (in_.below(8)) {
-      case 0:
-        LevelDetector_SetPara(detector_, in_.below(2) ? bands.data() : nullptr, bands[0], bands[1], bands[2]);
-        return;
-      case 1:
-        LevelDetector_Destroy(detector_), detector_ = nullptr;
-        return;
-      case 2:
-        LevelDetector_GetRes(detector_, &result);
-        return;
-      default:
-        LevelDetector_Process(detector_, pcm.data(), static_cast<uint32_t>(n));
-    }
+    const int call = in_.below(8);
+    if (call == 0)
+      LevelDetector_SetPara(detector_, in_.below(2) ? bands.data() : nullptr, bands[0], bands[1], bands[2]);
+    if (call == 1) LevelDetector_Destroy(detector_), detector_ = nullptr;
+    if (call == 2) LevelDetector_GetRes(detector_, &result);
+    if (call > 2) LevelDetector_Process(detector_, pcm.data(), static_cast<uint32_t>(n));
   }
 
   void use_parts() {

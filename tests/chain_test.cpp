@@ -4,14 +4,12 @@
 #include <cstdlib>
 #include <limits>
 
-#include "support.h"
+#include "full_record.h"
+#include "modules.h"
 
-using support::in_child;
-using support::kExitMinusOne;
-using support::logged;
-using support::plain_record;
-using support::Record;
 using Pcm = std::vector<int16_t>;
+
+using namespace support;
 
 namespace {
 
@@ -20,11 +18,10 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN(), kInf = std::nume
 // One block through a new chain.
 Pcm processed(const Record& record, const Pcm& input, int channels) {
   const int frames = static_cast<int>(input.size()) / channels;
-  AudioPostState* chain = AudioPost_Init(record.data(), frames);
+  const Chain chain = chain_of(record.data(), frames);
   REQUIRE(chain);
   Pcm output(input.size(), 77);
-  AudioPost_Process(chain, input.data(), output.data(), channels, frames);
-  AudioPost_Destroy(chain);
+  AudioPost_Process(chain.get(), input.data(), output.data(), channels, frames);
   return output;
 }
 
@@ -36,8 +33,6 @@ std::string log_of_refusal(const float* record, int frames) {
   CHECK(child.status == 0);
   return child.err;
 }
-
-const char kWrongVersion[] = "The Version of Tuning Tool is Wrong, you should use version 2.00!\n";
 
 }  // namespace
 
@@ -73,9 +68,7 @@ TEST_CASE("samples are scaled, clamped to the bit rate, cut toward zero, and the
       {16, -kInf, -5, 0},
   };
   for (const auto& r : rows) {
-    CAPTURE(r.bit_rate);
-    CAPTURE(r.gain_dB);
-    CAPTURE(r.in);
+    CAPTURES(r.bit_rate, r.gain_dB, r.in);
     Record record = plain_record(1, r.bit_rate);
     record[20] = r.gain_dB;
     CHECK(processed(record, Pcm(9, static_cast<int16_t>(r.in)), 1) == Pcm(9, static_cast<int16_t>(r.out)));
@@ -86,21 +79,19 @@ TEST_CASE("input and output may be one buffer, or overlap") {
   constexpr int kFrames = 333;
   Record record = plain_record();
   record[20] = record[25] = -3.0f;
-  const Pcm input = support::noise_pcm(kFrames * 2);
+  const Pcm input = noise_pcm(kFrames * 2);
   const Pcm expected = processed(record, input, 2);
   for (int shift : {0, 1, 100, -1}) {
     CAPTURE(shift);
     Pcm buffer(input.size() + 101);
     int16_t* const from = buffer.data() + 1;
     std::copy(input.begin(), input.end(), from);
-    AudioPostState* chain = AudioPost_Init(record.data(), kFrames);
-    AudioPost_Process(chain, from, from + shift, 2, kFrames);
-    AudioPost_Destroy(chain);
+    AudioPost_Process(chain_of(record.data(), kFrames).get(), from, from + shift, 2, kFrames);
     CHECK(Pcm(from + shift, from + shift + input.size()) == expected);
   }
 }
 
-TEST_CASE("every channel takes its own gain, or the first one's when linked; the hint counts for nothing") {
+TEST_CASE("every channel takes its own gain, or the first one's when linked") {
   const struct {
     int channels;
     float link;
@@ -116,19 +107,16 @@ TEST_CASE("every channel takes its own gain, or the first one's when linked; the
       {7, 0, {0, -20, -40, -60, -80, -80, -80}},
   };
   for (const auto& r : rows) {
-    CAPTURE(r.channels);
-    CAPTURE(r.link);
+    CAPTURES(r.channels, r.link);
     Record record = plain_record(r.channels);
     record[2] = r.link;
     record[3] += 0.9f;
     for (size_t ch = 0; ch < 8; ++ch)
       record[20 + 5 * ch] = -20.0f * static_cast<float>(std::min<size_t>(ch, 4));
-    constexpr int kFrames = 50;
-    const Pcm input = support::noise_pcm(kFrames * r.channels);
+    const Pcm input = noise_pcm(50 * r.channels);
     Pcm output(input.size());
-    AudioPostState* chain = AudioPost_Init(record.data(), kFrames);
-    AudioPost_Process(chain, input.data(), output.data(), 1, kFrames);
-    AudioPost_Destroy(chain);
+    // The channel count of the call is a hint, and counts for nothing.
+    AudioPost_Process(chain_of(record.data(), 50).get(), input.data(), output.data(), 1, 50);
     for (size_t i = 0; i < input.size(); ++i) {
       const double gain = std::pow(10.0, r.gains_dB[i % r.gains_dB.size()] / 20.0);
       // Within a rounding of the product, which may fall on either side of an integer.
@@ -140,12 +128,10 @@ TEST_CASE("every channel takes its own gain, or the first one's when linked; the
 TEST_CASE("channel counts below one and blocks without frames write nothing") {
   const struct { int channels, frames; } rows[] = {{0, 10}, {-3, 10}, {2, 0}, {2, -5}};
   for (const auto& r : rows) {
-    CAPTURE(r.channels);
-    CAPTURE(r.frames);
-    AudioPostState* chain = AudioPost_Init(plain_record(r.channels).data(), r.frames);
+    CAPTURES(r.channels, r.frames);
+    const Chain chain = chain_of(plain_record(r.channels).data(), r.frames);
     REQUIRE(chain);
-    AudioPost_Process(chain, nullptr, nullptr, r.channels, r.frames);
-    AudioPost_Destroy(chain);
+    AudioPost_Process(chain.get(), nullptr, nullptr, r.channels, r.frames);
   }
   int16_t sample = 5;
   AudioPost_Process(nullptr, &sample, &sample, 1, 1);
@@ -153,41 +139,36 @@ TEST_CASE("channel counts below one and blocks without frames write nothing") {
   AudioPost_Destroy(nullptr);
 }
 
-TEST_CASE("a version is taken within 0.0001 of 2.0") {
-  for (float version : {2.0f, 2.00005f, 1.99995f, kNan}) {
-    CAPTURE(version);
+TEST_CASE("a version is taken within 0.0001 of 2.0, a bit rate cut to an integer; others are refused") {
+  const char version[] = "The Version of Tuning Tool is Wrong, you should use version 2.00!\n";
+  const char bit_rate[] = "bit_rate is wrong!\n";
+  const struct {
+    size_t index;
+    const char* message;
+    std::vector<float> taken, refused;
+  } rows[] = {{4, version, {2.0f, 2.00005f, 1.99995f, kNan}, {2.0002f, 1.9998f, 0, 1, -2, kInf}},
+              {1, bit_rate, {16.9f, 24, 32.5f}, {0, 8, 15.999f, 17, -16, 64, kNan, kInf}}};
+  for (const auto& r : rows) {
     Record record = plain_record();
-    record[4] = version;
-    CHECK(processed(record, {1, 2}, 2) == Pcm{1, 2});
-  }
-  for (float version : {2.0002f, 1.9998f, 0.0f, 1.0f, -2.0f, kInf}) {
-    CAPTURE(version);
-    Record record = plain_record();
-    record[4] = version;
-    record[1] = 17;  // the version is looked at first
-    const std::string log = log_of_refusal(record.data(), 64);
-    CHECK(logged(log, "AudioPost_Init", kWrongVersion));
-    CHECK(!logged(log, "AudioPost_Init", "bit_rate is wrong!\n"));
-  }
-}
-
-TEST_CASE("bit rates are truncated, and others than 16, 24 and 32 refused") {
-  for (float bit_rate : {16.9f, 24.0f, 32.5f}) {
-    Record record = plain_record();
-    record[1] = bit_rate;
-    CHECK(processed(record, {1, 2}, 2) == Pcm{1, 2});
-  }
-  for (float bit_rate : {0.0f, 8.0f, 15.999f, 17.0f, -16.0f, 64.0f, kNan, kInf}) {
-    CAPTURE(bit_rate);
-    Record record = plain_record();
-    record[1] = bit_rate;
-    CHECK(logged(log_of_refusal(record.data(), 64), "AudioPost_Init", "bit_rate is wrong!\n"));
+    for (float value : r.taken) {
+      CAPTURE(value);
+      record[r.index] = value;
+      CHECK(processed(record, {1, 2}, 2) == Pcm{1, 2});
+    }
+    if (r.index == 4) record[1] = 17;  // the version is looked at first
+    for (float value : r.refused) {
+      CAPTURE(value);
+      record[r.index] = value;
+      const std::string log = log_of_refusal(record.data(), 64);
+      CHECK(logged(log, "AudioPost_Init", r.message));
+      CHECK(count_logged(log, "AudioPost_Init", "") == 2);  // the banner, and this
+    }
   }
 }
 
 TEST_CASE("no record and sizes that cannot be served give null") {
-  CHECK(
-      logged(log_of_refusal(nullptr, 64), "AudioPost_Init", "Param is None,EQ_DRC will not be inited \n\n"));
+  const std::string none = log_of_refusal(nullptr, 64);
+  CHECK(logged(none, "AudioPost_Init", "Param is None,EQ_DRC will not be inited \n\n"));
   const struct {
     float channels;
     int frames;
@@ -197,16 +178,15 @@ TEST_CASE("no record and sizes that cannot be served give null") {
     Record record = plain_record();
     record[3] = r.channels;
     const std::string log = log_of_refusal(record.data(), r.frames);
-    CHECK(support::count_logged(log, "AudioPost_Init", "") == 1);  // the banner, and no more
+    CHECK(count_logged(log, "AudioPost_Init", "") == 1);  // the banner, and no more
   }
 }
 
 TEST_CASE("the banner comes first, whatever follows, and tells version, date and time") {
   const Record record = plain_record();
   for (const float* param : {record.data(), static_cast<const float*>(nullptr)}) {
-    const std::string log = in_child([&] { AudioPost_Destroy(AudioPost_Init(param, 64)); }).err;
-    CHECK(support::count_logged(log, "AudioPost_Init",
-                                "ZELK_AudioEffect-RELEASE-VERSION 2.00,  RELEASE DATE ") == 1);
+    const std::string log = in_child([&] { chain_of(param, 64); }).err;
+    CHECK(count_logged(log, "AudioPost_Init", "ZELK_AudioEffect-RELEASE-VERSION 2.00,  RELEASE DATE ") == 1);
     char month[4] = "", end[3] = "";
     int day = 0, year = 0, hour = -1, minute = -1, second = -1;
     CHECK(std::sscanf(log.c_str(),
@@ -235,27 +215,47 @@ TEST_CASE("an effect is created for any flag but 0, and runs at exactly 1") {
     bool created, runs;
   } rows[] = {{0, false, false}, {0.9f, false, false}, {1, true, true},     {1.9f, true, true},
               {2, true, false},  {-1, true, false},    {kInf, true, false}, {kNan, false, false}};
-  const Pcm input = support::noise_pcm(200);
+  const Pcm input = noise_pcm(200);
   for (const auto& r : rows) {
     CAPTURE(r.flag);
     Record record = plain_record();
     record[2] = 1;
     record[14] = r.flag;
-    const float band[5] = {1, 6, 500, 0, 0};  // a low-pass
-    std::copy(band, band + 5, record.begin() + 100);
+    put(record, 100, {1, GeneralLP, 500, 0, 0});
     const auto child = in_child([&] { std::exit(processed(record, input, 2) == input ? 0 : 1); });
     CHECK((child.err.find("(EQ10_PrintPara()") != std::string::npos) == r.created);
     CHECK(child.status == (r.runs ? 1 : 0));
   }
-}
-
-TEST_CASE("Agc and Maximizer are two modes of one effect, which exists when either is wanted") {
-  for (int flags = 0; flags < 4; ++flags) {
+  for (int flags = 0; flags < 4; ++flags) {  // Agc and Maximizer are two modes of one effect
     CAPTURE(flags);
     Record record = plain_record();
-    record[16] = static_cast<float>(flags & 1);
-    record[17] = static_cast<float>(flags >> 1);
-    const auto child = in_child([&] { AudioPost_Destroy(AudioPost_Init(record.data(), 64)); });
+    put(record, 16, {static_cast<float>(flags & 1), static_cast<float>(flags >> 1)});
+    const auto child = in_child([&] { chain_of(record.data(), 64); });
     CHECK((child.err.find("(Maximizer_PrintPara()") != std::string::npos) == (flags != 0));
   }
+}
+
+TEST_CASE("the chain runs each effect on its own section, in its order, as the effects alone would") {
+  constexpr int kFrames = 480;
+  Record r = full_record();
+  r[20] = r[25] = 0;
+  const Pcm pcm = noise_pcm(2 * kFrames * 100);
+  const Pcm got = through_chain(chain_of(r.data(), kFrames).get(), pcm, 2, kFrames);
+  const size_t sections[kModules] = {30, 60, 80, 90, 100, 200, 400};
+  std::vector<void*> states;
+  for (const Module& m : kModule)
+    states.push_back(m.init(&r[sections[states.size()]], {16, 48000, 2, kFrames, 0}));
+  Planar x({Samples(kFrames), Samples(kFrames)});
+  for (size_t block = 0; block < pcm.size(); block += 2 * kFrames) {
+    for (size_t i = 0; i < 2 * kFrames; ++i) x.data[i % 2][i / 2] = static_cast<float>(pcm[block + i]);
+    for (size_t m = 0; m < states.size(); ++m) {
+      if (m == kMaximizer) kModule[m].second_process(states[m], x(), x(), kFrames);
+      kModule[m].process(states[m], x(), x(), kFrames);
+    }
+    for (size_t i = 0; i < 2 * kFrames; ++i) {
+      const float y = std::clamp(x.data[i % 2][i / 2], -32768.0f, 32767.0f);
+      REQUIRE(got[block + i] == static_cast<int16_t>(y));
+    }
+  }
+  for (size_t m = 0; m < states.size(); ++m) kModule[m].destroy(states[m]);
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ std::vector<int16_t> noise_pcm(int n, uint32_t seed = 1);  // the whole 16-bit r
 double rms(const Samples& x, size_t from = 0);
 double peak(const Samples& x, size_t from = 0);
 double to_dB(double linear);
+inline double full_scale(double dBFS) { return 32768 * std::pow(10, dBFS / 20); }  // peak of a 16-bit signal
 // Amplitude of the sinusoid at this frequency, by least squares over x[from …]; exact where that holds whole
 // periods.
 double amplitude_at(const Samples& x, double frequency_hz, double sample_rate, size_t from = 0);
@@ -36,6 +38,26 @@ bool same_bits(const std::vector<T>& a, const std::vector<T>& b) {
   return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0);
 }
 inline bool same_bits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+// ---- What a failing check tells: CAPTURES(r.link, r.channel) ----
+template <class... T>
+std::string listed(const T&... values) {
+  return ((std::string(" ") + doctest::toString(values).c_str()) + ...);
+}
+#define CAPTURES(...) INFO(#__VA_ARGS__, " :=", support::listed(__VA_ARGS__))
+
+// ---- Handles that end with their scope ----
+template <auto destroy>
+struct Destroyer {
+  template <class State>
+  void operator()(State* state) const {
+    destroy(state);
+  }
+};
+template <class State, auto destroy>
+using Handle = std::unique_ptr<State, Destroyer<destroy>>;
+using Chain = Handle<AudioPostState, AudioPost_Destroy>;
+inline Chain chain_of(const float* record, int frames) { return Chain(AudioPost_Init(record, frames)); }
 
 // ---- Channel buffers as the effects take them ----
 struct Planar {
