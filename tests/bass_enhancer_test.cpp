@@ -2,6 +2,8 @@
 
 #include "support.h"
 
+using namespace support;
+
 namespace {
 
 constexpr double kFs = 48000;
@@ -10,12 +12,12 @@ struct Settings {
   double amount_dB, drive, blend, freq, floor_active, floor;
 };
 
-support::Samples enhance(const Settings& p, support::Samples x) {
+Samples enhance(const Settings& p, Samples x) {
   const float section[10] = {static_cast<float>(p.amount_dB),    static_cast<float>(p.drive),
                              static_cast<float>(p.blend),        static_cast<float>(p.freq),
                              static_cast<float>(p.floor_active), static_cast<float>(p.floor)};
   BassEnhancerState* s = BassEnhancer_Init(section, 16, 48000, 1, 0);
-  support::Planar buffers({std::move(x)});
+  Planar buffers({std::move(x)});
   BassEnhancer_Process(s, buffers(), buffers(), static_cast<int>(buffers.data[0].size()));
   BassEnhancer_Destroy(s);
   return buffers.data[0];
@@ -51,10 +53,9 @@ TEST_CASE(
   const Settings rows[] = {{0, 8, 2, 100, 0, 0},   {0, 8, 8, 60, 0, 0},  {6, 4, 5, 100, 1, 80},
                            {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9, 80}};
   for (const Settings& p : rows) {
-    CAPTURE(p.drive);
-    CAPTURE(p.blend);
+    CAPTURES(p.drive, p.blend);
     const double hz = 40, amplitude = 0.5;
-    const auto y = enhance(p, support::sine(144000, hz, kFs, 32768 * amplitude));
+    const auto y = enhance(p, sine(144000, hz, kFs, 32768 * amplitude));
     // Brute force: one period through the low-pass's steady response and the shaper, harmonics by summation.
     const Shaper shaper(p.drive, p.blend);
     const auto low = std::polar(amplitude, 0.0) * pair(false, hz, p.freq);
@@ -72,36 +73,34 @@ TEST_CASE(
               pair(true, h * hz, p.freq) * std::pow(10, p.amount_dB / 20);
       if (p.floor_active >= 1) line *= pair(true, h * hz, p.floor);
       if (h == 1) line += pair(true, hz, p.freq) * amplitude * std::complex<double>(0, -1);
-      const double expected_dB = support::to_dB(std::abs(line));
+      const double expected_dB = to_dB(std::abs(line));
       CAPTURE(h);
       if (expected_dB > -90)
-        CHECK(std::fabs(support::to_dB(support::amplitude_at(y, h * hz, kFs, 96000) / 32768) - expected_dB) <
-              0.1);
+        CHECK(std::fabs(to_dB(amplitude_at(y, h * hz, kFs, 96000) / 32768) - expected_dB) < 0.1);
       if (std::abs(line) > strongest) strongest = std::abs(line), strongest_hz = h * hz;
     }
     if (std::fabs(p.drive) < 8 || p.freq < 100) continue;  // what is left of the fundamental is stronger
     CHECK(strongest_hz >= p.freq);
     CHECK(strongest_hz <= 3 * p.freq);
-    CHECK(support::amplitude_at(y, hz, kFs, 96000) < 32768 * amplitude * 0.05);
+    CHECK(amplitude_at(y, hz, kFs, 96000) < 32768 * amplitude * 0.05);
   }
 }
 
 TEST_CASE("without harmonics a fourth-order high-pass at the split is left") {
   for (double freq : {60.0, 120.0, 400.0})
     for (double hz : {30.0, 60.0, 120.0, 240.0, 1000.0, 10000.0}) {
-      CAPTURE(freq);
-      CAPTURE(hz);
-      const auto y = enhance({-200, 6, 2, freq, 0, 0}, support::sine(96000, hz, kFs, 32768));
-      const double expected_dB = support::to_dB(std::abs(pair(true, hz, freq)));
-      CHECK(std::fabs(support::to_dB(support::amplitude_at(y, hz, kFs, 48000) / 32768) - expected_dB) < 0.03);
+      CAPTURES(freq, hz);
+      const auto y = enhance({-200, 6, 2, freq, 0, 0}, sine(96000, hz, kFs, 32768));
+      const double expected_dB = to_dB(std::abs(pair(true, hz, freq)));
+      CHECK(std::fabs(to_dB(amplitude_at(y, hz, kFs, 48000) / 32768) - expected_dB) < 0.03);
     }
 }
 
 TEST_CASE("the shaper's offset and a constant input decay to nothing") {
   for (float level : {0.0f, 16384.0f, -32768.0f}) {
     CAPTURE(level);
-    const auto y = enhance({0, 20, 2, 100, 0, 0}, support::Samples(192000, level));
-    CHECK(support::peak(y, 0) > 1000);  // the curve does not pass through 0 at this drive
-    CHECK(support::peak(y, 96000) < 0.1);
+    const auto y = enhance({0, 20, 2, 100, 0, 0}, Samples(192000, level));
+    CHECK(peak(y, 0) > 1000);  // the curve does not pass through 0 at this drive
+    CHECK(peak(y, 96000) < 0.1);
   }
 }

@@ -4,29 +4,29 @@
 
 #include "support.h"
 
+using namespace support;
+
 namespace {
 
-using Bank = CrossoverFilter*;
+using Bank = Handle<CrossoverFilter, Filters_Crossover_filterDestroy>;
 using Bands = std::vector<std::vector<float>>;  // one impulse response or signal per band
 constexpr int kLow = 0, kHigh = 1, kMid1 = 2, kMid2 = 3;
 
-Bands split(Bank bank, int bands, const support::Samples& x) {
+Bands split(const Bank& bank, int bands, const Samples& x) {
   Bands y(static_cast<size_t>(bands));
   float out[4];
   for (float v : x) {
-    Filters_Crossover_filterProcess(bank, &v, out);
+    Filters_Crossover_filterProcess(bank.get(), &v, out);
     for (size_t b = 0; b < y.size(); ++b) y[b].push_back(out[b]);
   }
   return y;
 }
 
 Bands impulse_responses(int sample_rate, const CrossoverParam& param, int n) {
-  Bank bank = Filters_Crossover_filterInit(sample_rate, 1, &param);
-  support::Samples impulse(static_cast<size_t>(n));
+  const Bank bank(Filters_Crossover_filterInit(sample_rate, 1, &param));
+  Samples impulse(static_cast<size_t>(n));
   impulse[0] = 1.0f;
-  Bands y = split(bank, 2 + param.mid_bands, impulse);
-  Filters_Crossover_filterDestroy(bank);
-  return y;
+  return split(bank, 2 + param.mid_bands, impulse);
 }
 
 std::complex<double> response(const std::vector<float>& impulse, double frequency_hz, double sample_rate) {
@@ -47,7 +47,7 @@ CrossoverParam four_bands(float low, float mid, float high) { return {2, low, hi
 }  // namespace
 
 TEST_CASE("each band is its Linkwitz-Riley curve: -6 dB at its corners, 24 dB per octave, 0 dB inside") {
-  struct {
+  const struct {
     int sample_rate;
     CrossoverParam param;
   } rows[] = {{8000, four_bands(200, 900, 2500)},
@@ -72,15 +72,11 @@ TEST_CASE("each band is its Linkwitz-Riley curve: -6 dB at its corners, 24 dB pe
         CHECK(std::abs(response(h[b], f, fs)) == doctest::Approx(expected[b]).epsilon(0.0023).scale(0.005));
       }
     }
-    CHECK(support::to_dB(std::abs(response(h[kLow], double(p.low_fc), fs))) ==
-          doctest::Approx(-6.02).epsilon(0.005));
-    CHECK(support::to_dB(std::abs(response(h[kHigh], double(p.high_fc), fs))) ==
-          doctest::Approx(-6.02).epsilon(0.005));
   }
 }
 
 TEST_CASE("two adjacent bands that share a corner add up to a flat response") {
-  struct {
+  const struct {
     CrossoverParam param;
     int lower, upper;
     double least_hz, most_hz;  // where the bands' outer edges are far enough away to play no part
@@ -94,58 +90,50 @@ TEST_CASE("two adjacent bands that share a corner add up to a flat response") {
     const Bands h = impulse_responses(48000, r.param, 32768);
     for (int step = 0; r.least_hz * std::pow(1.2, step) <= r.most_hz; ++step) {
       const double f = r.least_hz * std::pow(1.2, step);
-      CAPTURE(r.lower);
-      CAPTURE(r.upper);
-      CAPTURE(f);
+      CAPTURES(r.lower, r.upper, f);
       const auto sum = response(h[size_t(r.lower)], f, 48000) + response(h[size_t(r.upper)], f, 48000);
-      CHECK(std::fabs(support::to_dB(std::abs(sum))) < r.most_dB);
+      CHECK(std::fabs(to_dB(std::abs(sum))) < r.most_dB);
     }
   }
 }
 
-TEST_CASE(
-    "any mid_bands and channel count writes what fits in 2 + mid_bands floats per channel, and nothing "
-    "else") {
+TEST_CASE("any mid_bands and channel count writes what 2 + mid_bands floats per channel hold, no more") {
   const float x[3] = {1000.0f, -500.0f, 250.0f};
   const CrossoverParam four = four_bands(250, 1000, 3000);
   for (int mid_bands : {INT32_MIN, -5, -2, -1, 0, 1, 2, 3, 9})
     for (int channels : {-1, 0, 1, 3}) {
-      CAPTURE(mid_bands);
-      CAPTURE(channels);
+      CAPTURES(mid_bands, channels);
       CrossoverParam param = four;
       param.mid_bands = mid_bands;
-      Bank bank = Filters_Crossover_filterInit(48000, channels, &param);
+      Bank bank(Filters_Crossover_filterInit(48000, channels, &param));
       REQUIRE(bank);
       const size_t stride = mid_bands < -2 ? 0 : size_t(2 + mid_bands);
       const size_t room = stride * size_t(std::max(channels, 0));
       std::vector<float> expected(room + 8, -7.0f), out = expected;  // the spare floats show an overrun
       for (size_t ch = 0; ch < size_t(std::max(channels, 0)); ++ch) {
-        Bank mono = Filters_Crossover_filterInit(48000, 1, &four);
+        const Bank mono(Filters_Crossover_filterInit(48000, 1, &four));
         float y[4];
-        Filters_Crossover_filterProcess(mono, x + ch, y);
+        Filters_Crossover_filterProcess(mono.get(), x + ch, y);
         const size_t written = mid_bands == 2 ? 4 : std::min<size_t>(stride, 3);
         std::copy_n(y, written, expected.begin() + ptrdiff_t(stride * ch));
-        Filters_Crossover_filterDestroy(mono);
       }
-      Filters_Crossover_filterProcess(bank, x, out.data());
-      CHECK(support::same_bits(out, expected));
-      Filters_Crossover_filterSetParam(bank, &four);
-      CHECK(Filters_Crossover_filterDestroy(bank) == 0);
+      Filters_Crossover_filterProcess(bank.get(), x, out.data());
+      CHECK(same_bits(out, expected));
+      Filters_Crossover_filterSetParam(bank.get(), &four);
+      CHECK(Filters_Crossover_filterDestroy(bank.release()) == 0);
     }
 }
 
 TEST_CASE("new frequencies restart the bank from silence and leave its bands as they were created") {
-  const auto x = support::noise(300, 20000.0f);
+  const auto x = noise(300, 20000.0f);
   const CrossoverParam before = four_bands(250, 1000, 3000);
   CrossoverParam after{0, 300.0f, 4000.0f, 350.0f, 1200.0f, 1300.0f, 3500.0f};
-  Bank retuned = Filters_Crossover_filterInit(48000, 1, &before);
+  const Bank retuned(Filters_Crossover_filterInit(48000, 1, &before));
   split(retuned, 4, x);
-  Filters_Crossover_filterSetParam(retuned, &after);
+  Filters_Crossover_filterSetParam(retuned.get(), &after);
   after.mid_bands = 2;
-  Bank fresh = Filters_Crossover_filterInit(48000, 1, &after);
+  const Bank fresh(Filters_Crossover_filterInit(48000, 1, &after));
   CHECK(split(retuned, 4, x) == split(fresh, 4, x));
-  Filters_Crossover_filterDestroy(retuned);
-  Filters_Crossover_filterDestroy(fresh);
 }
 
 TEST_CASE("without a record a bank has the defaults of a fresh record: two bands, 250 and 3000 Hz") {
@@ -155,12 +143,10 @@ TEST_CASE("without a record a bank has the defaults of a fresh record: two bands
   const float expected[] = {250, 3000, 250, 1000, 1000, 3000};
   CHECK(std::equal(std::begin(got), std::end(got), expected));
   CHECK(param->mid_bands == 0);
-  Bank with = Filters_Crossover_filterInit(48000, 1, param),
-       without = Filters_Crossover_filterInit(48000, 1, nullptr);
-  const auto x = support::noise(100, 20000.0f);
+  const Bank with(Filters_Crossover_filterInit(48000, 1, param)),
+      without(Filters_Crossover_filterInit(48000, 1, nullptr));
+  const auto x = noise(100, 20000.0f);
   CHECK(split(with, 2, x) == split(without, 2, x));
-  Filters_Crossover_filterDestroy(with);
-  Filters_Crossover_filterDestroy(without);
   std::free(param);
   CHECK(Filters_Crossover_filterDestroy(nullptr) == -3);
   CHECK(Filters_Crossover_filterInit(48000, 1025, nullptr) == nullptr);

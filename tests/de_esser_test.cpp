@@ -1,15 +1,11 @@
-#include <memory>
-
 #include "support.h"
+
+using namespace support;
 
 namespace {
 
 constexpr int kBlock = 480;  // 10 ms
 constexpr double kFs = 48000;
-
-struct Delete {
-  void operator()(DeEsserState* s) const { DeEsser_Destroy(s); }
-};
 
 struct Run {
   Run(float f0, float threshold, int channels = 1) : f0_hz(static_cast<double>(f0)) {
@@ -18,7 +14,7 @@ struct Run {
   }
   // One block of a sine per channel; returns what comes out, concatenated over the calls of this run.
   void block(const std::vector<double>& peaks, double hz, int n = kBlock) {
-    support::Planar x(std::vector<support::Samples>(peaks.size(), support::Samples(static_cast<size_t>(n))));
+    Planar x(std::vector<Samples>(peaks.size(), Samples(static_cast<size_t>(n))));
     for (size_t c = 0; c < peaks.size(); ++c)
       for (int i = 0; i < n; ++i)
         x.data[c][static_cast<size_t>(i)] =
@@ -29,11 +25,11 @@ struct Run {
   }
   // Share of the tone that got through the last block, on average.
   double through(double peak, double hz, size_t channel = 0) const {
-    return support::amplitude_at(out[channel], hz, kFs) / peak;
+    return amplitude_at(out[channel], hz, kFs) / peak;
   }
   const double f0_hz;
-  std::unique_ptr<DeEsserState, Delete> state;
-  std::vector<support::Samples> out;
+  Handle<DeEsserState, DeEsser_Destroy> state;
+  std::vector<Samples> out;
   int time = 0;
 };
 
@@ -41,8 +37,7 @@ double decay(double blocks, double time_ms) { return std::exp(-2.2 * 10 * blocks
 
 }  // namespace
 
-TEST_CASE(
-    "above the threshold f0 falls to the notch's depth by the attack, below it returns by the release") {
+TEST_CASE("above the threshold f0 falls by the attack, below it returns by the release") {
   for (float f0 : {4000.0f, 6000.0f, 8000.0f}) {
     CAPTURE(f0);
     Run run(f0, -40);
@@ -65,23 +60,15 @@ TEST_CASE(
 }
 
 TEST_CASE("the detector hears an octave around f0") {
-  struct {
+  const struct {
     double hz, threshold_below_tone_dB;
     bool acts;
-  } const rows[] = {
-      {4000, 0.2, true},
-      {4000, -0.2, false},  // 0 dB at f0
-      {4000 / std::sqrt(2.0), 3.4, true},
-      {4000 / std::sqrt(2.0), 2.6, false},  // half power at its edges
-      {4000 * std::sqrt(2.0), 3.8, true},
-      {4000 * std::sqrt(2.0), 2.6, false},
-      {400, 15, false},
-      {20000, 15, false},
-  };
+  } rows[] = {{4000, 0.2, true},    {4000, -0.2, false},   {2828.43, 3.4, true}, {2828.43, 2.6, false},
+              {5656.85, 3.8, true}, {5656.85, 2.6, false}, {400, 15, false},     {20000, 15, false}};
+  // 0 dB at f0, half power at the octave's edges.
   for (const auto& r : rows) {
-    CAPTURE(r.hz);
-    CAPTURE(r.threshold_below_tone_dB);
-    const double tone_dB = support::to_dB(8000 / std::sqrt(2.0) / 32768);
+    CAPTURES(r.hz, r.threshold_below_tone_dB);
+    const double tone_dB = to_dB(8000 / std::sqrt(2.0) / 32768);
     Run run(4000, static_cast<float>(tone_dB - r.threshold_below_tone_dB));
     for (int k = 0; k < 60; ++k) run.block({8000}, r.hz);
     // At the end of a long attack only the notched signal is left.
@@ -94,16 +81,16 @@ TEST_CASE("the detector hears an octave around f0") {
 TEST_CASE("what is far from f0 is left alone while f0 is attenuated") {
   for (double hz : {200.0, 500.0, 20000.0}) {
     Run run(6000, -40);
-    support::Planar x({support::sine(96000, 6000, kFs, 8000)});
-    const auto other = support::sine(96000, hz, kFs, 8000);
+    Planar x({sine(96000, 6000, kFs, 8000)});
+    const auto other = sine(96000, hz, kFs, 8000);
     for (size_t i = 0; i < other.size(); ++i) x.data[0][i] += other[i];
     for (size_t done = 0; done < other.size(); done += kBlock) {
       float* at = x.data[0].data() + done;
       DeEsser_Process(run.state.get(), &at, &at, kBlock);
     }
     CAPTURE(hz);
-    CHECK(support::amplitude_at(x.data[0], 6000, kFs, 48000) < 8);
-    CHECK(std::fabs(support::to_dB(support::amplitude_at(x.data[0], hz, kFs, 48000) / 8000)) < 0.3);
+    CHECK(amplitude_at(x.data[0], 6000, kFs, 48000) < 8);
+    CHECK(std::fabs(to_dB(amplitude_at(x.data[0], hz, kFs, 48000) / 8000)) < 0.3);
   }
 }
 

@@ -10,6 +10,8 @@
 
 #include "support.h"
 
+using namespace support;
+
 namespace {
 
 using Bytes = std::vector<char>;
@@ -37,8 +39,8 @@ class Directory {
     return pcm;
   }
   // Runs the driver here; afterwards the child prints the arguments that it was to leave behind.
-  support::Outcome run() const {
-    return support::in_child([&] {
+  Outcome run() const {
+    return in_child([&] {
       using Main = int (*)(int, char**);
       const auto driver = reinterpret_cast<Main>(dlsym(dlopen(LIBRARY_FILE, RTLD_NOW), "main"));
       char name[] = "process_file";
@@ -52,8 +54,8 @@ class Directory {
   char path_[40] = "/tmp/process_file_test_XXXXXX";
 };
 
-support::Record halving_record() {
-  support::Record record = support::plain_record();
+Record halving_record() {
+  Record record = plain_record();
   record[20] = record[25] = -6.0f;
   return record;
 }
@@ -70,8 +72,8 @@ TEST_CASE("the driver sends the whole blocks of its input through the chain") {
   for (int frames : {0, 1023, 1024, 2047, 3 * kBlock + 100}) {
     CAPTURE(frames);
     const Directory directory;
-    const Pcm input = support::noise_pcm(frames * 2);
-    const support::Record record = halving_record();
+    const Pcm input = noise_pcm(frames * 2);
+    const Record record = halving_record();
     directory.write("raw.pcm", input, input.size() * 2);
     directory.write("0522_48000HZ.bin", record, 2000);
     const auto child = directory.run();
@@ -84,7 +86,7 @@ TEST_CASE("the driver sends the whole blocks of its input through the chain") {
     CHECK((names[0] + std::string(" ") + names[1] + " " + names[2]) ==
           "raw.pcm process.pcm 0522_48000HZ.bin");
     AudioPostState* chain = AudioPost_Init(record.data(), kBlock);
-    CHECK(directory.output() == support::through_chain(chain, input, 2, kBlock));
+    CHECK(directory.output() == through_chain(chain, input, 2, kBlock));
     AudioPost_Destroy(chain);
   }
 }
@@ -113,8 +115,8 @@ TEST_CASE("the driver says what is wrong with its files and carries on where it 
     const std::string fault = r.fault;
     CAPTURE(fault);
     const Directory directory;
-    const Pcm input = support::noise_pcm(2 * kBlock * 2);
-    support::Record record = halving_record();
+    const Pcm input = noise_pcm(2 * kBlock * 2);
+    Record record = halving_record();
     if (fault == "wrong version") record[4] = 1.0f;
     if (fault == "wrong rate") record[0] = 44100.0f;
     if (fault == "rate truncated") record[0] = 48000.9f;
@@ -136,7 +138,7 @@ TEST_CASE("the driver says what is wrong with its files and carries on where it 
     CHECK(count(child.err, "open file fail") == (fault == "no input" || fault == "output cannot be opened"));
     if (fault == "output is full" || fault == "output cannot be opened") continue;
     AudioPostState* chain = AudioPost_Init(halving_record().data(), kBlock);
-    CHECK(directory.output() == (r.result == kChain  ? support::through_chain(chain, input, 2, kBlock)
+    CHECK(directory.output() == (r.result == kChain  ? through_chain(chain, input, 2, kBlock)
                                  : r.result == kCopy ? input
                                                      : Pcm{}));
     AudioPost_Destroy(chain);

@@ -2,13 +2,15 @@
 
 #include "support.h"
 
+using namespace support;
+
 namespace {
 
 constexpr double kFs = 48000;
 
-support::Samples excite(std::vector<float> section, support::Samples x) {
+Samples excite(std::vector<float> section, Samples x) {
   ExciterState* s = Exciter_Init(section.data(), 16, 48000, 1, 0);
-  support::Planar buffers({std::move(x)});
+  Planar buffers({std::move(x)});
   Exciter_Process(s, buffers(), buffers(), static_cast<int>(buffers.data[0].size()));
   Exciter_Destroy(s);
   return buffers.data[0];
@@ -25,25 +27,23 @@ double clip(double u) { return u > 1 ? 1 : u < -1 ? -1 : 1.5 * u - 0.5 * u * u *
 }  // namespace
 
 TEST_CASE("a mix of 0 is the dry signal, bit for bit") {
-  const auto x = support::noise(4800, 32767);
-  CHECK(support::same_bits(excite({0.3f, 1, 2000, 0}, x), x));
+  const auto x = noise(4800, 32767);
+  CHECK(same_bits(excite({0.3f, 1, 2000, 0}, x), x));
 }
 
 TEST_CASE("the clipper makes odd harmonics, with a bias even ones too, and no offset") {
-  struct {
+  const struct {
     float bias, amount;
     double amplitude;
-  } const rows[] = {
+  } rows[] = {
       {0, 0, 0.01},   {0, 0, 0.9},     {0, 0.5f, 0.05},    {0, 0.5f, 0.5}, {0, 1, 0.9},          // odd only
       {0.2f, 0, 0.5}, {-0.2f, 0, 0.5}, {0.05f, 0.5f, 0.2}, {0.5f, 0, 0.9}, {0.09f, 0.5f, 0.01},  // even too
   };
   const double hz = 1003, corner = 800;  // harmonics that alias fall between the lines that are looked at
   for (const auto& r : rows) {
-    CAPTURE(r.bias);
-    CAPTURE(r.amount);
-    CAPTURE(r.amplitude);
-    const auto y = excite({r.bias, r.amount, static_cast<float>(corner), 1},
-                          support::sine(144000, hz, kFs, 32768 * r.amplitude));
+    CAPTURES(r.bias, r.amount, r.amplitude);
+    const auto y =
+        excite({r.bias, r.amount, static_cast<float>(corner), 1}, sine(144000, hz, kFs, 32768 * r.amplitude));
     const double drive = std::pow(10, 2 * static_cast<double>(r.amount));
     for (int h = 1; h <= 7; ++h) {
       double line = 0;  // a cosine in gives cosines out
@@ -54,10 +54,10 @@ TEST_CASE("the clipper makes odd harmonics, with a bias even ones too, and no of
         line += clip(u) * std::cos(h * phase) / 2400;
       }
       const double expected = std::fabs(line) * high_pass(h * hz, corner) / drive;
-      const double got = support::amplitude_at(y, h * hz, kFs, 96000) / 32768;
+      const double got = amplitude_at(y, h * hz, kFs, 96000) / 32768;
       CAPTURE(h);
       if (expected > 1e-5 * r.amplitude)
-        CHECK(std::fabs(support::to_dB(got / expected)) < 0.1);
+        CHECK(std::fabs(to_dB(got / expected)) < 0.1);
       else
         CHECK(got < 1e-4 * r.amplitude);
       if (h % 2 == 0 && r.bias == 0) CHECK(got < 1e-5 * r.amplitude);
@@ -73,7 +73,7 @@ TEST_CASE("a quiet signal is mixed with its high-passed self, one and a half tim
   for (float mix : {0.25f, 1.0f})
     for (double hz : {100.0, 1000.0, 3000.0, 12000.0}) {
       CAPTURE(hz);
-      const auto y = excite({0, 0, 3000, mix}, support::sine(96000, hz, kFs, 10));
+      const auto y = excite({0, 0, 3000, mix}, sine(96000, hz, kFs, 10));
       // Two sections in series: r^4 / (1 + r^4), turned by their phase, of which the sections' product is
       // (s^2 / (s^2 + sqrt(2) s + 1))^2 at s = j r.
       const double r = std::tan(M_PI * hz / kFs) / std::tan(M_PI * 3000 / kFs), re = 1 - r * r,
@@ -81,13 +81,13 @@ TEST_CASE("a quiet signal is mixed with its high-passed self, one and a half tim
       const double size = std::pow(r, 4) / std::pow(re * re + im * im, 2), m = static_cast<double>(mix);
       const double real = 1 - m + m * 1.5 * size * (re * re - im * im),
                    imaginary = -m * 1.5 * size * 2 * re * im;
-      CHECK(support::amplitude_at(y, hz, kFs, 48000) / 10 ==
+      CHECK(amplitude_at(y, hz, kFs, 48000) / 10 ==
             doctest::Approx(std::hypot(real, imaginary)).epsilon(0.002));
     }
 }
 
 TEST_CASE("a sample that is not a number clips to the ceiling, and the dry signal goes on") {
-  auto x = support::noise(48000, 1000);
+  auto x = noise(48000, 1000);
   x[100] = std::numeric_limits<float>::quiet_NaN();
   const auto y = excite({0, 0.5f, 2000, 0.5f}, x);
   CHECK(std::isnan(y[100]));

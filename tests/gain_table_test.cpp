@@ -12,7 +12,7 @@ float limiter(float x) { return max_table_caculate(12, x, -3.0f); }
 }  // namespace
 
 TEST_CASE("the compressor curve has its corners, its slopes and no gaps") {
-  struct {
+  const struct {
     float x, y, slope;
   } rows[] = {
       {-60, -108.0f, 4.2f},  // (16 dB + 5 dB) / 5 dB
@@ -63,7 +63,7 @@ TEST_CASE("a knee below 1 gives 0, an odd one rounds down, and the widest does n
 TEST_CASE("a look-up returns the nearest entry and never leaves the table") {
   float table[7];  // entries 1 … 5 between two that must not be read
   for (int i = 0; i < 7; ++i) table[i] = static_cast<float>(i);
-  struct {
+  const struct {
     float x, start, scale, entry;
   } rows[] = {
       {-10.0f, -10, 2, 1},   {-10.5f, -10, 2, 1},    {-1e30f, -10, 2, 1},
@@ -74,9 +74,7 @@ TEST_CASE("a look-up returns the nearest entry and never leaves the table") {
       {-9.0f, -10, kInf, 5}, {-9.0f, -10, -kInf, 1}, {-9.0f, -10, -2, 1},     // a table that runs downward
   };
   for (const auto& r : rows) {
-    CAPTURE(r.x);
-    CAPTURE(r.start);
-    CAPTURE(r.scale);
+    CAPTURES(r.x, r.start, r.scale);
     CHECK(table_search(4, table + 1, r.x, r.start, r.scale) == r.entry);
   }
 }

@@ -32,9 +32,7 @@ TEST_CASE("any value in any field is processed, or ends the process in a documen
       };
       // As the record of a new chain, then as the one that retunes it.
       for (const Outcome& outcome : {run(record, base), run(base, record)}) {
-        CAPTURE(i);
-        CAPTURE(value);
-        CAPTURE(outcome.signal);
+        CAPTURES(i, value, outcome.signal);
         bool documented = outcome.status == 0;
         for (const char* end : ends)
           documented |= outcome.status == kExitMinusOne && outcome.err.find(end) != std::string::npos;

@@ -1,8 +1,8 @@
 #include <climits>
-#include <limits>
-#include <memory>
 
 #include "support.h"
+
+using namespace support;
 
 namespace {
 
@@ -11,7 +11,7 @@ using Pcm = std::vector<int16_t>;
 
 struct Meter {
   explicit Meter(int bit_rate = 16, int channels = 1)
-      : state(LevelDetector_Init(bit_rate, 48000, channels, kBlock), LevelDetector_Destroy) {}
+      : state(LevelDetector_Init(bit_rate, 48000, channels, kBlock)) {}
   LevelDetectorResult result() const {
     LevelDetectorResult r;
     CHECK(LevelDetector_GetRes(state.get(), &r) == kBlock);
@@ -23,14 +23,13 @@ struct Meter {
     for (int b = 0; b < blocks; ++b)
       LevelDetector_Process(state.get(), &pcm[static_cast<size_t>(b * kBlock) % pcm.size()], kBlock);
   }
-  std::unique_ptr<LevelDetectorState, int (*)(LevelDetectorState*)> state;
+  Handle<LevelDetectorState, LevelDetector_Destroy> state;
 };
 
 // A second of tone, which the table of tests repeats without a seam.
 Pcm tone(double hz, double amplitude) {
   Pcm pcm;
-  for (float v : support::sine(48000, hz, 48000, amplitude))
-    pcm.push_back(static_cast<int16_t>(std::lround(v)));
+  for (float v : sine(48000, hz, 48000, amplitude)) pcm.push_back(static_cast<int16_t>(std::lround(v)));
   return pcm;
 }
 
@@ -44,21 +43,21 @@ const Pcm kSilence(48000);
 }  // namespace
 
 TEST_CASE("each band shows a tone at its centre at full level, and more of it than every other band") {
-  const double centre_hz[10] = {31, 62, 125, 250, 500, 1000, 2000, 4000, 8000, 16000};
+  const int centre_hz[10] = {31, 62, 125, 250, 500, 1000, 2000, 4000, 8000, 16000};
   for (int band = 0; band < 10; ++band)
     for (double amplitude : {30000.0, 300.0}) {
       CAPTURE(band);
       Meter meter;
       meter.run(tone(centre_hz[band], amplitude), 300);
       const LevelDetectorResult r = meter.result();
-      const double edge_dB =
-          band == 0 || band == 9 ? 20 * std::log10(0.7) : 0;  // Q of the low- and high-pass
+      const double edge_dB = band % 9 == 0 ? 20 * std::log10(0.7) : 0;  // Q of the low- and high-pass
+      const double over = r.level[band] - tone_level(amplitude) - edge_dB;
       // Truncated toward zero; what a block holds of a low tone's period ripples.
-      CHECK(r.level[band] <= tone_level(amplitude) + edge_dB + (band < 2 ? 1.6 : 1.01));
-      CHECK(r.level[band] >= tone_level(amplitude) + edge_dB - (band < 2 ? 0.7 : 0.01));
+      CHECK(over <= (band < 2 ? 1.6 : 1.01));
+      CHECK(over >= (band < 2 ? -0.7 : -0.01));
       for (int other = 0; other < 10; ++other) {
         if (other != band) CHECK(r.level[other] < r.level[band]);
-        CHECK(r.freq[other] == static_cast<int>(centre_hz[other]));
+        CHECK(r.freq[other] == centre_hz[other]);
       }
     }
 }
@@ -83,7 +82,7 @@ TEST_CASE("levels rise and fall with their times, block by block") {
 }
 
 TEST_CASE("a level is held for the hold time and falls with the first block that uses it up") {
-  struct {
+  const struct {
     float hold_ms;
     int blocks;  // of 10 ms that stay
   } rows[] = {{0, 0}, {9, 0}, {10, 0}, {11, 1}, {100, 9}, {101, 10}, {-50, 0}};
@@ -100,13 +99,11 @@ TEST_CASE("a level is held for the hold time and falls with the first block that
 }
 
 TEST_CASE("silence reads the bit rate's offset, and a call without frames lets the level fall") {
-  struct {
-    int bit_rate, level;
-  } rows[] = {{16, -90}, {24, -144}, {32, -192}, {8, -192}};
-  for (const auto& r : rows) {
-    Meter meter(r.bit_rate);
+  const int levels[][2] = {{16, -90}, {24, -144}, {32, -192}, {8, -192}};
+  for (const auto& [bit_rate, expected] : levels) {
+    Meter meter(bit_rate);
     meter.run(kSilence, 3);
-    for (int16_t level : meter.result().level) CHECK(level == r.level);
+    for (int16_t level : meter.result().level) CHECK(level == expected);
   }
   Meter meter;
   meter.run(tone(1000, 30000), 100);
@@ -123,8 +120,8 @@ TEST_CASE("only the first of the interleaved channels is measured") {
   CHECK(LevelDetector_Process(mono.state.get(), left.data(), 48000) == 48000);
   CHECK(LevelDetector_Process(stereo.state.get(), both.data(), 48000) == 48000);
   CHECK(std::memcmp(mono.result().level, stereo.result().level, sizeof(int16_t[10])) == 0);
-  for (int channels :
-       {0, -3, INT_MIN}) {  // every frame reads the first sample: a constant, which the low-pass shows
+  // Every frame reads the first sample: a constant, which the low-pass shows.
+  for (int channels : {0, -3, INT_MIN}) {
     Meter meter(16, channels);
     const int16_t one = 20000;
     for (int i = 0; i < 100; ++i) LevelDetector_Process(meter.state.get(), &one, kBlock);
@@ -137,8 +134,7 @@ TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
   Meter meter;
   float bands[20];
   for (int b = 0; b < 10; ++b) bands[2 * b] = 100.9f * static_cast<float>(b + 1), bands[2 * b + 1] = 0.5f;
-  bands[18] = 40000.0f, bands[16] = std::numeric_limits<float>::quiet_NaN(), bands[14] = 1e20f,
-  bands[12] = -3.9f;
+  bands[18] = 40000.0f, bands[16] = NAN, bands[14] = 1e20f, bands[12] = -3.9f;
   CHECK(LevelDetector_SetPara(meter.state.get(), bands, 50, 0, 50) == kBlock);
   meter.run(tone(403, 20000), 200);
   const LevelDetectorResult r = meter.result();
@@ -146,8 +142,7 @@ TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
   for (int b = 0; b < 10; ++b) CHECK(r.freq[b] == expected[b]);
   CHECK(std::fabs(r.level[3] - tone_level(20000)) <= 1);
   CHECK(r.level[1] < r.level[3] - 6);
-  for (float t : {0.0f, -1.0f, 1e30f, std::numeric_limits<float>::infinity(),
-                  std::numeric_limits<float>::quiet_NaN()}) {
+  for (float t : {0.0f, -1.0f, 1e30f, INFINITY, NAN}) {
     LevelDetector_SetPara(meter.state.get(), bands, t, t, t);
     meter.run(kSilence, 2);
     meter.result();
@@ -162,20 +157,20 @@ TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
 }
 
 TEST_CASE("the meter announces itself with the build's date and reports its times") {
-  const auto log = support::in_child([] {
+  const auto log = in_child([] {
     LevelDetectorState* meter = LevelDetector_Init(16, 48000, 2, kBlock);
     LevelDetector_SetPara(meter, nullptr, 12.5f, 100, 250);
   });
-  CHECK(support::logged(log.err, "LevelDetector_SetPara",
-                        "rmstc is 12.500000, hold_time is 100.000000, decay_time 250.000000\n"));
+  CHECK(logged(log.err, "LevelDetector_SetPara",
+               "rmstc is 12.500000, hold_time is 100.000000, decay_time 250.000000\n"));
   // The chain's banner names the same build: "May 10 2024, 10:23:41" there, "[2024-May-10:10:23:41]" here.
-  const std::string chain = support::in_child([] { AudioPost_Init(nullptr, 1); }).err;
+  const std::string chain = in_child([] { AudioPost_Init(nullptr, 1); }).err;
   char month[4], time[9];
   int day = 0, year = 0;
   const size_t at = chain.find("RELEASE DATE ");
   REQUIRE(at != std::string::npos);
   REQUIRE(std::sscanf(chain.c_str() + at, "RELEASE DATE %3s %d %d, %8s", month, &day, &year, time) == 4);
-  CHECK(support::logged(log.err, "LevelDetector_Init",
-                        "ZELK_LevelDetector-VERSION_1.0.0:[" + std::to_string(year) + "-" + month + "-" +
-                            std::to_string(day) + ":" + time + "]\n\n"));
+  CHECK(logged(log.err, "LevelDetector_Init",
+               "ZELK_LevelDetector-VERSION_1.0.0:[" + std::to_string(year) + "-" + month + "-" +
+                   std::to_string(day) + ":" + time + "]\n\n"));
 }

@@ -30,8 +30,7 @@ Pcm expected(Pcm in) {
 TEST_CASE("files of any length pushed in pieces of any size come out as long and the same") {
   for (int frames : {0, 1, 255, 256, 257, 5000})
     for (int piece : {1, 100, 256, 1000, 5000}) {
-      CAPTURE(frames);
-      CAPTURE(piece);
+      CAPTURES(frames, piece);
       const Pcm in = support::noise_pcm(frames * kChannels);
       const Chain chain;
       host::BlockAdapter adapter(chain.state, kChannels, kBlock);

@@ -78,20 +78,8 @@ Record everything_on() {
 }
 
 float near(std::mt19937& random, float value) {
-  const float pick[] = {0.0f,
-                        -1.0f,
-                        1.0f,
-                        2.0f,
-                        3.0f,
-                        5.0f,
-                        9.0f,
-                        1e-30f,
-                        1e9f,
-                        -1e12f,
-                        -0.0f,
-                        float(INFINITY),
-                        float(-INFINITY),
-                        float(NAN)};
+  constexpr float kInf = INFINITY, kNan = NAN;
+  const float pick[] = {0, -1, 1, 2, 3, 5, 9, 1e-30f, 1e9f, -1e12f, -0.0f, kInf, -kInf, kNan};
   switch (random() % 5) {
     case 0:
       return pick[random() % std::size(pick)];
@@ -128,8 +116,7 @@ std::string told(const Case& c) {
 
 }  // namespace
 
-TEST_CASE(
-    "what the checker passes runs without a word, what it rejects does not, and it knows every complaint") {
+TEST_CASE("what the checker passes runs without a word, and it knows every complaint of what it rejects") {
   constexpr uint32_t kRecords = 10000;
   constexpr size_t kBatch = 250;
   const std::string mark = "==== next ====\n";
@@ -175,7 +162,7 @@ TEST_CASE(
 }
 
 TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
-  struct {
+  const struct {
     const char *path, *name;
     float value;
     Severity severity;

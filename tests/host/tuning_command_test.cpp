@@ -36,7 +36,7 @@ support::Outcome audiopost(const std::string& arguments) {
 
 TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records") {
   const Workplace workplace;
-  struct {
+  const struct {
     const char* arguments;
     int status;
     const char *out, *err;  // what they begin with
@@ -78,16 +78,15 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
     CHECK(outcome.status == r.status);
     CHECK(outcome.out.substr(0, std::strlen(r.out)) == r.out);
     CHECK(outcome.err.substr(0, std::strlen(r.err)) == r.err);
-    CHECK(std::count(outcome.err.begin(), outcome.err.end(), '\n') ==
-          (r.status == 2 ? 1 : 0));  // one clear line
+    // One clear line.
+    CHECK(std::count(outcome.err.begin(), outcome.err.end(), '\n') == (r.status == 2 ? 1 : 0));
     CHECK(outcome.out.find('\033') == std::string::npos);
   }
   CHECK(host::load_tuning("c.bin") != host::load_tuning("b.bin"));
   CHECK(std::distance(std::filesystem::directory_iterator("."), {}) == 5);  // what failed left nothing behind
 }
 
-TEST_CASE(
-    "the completions of both shells know every option of every command, and the manual describes them") {
+TEST_CASE("the completions know every option of every command, and the manual describes them") {
   const auto read = [](const std::string& name) {
     std::ifstream file(SOURCES + std::string("/") + name);
     return std::string(std::istreambuf_iterator<char>(file), {});

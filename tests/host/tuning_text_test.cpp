@@ -1,6 +1,7 @@
 // Tuning records as text and as files.
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -42,19 +43,9 @@ struct Directory {
 
 TEST_CASE("a record of any bits comes back from its text unchanged") {
   std::mt19937 random(1);
-  const float special[] = {0.0f,
-                           -0.0f,
-                           1.0f,
-                           2.0f,
-                           16777217.0f,
-                           1e-45f,
-                           3.4028235e38f,
-                           0.1f,
-                           INFINITY,
-                           -INFINITY,
-                           host::float_of(0x7fc00000),
-                           host::float_of(0xffc00001),
-                           host::float_of(0x7f800001)};
+  float special[] = {0.0f, -0.0f, 1.0f, 2.0f, 16777217.0f, 1e-45f, 3.4028235e38f, 0.1f, 0, 0, 0, 0, 0};
+  const uint32_t no_numbers[] = {0x7f800000, 0xff800000, 0x7fc00000, 0xffc00001, 0x7f800001};
+  std::transform(no_numbers, no_numbers + 5, special + 8, host::float_of);
   for (int round = 0; round < 400; ++round) {
     Record record;
     for (float& value : record)
@@ -104,8 +95,8 @@ TEST_CASE("a file is read as what it holds, and only a whole record is one") {
   host::save_record(path, record);
   CHECK(same(host::load_tuning(path), record));
   CHECK(same(host::load_tuning(directory.with("record.toml", host::to_text(record))), record));
-  CHECK(std::distance(std::filesystem::directory_iterator(directory.path), {}) ==
-        2);  // nothing left beside them
+  // Nothing is left beside them.
+  CHECK(std::distance(std::filesystem::directory_iterator(directory.path), {}) == 2);
 
   const std::string bytes(reinterpret_cast<const char*>(record.data()), sizeof record);
   const struct {
