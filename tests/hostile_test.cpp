@@ -11,7 +11,6 @@ TEST_CASE("any value in any field is processed, or ends the process in a documen
   const char* const ends[] = {"You should choose a filter type!", "Too Many Channel!",
                               "frameLen is greater than steps!"};
   constexpr int kFrames = 64;
-  const auto pcm = noise_pcm(kFrames * 2 * 3);
   const Record base = full_record();
 
 #if defined(EMULATED)  // a fork is slow there
