@@ -140,6 +140,7 @@ class Reader {
       known_.insert({table.path, nullptr});
       for (const Field& field : table.fields) known_[table.path + "." + field.name] = &field;
     }
+    check_plain(text, file);
     try {
       const toml::table root = toml::parse(text, file);
       read_table(root, "");
@@ -152,6 +153,32 @@ class Reader {
   Record record{};
 
  private:
+  // The text form needs no letters beyond ASCII but in comments, and no strings of several lines. Neither gets as far as
+  // the parser, whose table of such letters is not made for every byte sequence.
+  static void check_plain(std::string_view text, const std::string& file) {
+    int line = 1;
+    char quote = 0;
+    bool comment = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+      const char c = text[i];
+      if (c == '\n') {
+        ++line, quote = 0, comment = false;
+      } else if (comment) {
+        continue;
+      } else if (static_cast<unsigned char>(c) >= 0x80) {
+        throw FileError(file, line, "", "holds a letter beyond ASCII, which only comments may");
+      } else if (text.compare(i, 3, "\"\"\"") == 0 || text.compare(i, 3, "'''") == 0) {
+        throw FileError(file, line, "", "holds a string of several lines");
+      } else if (quote != 0) {
+        if (c == quote && !(c == '"' && text[i - 1] == '\\')) quote = 0;
+      } else if (c == '"' || c == '\'') {
+        quote = c;
+      } else if (c == '#') {
+        comment = true;
+      }
+    }
+  }
+
   void read_table(const toml::table& table, const std::string& path) {
     for (const auto& [key, node] : table) {
       const std::string name = (path.empty() ? "" : path + ".") + std::string(key.str());
