@@ -58,6 +58,7 @@ inline void scale_block(float gain, const float* in, float* out, int n) {
 // x times a gain that changes by `change` over the first `length` samples and stays there. The gain is
 // accumulated, so its end differs from gain + change by rounding.
 inline void ramp_block(float gain, float change, int length, const float* in, float* out, int n) {
+  if (n < 1) return;
   const float step = change / static_cast<float>(length);
   const float last = for_each_ramp(gain, step, length, [&](const float* gains, int at, int count) {
     for (int i = 0; i < count; ++i) out[at + i] = in[at + i] * gains[i];
