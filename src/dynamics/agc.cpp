@@ -14,11 +14,6 @@ namespace {
 // Fixed: it follows neither bit_rate nor clip_level. At 24 and 32 bits every loud block overloads.
 constexpr float kOverload = 32766.0f;
 
-// Each square is divided before it is added: this order of rounding is the contract.
-float mean_square(const float* x, int n) {
-  return filters::kernels().add_squares(0.0f, x, static_cast<float>(n), n);
-}
-
 // Down to the target within this block, sooner if a sample would overload on the way. If the very first one
 // would, the block keeps its old gain; the next starts at the target.
 void fall(float gain, float target, const float* in, float* out, int n) {
@@ -30,9 +25,10 @@ void fall(float gain, float target, const float* in, float* out, int n) {
     dynamics::scale_block(gain, in, out, n);
 }
 
-void process_channel(MaximizerState& s, size_t ch, float peak, const float* in, float* out, int n) {
+void process_channel(MaximizerState& s, size_t ch, float peak, float mean_square, const float* in, float* out,
+                     int n) {
   const float peak_dB = (common::log10_portable(peak + 1.0f) - s.log_full_scale) * 20.0f;
-  const float log_square = common::log10_portable(mean_square(in, n) + 1.0f);
+  const float log_square = common::log10_portable(mean_square + 1.0f);
   const bool loud = s.compress_start[ch] < peak_dB;
   const float level_dB = loud ? peak_dB : std::fma(-s.log_full_scale, 2.0f, log_square) * 10.0f;
   const float target = table_search(dynamics::kLastEntry, s.agc_table[ch].data(), level_dB,
@@ -55,9 +51,12 @@ int Agc_Process(MaximizerState* s, float** in, float** out, int n) {
   const common::FlushDenormals flush;
   float peak =
       0.0f;  // not reset between channels: the second sees the louder of the two. Hosts are tuned to it.
-  for (size_t ch = 0; ch < s->agc_gain.size(); ++ch) {
+  const size_t channels = s->agc_gain.size();
+  float mean_squares[2];  // of an even channel and the one after it
+  for (size_t ch = 0; ch < channels; ++ch) {
+    if (ch % 2 == 0) filters::kernels().mean_squares(in + ch, ch + 1 < channels ? 2 : 1, n, mean_squares);
     peak = dynamics::peak_with(peak, in[ch], n);
-    process_channel(*s, ch, peak, in[ch], out[ch], n);
+    process_channel(*s, ch, peak, mean_squares[ch % 2], in[ch], out[ch], n);
   }
   return s->channels;
 }

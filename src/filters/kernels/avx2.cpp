@@ -13,9 +13,9 @@ namespace {
 #include "filters/kernels/lane_kernels.inl"
 }  // namespace
 
-const Kernels kRow{"avx2",        has_avx2,          lanes_cascade, lanes_multiband,         lanes_bass,
-                   lanes_exciter, lanes_de_esser,    lanes_tone,    lanes_cascade_multiband, lanes_meter,
-                   lanes_peak,    lanes_add_squares, lanes_ramp,    lanes_from_pcm,          lanes_to_pcm};
+const Kernels kRow{"avx2",        has_avx2,           lanes_cascade, lanes_multiband,         lanes_bass,
+                   lanes_exciter, lanes_de_esser,     lanes_tone,    lanes_cascade_multiband, lanes_meter,
+                   lanes_peak,    lanes_mean_squares, lanes_ramp,    lanes_from_pcm,          lanes_to_pcm};
 
 }  // namespace filters::avx2
 #endif

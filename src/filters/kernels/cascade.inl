@@ -7,6 +7,7 @@ constexpr int kMaxSections = 12;  // in one wave; a longer cascade takes several
 
 template <int R>
 struct CascadeWave {
+  const Lanes<R * kLanes>* lanes;
   Sections<Vec, R> sections;
   const float* pairs;
   float* out;
@@ -24,34 +25,31 @@ struct CascadeWave {
     store(last, sections.y[R - 1]);
     __builtin_memcpy(out + 2 * (t - lag), last + out_lane, 2 * sizeof(float));
   }
+  INLINED void keep(int) const { sections.keep(*lanes); }
 };
 
-// Sections first … first + count - 1 of both channels into the lanes and back.
+// Sections first … first + count - 1 of both channels.
 template <int R>
 struct CascadeLanes {
-  const CascadeChannel* const* channels;
-  int first, count;
-  Image<R * kLanes> image{};
+  Lanes<R * kLanes> lanes;
+  int lag, out_lane;
 
-  CascadeWave<R> wave(const float* in, float* out) {
+  CascadeLanes(const CascadeChannel* const (&channels)[2], int first, int count)
+      : lag(count - 1), out_lane(2 * (count - 1) - (R - 1) * kLanes) {
     for (int k = 0; k < count; ++k)
       for (int c = 0; c < 2; ++c)
-        image.place(2 * k + c, k, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
-    return {Sections<Vec, R>(image, 0), in, out, count - 1, 2 * (count - 1) - (R - 1) * kLanes};
+        lanes.place(2 * k + c, k, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
   }
-  void take(const CascadeWave<R>& wave) {
-    wave.sections.keep(image, 0);
-    for (int k = 0; k < count; ++k)
-      for (int c = 1; c >= 0; --c) image.take(2 * k + c, channels[c]->history[first + k]);
+  CascadeWave<R> wave(const float* in, float* out) const {
+    return {&lanes, Sections<Vec, R>(lanes), in, out, lag, out_lane};
   }
 };
 
 template <int R>
 void cascade_wave(const CascadeChannel* const (&channels)[2], int first, int count, Frames& frames, int n) {
-  CascadeLanes<R> lanes{channels, first, count};
-  CascadeWave<R> wave = lanes.wave(frames.pairs, frames.pairs);
-  run_wave(wave, wave.lag, n);
-  lanes.take(wave);
+  const CascadeLanes<R> lanes(channels, first, count);
+  auto wave = lanes.wave(frames.pairs, frames.pairs);
+  run_wave(wave, lanes.lag, n);
 }
 
 // Both channels through sections first … first + count - 1.

@@ -124,8 +124,8 @@ struct Kernels {
 
   float (*peak)(float peak, const float* x,
                 int n);  // the largest of `peak` and all magnitudes; NaN doesn't count
-  // sum + x[0]^2 / divisor + x[1]^2 / divisor + ..., in this order.
-  float (*add_squares)(float sum, const float* x, float divisor, int n);
+  // Of one or two channels: 0 + x[0]^2 / n + x[1]^2 / n + ..., in this order.
+  void (*mean_squares)(const float* const* x, int channels, int n, float* means);
   // gains[i] = gain after i + 1 additions of `step`, each rounded; the last of them is returned.
   float (*ramp)(float gain, float step, float* gains, int n);
 

@@ -11,8 +11,7 @@
 
 constexpr int kFrames = 1024;  // in one pass: longer blocks are cut
 constexpr int kTail = 32;      // frames of zeros behind a block, for the steps in which the last lanes finish
-
-constexpr int kHead = 32;  // frames before it, for lanes that are started late
+constexpr int kHead = 32;      // frames before it, for lanes that are started late
 
 struct Frames {
   float head[2 * kHead];
@@ -62,24 +61,67 @@ V magnitude(V x) {
 // Whether the lanes, each `lag` frames behind step t, have a frame of the block before them.
 template <class M>
 M busy(M lag, int t, int n) {
-  const M frame = t - lag;
-  return (frame >= 0) & (frame < n);
+  typedef unsigned Unsigned __attribute__((vector_size(sizeof(M))));
+  return (M)((Unsigned)(t - lag) < static_cast<unsigned>(n));  // a negative one is large
 }
 
-// Sections lane by lane, in memory; lanes that are not placed answer 0 to anything finite.
-template <int L>
-struct Image {
-  float b0[L], b1[L], b2[L], a1[L], a2[L];
-  float s1[L], s2[L];
-  int lag[L];
+// A lane without a section answers 0 to anything finite.
+const BiquadCoeffs kNoSection{};
 
-  void place(int lane, int frames_behind, const BiquadCoeffs& c, const BiquadHistory& h) {
-    b0[lane] = c.b0, b1[lane] = c.b1, b2[lane] = c.b2, a1[lane] = c.a1, a2[lane] = c.a2;
-    s1[lane] = h.s1, s2[lane] = h.s2;
-    lag[lane] = frames_behind;
+// Which section stands in each of L lanes, and how many frames behind.
+template <int L>
+struct Lanes {
+  const BiquadCoeffs* coeffs[L];
+  BiquadHistory* history[L];
+  int lag[L] = {};
+  BiquadHistory idle{};  // of all lanes without a section
+
+  Lanes() {
+    for (int lane = 0; lane < L; ++lane) coeffs[lane] = &kNoSection, history[lane] = &idle;
   }
-  void take(int lane, BiquadHistory& h) const { h = {s1[lane], s2[lane]}; }
+  Lanes(const Lanes&) = delete;
+  Lanes& operator=(const Lanes&) = delete;
+  void place(int lane, int frames_behind, const BiquadCoeffs& c, BiquadHistory& h) {
+    coeffs[lane] = &c, history[lane] = &h, lag[lane] = frames_behind;
+  }
 };
+
+INLINED Quad pairs_of(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 1, 4, 5); }  // the first of each
+INLINED Quad alternate(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
+INLINED Quad alternate_last(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 6, 3, 7); }
+
+// Four lanes' sections, their coefficients and memory side by side.
+struct QuadOfSections {
+  Quad b0, b1, b2, a1, a2, s1, s2;
+
+  INLINED QuadOfSections(const BiquadCoeffs* const* c, BiquadHistory* const* h) {
+    const Quad c0 = load<Quad>(&c[0]->b0), c1 = load<Quad>(&c[1]->b0), c2 = load<Quad>(&c[2]->b0),
+               c3 = load<Quad>(&c[3]->b0);
+    const Quad even = alternate(c0, c2), odd = alternate(c1, c3);
+    const Quad even_last = alternate_last(c0, c2), odd_last = alternate_last(c1, c3);
+    b0 = alternate(even, odd), b1 = alternate_last(even, odd);
+    b2 = alternate(even_last, odd_last), a1 = alternate_last(even_last, odd_last);
+    a2 = Quad{c[0]->a2, c[1]->a2, c[2]->a2, c[3]->a2};
+    s1 = Quad{h[0]->s1, h[1]->s1, h[2]->s1, h[3]->s1}, s2 = Quad{h[0]->s2, h[1]->s2, h[2]->s2, h[3]->s2};
+  }
+};
+
+INLINED void keep_quad(Quad s1, Quad s2, BiquadHistory* const* h) {
+  for (int lane = 0; lane < 4; ++lane) *h[lane] = {s1[lane], s2[lane]};
+}
+
+INLINED Quad quad_at(const Quad* q, int i) { return q[i]; }
+template <class V>
+INLINED Quad quad_at(const V* v, int i) {
+  return quad_of(v, i);
+}
+template <class V>
+INLINED V register_of(const Quad* q) {
+  if constexpr (sizeof(V) == sizeof(Quad))
+    return q[0];
+  else
+    return from_quads(q);
+}
 
 // R registers of sections.
 template <class V, int R>
@@ -91,20 +133,26 @@ struct Sections {
   MaskOf<V> lag[R];
 
   template <int L>
-  Sections(const Image<L>& image, int first_lane) {
+  INLINED explicit Sections(const Lanes<L>& lanes) {
+    static_assert(L >= R * kWidth, "");
     for (int r = 0; r < R; ++r) {
-      const int at = first_lane + r * kWidth;
-      b0[r] = load<V>(image.b0 + at), b1[r] = load<V>(image.b1 + at), b2[r] = load<V>(image.b2 + at);
-      minus_a1[r] = -load<V>(image.a1 + at), minus_a2[r] = -load<V>(image.a2 + at);
-      s1[r] = load<V>(image.s1 + at), s2[r] = load<V>(image.s2 + at);
+      Quad q[7][kWidth / 4];
+      for (int i = 0; i < kWidth / 4; ++i) {
+        const int lane = r * kWidth + 4 * i;
+        const QuadOfSections four(lanes.coeffs + lane, lanes.history + lane);
+        q[0][i] = four.b0, q[1][i] = four.b1, q[2][i] = four.b2;
+        q[3][i] = -four.a1, q[4][i] = -four.a2, q[5][i] = four.s1, q[6][i] = four.s2;
+      }
+      b0[r] = register_of<V>(q[0]), b1[r] = register_of<V>(q[1]), b2[r] = register_of<V>(q[2]);
+      minus_a1[r] = register_of<V>(q[3]), minus_a2[r] = register_of<V>(q[4]);
+      s1[r] = register_of<V>(q[5]), s2[r] = register_of<V>(q[6]);
       y[r] = V{};
-      lag[r] = load<MaskOf<V>>(image.lag + at);
+      lag[r] = load<MaskOf<V>>(lanes.lag + r * kWidth);
     }
   }
   template <int L>
-  void keep(Image<L>& image, int first_lane) const {
-    for (int r = 0; r < R; ++r)
-      store(image.s1 + first_lane + r * kWidth, s1[r]), store(image.s2 + first_lane + r * kWidth, s2[r]);
+  INLINED void keep(const Lanes<L>& lanes) const {
+    for (int i = 0; i < R * kWidth / 4; ++i) keep_quad(quad_at(s1, i), quad_at(s2, i), lanes.history + 4 * i);
   }
 
   // Register r takes x: y = fma(b0, x, s1); s1 = s2 + fma(-a1, y, b1 x); s2 = fma(-a2, y, b2 x).
@@ -122,35 +170,17 @@ struct Sections {
   }
 };
 
-// Q quads of sections, an even number, in as few registers as the instruction set has.
-template <int Q>
-struct QuadSections {
-  static constexpr int kQuads = kLanes / 4;
-  Sections<Vec, Q / kQuads> wide;
-
-  template <int L>
-  explicit QuadSections(const Image<L>& image) : wide(image, 0) {}
-  template <int L>
-  void keep(Image<L>& image) const {
-    wide.keep(image, 0);
-  }
-  INLINED Quad y(int q) const { return quad_of(wide.y, q); }
-  template <bool kEdge>
-  INLINED void step(const Quad (&x)[Q], int t, int n) {
-    for (int r = 0; r < Q / kQuads; ++r) wide.template step<kEdge>(r, from_quads(x + r * kQuads), t, n);
-  }
-};
-
 // Steps 0 … n + lag - 1 of a wave whose last lane is `lag` frames behind: the first and the last ones with lanes
-// frozen, those in between with all lanes busy.
+// frozen, those in between with all lanes busy. `wave` is a local of the caller's whose address goes nowhere else: with
+// everything inlined it lives in registers.
 template <class Wave>
-INLINED void run_wave(Wave& given, int lag, int n) {
-  Wave wave = given;  // a local, and with everything inlined: in registers
+INLINED void run_wave(Wave& wave, int lag, int n) {
   int t = 0;
   for (; t < lag; ++t) wave.template step<true>(t, n);
   for (; t < n; ++t) wave.template step<false>(t, n);
   for (; t < n + lag; ++t) wave.template step<true>(t, n);
-  given = wave;
+  const Wave done = wave;
+  done.keep(n);
 }
 
 // Two waves in one loop, the second a step behind what the first has finished. They hand frames over in memory.
@@ -166,6 +196,10 @@ struct Joined {
     // Before its first frame and after its last a wave has nothing to do.
     if (!kEdge || t < n + lag_of_first) first.template step<kEdge>(t, n);
     if (!kEdge || t >= behind) second.template step<kEdge>(t - behind, n);
+  }
+  INLINED void keep(int n) const {
+    first.keep(n);
+    second.keep(n);
   }
 };
 template <class First, class Second>

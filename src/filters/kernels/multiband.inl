@@ -30,6 +30,8 @@ struct BandImage {
 
 template <bool kFour>  // bands; otherwise the lanes of two or four are idle
 struct MultibandWave {
+  const Lanes<24>* lanes;
+  const MultibandChannel* const* channels;
   Sections<Vec, 24 / kLanes> sections;
   Vec gain[kBandVecs], attack[kBandVecs], release[kBandVecs], attack_in[kBandVecs], release_in[kBandVecs];
   Vec slope[kBandVecs], offset[kBandVecs];
@@ -42,10 +44,14 @@ struct MultibandWave {
   const float* pairs;
   float* out;
 
-  MultibandWave(const Image<24>& image, const BandImage& bands, const float* first_step, const float* in,
-                float* results)
-
-      : sections(image, 0), base(first_step), pairs(in), out(results) {
+  INLINED MultibandWave(const Lanes<24>& placed, const BandImage& bands, const MultibandChannel* const* both,
+                        const float* in, float* results)
+      : lanes(&placed),
+        channels(both),
+        sections(placed),
+        base(both[0]->band[0].steps->begin),
+        pairs(in),
+        out(results) {
     for (int v = 0; v < kBandVecs; ++v) {
       const int at = v * kLanes;
       gain[v] = load<Vec>(bands.gain + at);
@@ -122,6 +128,18 @@ struct MultibandWave {
     const Quad sum = ((outer + 0.0f) + swap_pairs(outer)) + middle + swap_pairs(middle);
     store_pair(out + 2 * (t - kMultibandLag), sum);
   }
+  INLINED void keep(int) const {
+    sections.keep(*lanes);
+    float envelopes[kBandLanes], values[kBandLanes];
+    for (int v = 0; v < kBandVecs; ++v)
+      store(envelopes + v * kLanes, envelope[v]), store(values + v * kLanes, value[v]);
+    for (int c = 0; c < 2; ++c)
+      for (int b = 0; b < channels[c]->bands; ++b) {
+        const MultibandBand& band = channels[c]->band[b];
+        if (band.compressed) *band.envelope = envelopes[band_lane(b, c)];
+        *band.value = values[band_lane(b, c)];
+      }
+  }
 };
 
 // Whether the lanes give this channel's bits: a crossover of two to four bands, followers that stay at 0 or above, and
@@ -139,86 +157,56 @@ bool multiband_fits(const MultibandChannel& channel) {
   return true;
 }
 
-// Section 1 or 2 of an edge in lane `lane` of quad `quad`; absent bands get none.
-void place_edge(Image<24>& image, BiquadPair* edge, int section, int quad, int pair, int c, int lag) {
-  const int lane = 4 * quad + 2 * pair + c;
-  if (edge)
-    image.place(lane, lag, edge->coeffs[section], edge->history[section]);
-  else
-    image.lag[lane] = lag;
-}
-
-void take_edge(const Image<24>& image, BiquadPair* edge, int section, int quad, int pair, int c) {
-  if (edge) image.take(4 * quad + 2 * pair + c, edge->history[section]);
-}
-
-// Calls visit(edge, section, quad, pair, lag) for the twelve sections of a channel.
-template <class Visit>
-void for_each_edge(const MultibandChannel& channel, Visit visit) {
+// The twelve sections of channel c.
+void place_bands(Lanes<24>& lanes, const MultibandChannel& channel, int c) {
+  const auto place = [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
+    if (edge) lanes.place(4 * quad + 2 * pair + c, lag, edge->coeffs[section], edge->history[section]);
+  };
   for (int m = 0; m < 2; ++m) {
     const MultibandBand& middle = channel.band[2 + m];
-    const bool made = 2 + m < channel.bands;
-    visit(made ? middle.path[0] : nullptr, 0, 0, m, 0);
-    visit(made ? middle.path[0] : nullptr, 1, 1, m, 1);
-    visit(made ? middle.path[1] : nullptr, 0, 2, m, 2);
-    visit(made ? middle.path[1] : nullptr, 1, 4, m, 3);
-    visit(channel.band[m].path[0], 0, 3, m, 2);
-    visit(channel.band[m].path[0], 1, 5, m, 3);
+    if (2 + m < channel.bands) {
+      place(middle.path[0], 0, 0, m, 0);
+      place(middle.path[0], 1, 1, m, 1);
+      place(middle.path[1], 0, 2, m, 2);
+      place(middle.path[1], 1, 4, m, 3);
+    }
+    place(channel.band[m].path[0], 0, 3, m, 2);
+    place(channel.band[m].path[0], 1, 5, m, 3);
   }
 }
 
-// Both channels into the lanes and back.
+// Both channels in their lanes.
 template <bool kFour>
 struct MultibandLanes {
   const MultibandChannel* const* channels;
-  Image<24> image{};
+  Lanes<24> lanes;
   BandImage bands{};
 
-  // NOLINTNEXTLINE(readability-non-const-parameter): the wave writes there
-  MultibandWave<kFour> wave(const float* in, float* out) {
-    const GainSteps* const first = channels[0]->band[0].steps;
+  explicit MultibandLanes(const MultibandChannel* const (&both)[2]) : channels(both) {
     for (int c = 0; c < 2; ++c) {
-      for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
-        place_edge(image, edge, section, quad, pair, c, lag);
-      });
-      for (int b = 0; b < channels[c]->bands; ++b) {
-        const MultibandBand& band = channels[c]->band[b];
-        const int lane = band_lane(b, c);
-        bands.gain[lane] = band.gain, bands.value[lane] = *band.value, bands.made[lane] = -1;
-        bands.envelope[lane] = *band.envelope;
-        if (!band.compressed) continue;
-        bands.compressed[lane] = -1;
-        bands.attack[lane] = band.attack, bands.release[lane] = band.release;
-        bands.slope[lane] = band.steps->slope, bands.offset[lane] = band.steps->offset;
-        bands.steps[lane] =
-            static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
-      }
-    }
-    return MultibandWave<kFour>(image, bands, first->begin, in, out);
-  }
-  void take(const MultibandWave<kFour>& wave) {
-    wave.sections.keep(image, 0);
-    for (int v = 0; v < kBandVecs; ++v)
-      store(bands.envelope + v * kLanes, wave.envelope[v]), store(bands.value + v * kLanes, wave.value[v]);
-    for (int c = 1; c >= 0; --c) {
-      for_each_edge(*channels[c], [&](BiquadPair* edge, int section, int quad, int pair, int) {
-        take_edge(image, edge, section, quad, pair, c);
-      });
-      for (int b = 0; b < channels[c]->bands; ++b) {
-        const MultibandBand& band = channels[c]->band[b];
-        if (band.compressed) *band.envelope = bands.envelope[band_lane(b, c)];
-        *band.value = bands.value[band_lane(b, c)];
-      }
+      place_bands(lanes, *channels[c], c);
+      for (int b = 0; b < channels[c]->bands; ++b) place_follower(channels[c]->band[b], band_lane(b, c));
     }
   }
+  void place_follower(const MultibandBand& band, int lane) {
+    bands.gain[lane] = band.gain, bands.value[lane] = *band.value, bands.made[lane] = -1;
+    bands.envelope[lane] = *band.envelope;
+    if (!band.compressed) return;
+    bands.compressed[lane] = -1;
+    bands.attack[lane] = band.attack, bands.release[lane] = band.release;
+    bands.slope[lane] = band.steps->slope, bands.offset[lane] = band.steps->offset;
+    const GainSteps* const first = channels[0]->band[0].steps;
+    bands.steps[lane] =
+        static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
+  }
+  MultibandWave<kFour> wave(const float* in, float* out) const { return {lanes, bands, channels, in, out}; }
 };
 
 template <bool kFour>
 void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
-  MultibandLanes<kFour> lanes{channels};
-  MultibandWave<kFour> wave = lanes.wave(frames.pairs, frames.pairs);
+  const MultibandLanes<kFour> lanes(channels);
+  auto wave = lanes.wave(frames.pairs, frames.pairs);
   run_wave(wave, kMultibandLag, n);
-  lanes.take(wave);
 }
 
 bool four_bands(const MultibandChannel* const (&channels)[2]) {
@@ -256,13 +244,10 @@ template <int R, bool kFour>
 void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
                             const MultibandChannel* const (&multiband)[2], const Frames& in, Frames& between,
                             Frames& out, int n) {
-  CascadeLanes<R> first{cascade, 0, cascade[0]->sections};
-  MultibandLanes<kFour> second{multiband};
-  const CascadeWave<R> cascade_wave = first.wave(in.pairs, between.pairs);
-  auto wave = joined(cascade_wave, cascade_wave.lag, second.wave(between.pairs, out.pairs));
+  const CascadeLanes<R> first(cascade, 0, cascade[0]->sections);
+  const MultibandLanes<kFour> second(multiband);
+  auto wave = joined(first.wave(in.pairs, between.pairs), first.lag, second.wave(between.pairs, out.pairs));
   run_wave(wave, wave.behind + kMultibandLag, n);
-  first.take(wave.first);
-  second.take(wave.second);
 }
 
 void lanes_cascade_multiband(const CascadeChannel* cascade, float* const* between,

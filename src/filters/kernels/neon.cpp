@@ -16,7 +16,7 @@ namespace {
 const Kernels kRow{"neon",          always,         lanes_cascade,
                    lanes_multiband, lanes_bass,     lanes_exciter,
                    lanes_de_esser,  lanes_tone,     lanes_cascade_multiband,
-                   lanes_meter,     lanes_peak,     lanes_add_squares,
+                   lanes_meter,     lanes_peak,     lanes_mean_squares,
                    lanes_ramp,      lanes_from_pcm, lanes_to_pcm};
 
 }  // namespace filters::neon

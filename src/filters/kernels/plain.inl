@@ -221,9 +221,12 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
   return peak;
 }
 
-[[maybe_unused]] float plain_add_squares(float sum, const float* x, float divisor, int n) {
-  for (int i = 0; i < n; ++i) sum += x[i] * x[i] / divisor;
-  return sum;
+// Each square is divided before it is added: this order of rounding is the contract.
+[[maybe_unused]] void plain_mean_squares(const float* const* x, int channels, int n, float* means) {
+  for (int ch = 0; ch < channels; ++ch) {
+    means[ch] = 0.0f;
+    for (int i = 0; i < n; ++i) means[ch] += x[ch][i] * x[ch][i] / static_cast<float>(n);
+  }
 }
 
 float plain_ramp(float gain, float step, float* gains, int n) {

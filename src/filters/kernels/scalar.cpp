@@ -11,7 +11,7 @@ namespace {
 const Kernels kRow{"scalar",        always,         plain_cascade,
                    plain_multiband, plain_bass,     plain_exciter,
                    plain_de_esser,  plain_tone,     plain_cascade_multiband,
-                   plain_meter,     plain_peak,     plain_add_squares,
+                   plain_meter,     plain_peak,     plain_mean_squares,
                    plain_ramp,      plain_from_pcm, plain_to_pcm};
 
 }  // namespace filters::scalar

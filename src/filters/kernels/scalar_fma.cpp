@@ -9,9 +9,9 @@ namespace {
 #include "filters/kernels/plain.inl"
 }  // namespace
 
-const Kernels kRow{"scalar+fma",  has_avx2,          plain_cascade, plain_multiband,         plain_bass,
-                   plain_exciter, plain_de_esser,    plain_tone,    plain_cascade_multiband, plain_meter,
-                   plain_peak,    plain_add_squares, plain_ramp,    plain_from_pcm,          plain_to_pcm};
+const Kernels kRow{"scalar+fma",  has_avx2,           plain_cascade, plain_multiband,         plain_bass,
+                   plain_exciter, plain_de_esser,     plain_tone,    plain_cascade_multiband, plain_meter,
+                   plain_peak,    plain_mean_squares, plain_ramp,    plain_from_pcm,          plain_to_pcm};
 
 }  // namespace filters::scalar_fma
 #endif

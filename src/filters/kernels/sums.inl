@@ -1,22 +1,9 @@
-// Serial sums of floats, many terms at once, with every rounding where the serial sum has it.
-//
-// While a sum stays within one binade [2^e, 2^(e+1)), it is a multiple of u = 2^(e-23), and adding t rounds to
-// sum + (t rounded to a multiple of u). So the rounded terms can be formed side by side and added in any order, exactly.
-// Only a t halfway between two multiples is different: its rounding depends on the sum. Where a group of terms leaves
-// the binade, or holds such a t, it is added one by one.
-
-// Terms tried together: a sum of few terms leaves its binade often, a sliding one seldom.
-constexpr int kGroup = 16, kStretch = 64;
+// Sums, peaks and ramps over a block, with every rounding where the serial form has it.
 
 union Bits {
   float value;
   int bits;
 };
-float with_bits(int bits) {
-  Bits b;
-  b.bits = bits;
-  return b.value;
-}
 int bits_of(float value) {
   Bits b;
   b.value = value;
@@ -26,90 +13,6 @@ int bits_of(float value) {
 int binade(float x) { return bits_of(x) & ~0x7fffff; }
 // Far enough from denormals and infinities for all that is computed in a binade.
 bool is_ordinary(float x) { return bits_of(x) >= 0x20000000 && bits_of(x) < 0x70000000; }
-
-float sum_of_lanes(Vec v) {
-  Quad q = quad_of(&v, 0);
-  for (int i = 1; i < kLanes / 4; ++i) q += quad_of(&v, i);
-  q += swap_pairs(q);
-  return q[0] + q[1];
-}
-
-// The binade that a sum is in. It changes seldom, so that a group of terms does not wait for the sum before it.
-struct Binade {
-  float floor = 0.0f, end = 0.0f;  // 2^e and 2^(e+1), or nothing
-
-  void enter(float sum) {
-    floor = is_ordinary(sum) ? with_bits(binade(sum)) : 0.0f;
-    end = 2.0f * floor;
-  }
-};
-
-// Terms as they are rounded in a binade, added up.
-template <int N>
-struct Rounded {
-  Mask fine = Mask{} - 1;  // none negative, NaN, 2^e or more, or halfway
-  float sum;
-
-  Rounded(const float* terms, float floor) {
-    const Vec half_unit = Vec{} + floor * 0x1p-24f;
-    Vec total[2]{};
-    for (int v = 0; v < N / kLanes; ++v) {
-      const Vec t = load<Vec>(terms + v * kLanes);
-      const Vec rounded = (t + floor) - floor;
-      fine &= (t >= 0.0f) & (t < floor) & (magnitude(t - rounded) < half_unit);
-      total[v % 2] += rounded;
-    }
-    sum = sum_of_lanes(total[0] + total[1]);
-  }
-};
-
-// sum + terms[0] + terms[1] + ...
-float add_in_order(float sum, const float* terms, int n) {
-  Binade in;
-  in.enter(sum);
-  int i = 0;
-  for (; i + kGroup <= n; i += kGroup) {
-    const Rounded<kGroup> group(terms + i, in.floor);
-    const float next = sum + group.sum;
-    if (!any(~group.fine) && next < in.end) {
-      sum = next;
-      continue;
-    }
-    for (int k = i; k < i + kGroup; ++k) sum += terms[k];
-    in.enter(sum);
-  }
-  for (; i < n; ++i) sum += terms[i];
-  return sum;
-}
-
-// Each ring[i] out of the sum and fresh[i] into it and into the ring.
-float slide_in_order(float sum, float* ring, const float* fresh, int n) {
-  Binade in;
-  in.enter(sum);
-  int i = 0;
-  for (; i + kStretch <= n; i += kStretch) {
-    const Rounded<kStretch> leaving(ring + i, in.floor), entering(fresh + i, in.floor);
-    // In whatever order: never below the binade, never above it.
-    if (!any(~(leaving.fine & entering.fine)) && sum - leaving.sum > in.floor &&
-        sum + entering.sum < in.end) {
-      sum = (sum - leaving.sum) + entering.sum;
-      __builtin_memcpy(ring + i, fresh + i, kStretch * sizeof(float));
-      continue;
-    }
-    for (int k = i; k < i + kStretch; ++k) {
-      sum -= ring[k];
-      ring[k] = fresh[k];
-      sum += ring[k];
-    }
-    in.enter(sum);
-  }
-  for (; i < n; ++i) {
-    sum -= ring[i];
-    ring[i] = fresh[i];
-    sum += ring[i];
-  }
-  return sum;
-}
 
 void squares_over(const float* x, float divisor, float* squares, int n) {
   if ((bits_of(divisor) & 0x7fffff) == 0 &&
@@ -121,25 +24,28 @@ void squares_over(const float* x, float divisor, float* squares, int n) {
   }
 }
 
-float lanes_add_squares(float sum, const float* x, float divisor, int n) {
-  if (n <= 8 * kGroup) return plain_add_squares(sum, x, divisor, n);  // few terms fall into one binade
-  float terms[kFrames];
+// An addition waits for the one before it, the squares don't; two channels' sums advance together.
+void lanes_mean_squares(const float* const* x, int channels, int n, float* means) {
+  const float* const x0 = x[0];
+  const float* const x1 = x[channels - 1];
+  float terms[2][kFrames], sum0 = 0.0f, sum1 = 0.0f;
   for (int at = 0; at < n; at += kFrames) {
     const int length = n - at < kFrames ? n - at : kFrames;
-    squares_over(x + at, divisor, terms, length);
-    sum = add_in_order(sum, terms, length);
+    squares_over(x0 + at, static_cast<float>(n), terms[0], length);
+    squares_over(x1 + at, static_cast<float>(n), terms[1], length);
+    for (int i = 0; i < length; ++i) sum0 += terms[0][i], sum1 += terms[1][i];
   }
-  return sum;
+  means[0] = sum0, means[channels - 1] = sum1;
 }
 
-Vec larger(Vec a, Vec b) { return a > b ? a : b; }  // b where a is NaN
+Vec larger_of(Vec a, Vec b) { return a > b ? a : b; }  // b where a is NaN
 
 float lanes_peak(float peak, const float* x, int n) {
   Vec most[2] = {Vec{} + peak, Vec{} + peak};
   int i = 0;
   for (; i + 2 * kLanes <= n; i += 2 * kLanes)
-    for (int v = 0; v < 2; ++v) most[v] = larger(magnitude(load<Vec>(x + i + v * kLanes)), most[v]);
-  const Vec both = larger(most[0], most[1]);
+    for (int v = 0; v < 2; ++v) most[v] = larger_of(magnitude(load<Vec>(x + i + v * kLanes)), most[v]);
+  const Vec both = larger_of(most[0], most[1]);
   Quad four = quad_of(&both, 0);
   for (int q = 1; q < kLanes / 4; ++q) four = four > quad_of(&both, q) ? four : quad_of(&both, q);
   const Quad two = four > swap_pairs(four) ? four : swap_pairs(four);

@@ -1,4 +1,9 @@
-// The tone effects: filters with something between them, one step a frame, both channels in each pair of lanes.
+// The tone effects and the loudness meter: filters with something between them, one step a frame, both channels in each
+// pair of lanes.
+//
+// Each is a part of a wave: so many quads of sections, and what lies between them. feed() makes the quads' inputs of
+// what they made in the step before, emit() passes on what they made in this one, finish() keeps what the next block
+// needs. A part's first frame comes at step `start`; its results come `lag` steps after their frames.
 
 // The two channels' values of a setting, in both pairs.
 template <class Channel>
@@ -12,23 +17,88 @@ struct Stereo {
   Stereo(const Channel& a, const Channel* b) : channels{&a, b ? b : &a} {}
 };
 
-INLINED Quad pairs_of(Quad a, Quad b) {
-  return __builtin_shufflevector(a, b, 0, 1, 4, 5);
-}  // a's first, b's first
-INLINED Quad last_and_first(Quad a, Quad b) {
-  return __builtin_shufflevector(a, b, 2, 3, 4, 5);
-}  // a's last, b's first
+INLINED Quad last_and_first(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 4, 5); }
 
-// Both sections of an edge in the lanes of channel c; null places nothing but the lag.
-template <int L>
-void place_pair(Image<L>& image, int lane1, int lane2, int c, const BiquadPair& edge, int lag) {
-  image.place(lane1 + c, lag, edge.coeffs[0], edge.history[0]);
-  image.place(lane2 + c, lag + 1, edge.coeffs[1], edge.history[1]);
-}
-template <int L>
-void take_pair(const Image<L>& image, int lane1, int lane2, int c, BiquadPair& edge) {
-  image.take(lane1 + c, edge.history[0]);
-  image.take(lane2 + c, edge.history[1]);
+// Two parts side by side.
+template <class First, class Second>
+struct Parts {
+  static constexpr int kQuads = First::kQuads + Second::kQuads;
+  First first;
+  Second second;
+
+  template <int L>
+  void place(Lanes<L>& lanes, int at) const {
+    first.place(lanes, at);
+    second.place(lanes, at + 4 * First::kQuads);
+  }
+  int last_step() const {  // of a block, after its last frame has come
+    const int one = first.last_step(), other = second.last_step();
+    return one > other ? one : other;
+  }
+  template <bool kEdge>
+  INLINED void feed(const Quad* y, Quad* x, int t, int n) {
+    first.template feed<kEdge>(y, x, t, n);
+    second.template feed<kEdge>(y + First::kQuads, x + First::kQuads, t, n);
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int t, int n) {
+    first.template emit<kEdge>(y, t, n);
+    second.template emit<kEdge>(y + First::kQuads, t, n);
+  }
+  INLINED void finish(int n) const {
+    first.finish(n);
+    second.finish(n);
+  }
+};
+// A single quad has a register of its own size; more share the widest ones.
+template <int Q>
+struct Registers {
+  static constexpr int kCount = (4 * Q + kLanes - 1) / kLanes;
+  typedef Vec Type;
+};
+template <>
+struct Registers<1> {
+  static constexpr int kCount = 1;
+  typedef Quad Type;
+};
+
+template <class Part>
+struct PartWave {
+  using Register = typename Registers<Part::kQuads>::Type;
+  static constexpr int kRegisters = Registers<Part::kQuads>::kCount;
+  static constexpr int kWidth = sizeof(Register) / sizeof(float);
+  static constexpr int kQuads = kRegisters * kWidth / 4;  // with the idle ones
+  Lanes<4 * kQuads>* lanes;
+  Sections<Register, kRegisters> sections;
+  Part part;
+
+  INLINED void made(Quad* y) const {
+    for (int q = 0; q < Part::kQuads; ++q) y[q] = quad_at(sections.y, q);
+  }
+  template <bool kEdge>
+  INLINED void step(int t, int n) {
+    Quad x[kQuads], y[Part::kQuads];
+    for (int q = Part::kQuads; q < kQuads; ++q) x[q] = Quad{};
+    made(y);
+    part.template feed<kEdge>(y, x, t, n);
+    for (int r = 0; r < kRegisters; ++r)
+      sections.template step<kEdge>(r, register_of<Register>(x + r * kWidth / 4), t, n);
+    made(y);
+    part.template emit<kEdge>(y, t, n);
+  }
+  INLINED void keep(int n) const {
+    sections.keep(*lanes);
+    part.finish(n);
+  }
+};
+
+template <class Part>
+__attribute__((noinline)) void run_part(const Part& part, int n) {
+  using Wave = PartWave<Part>;
+  Lanes<4 * Wave::kQuads> lanes;
+  part.place(lanes, 0);
+  Wave wave{&lanes, Sections<typename Wave::Register, Wave::kRegisters>(lanes), part};
+  run_wave(wave, part.last_step(), n);
 }
 
 // ---- Bass enhancer ---------------------------------------------------------------------------------
@@ -39,121 +109,125 @@ void take_pair(const Image<L>& image, int lane1, int lane2, int c, BiquadPair& e
 //   Q3 | harmonic high 2 | floor 2   |  reads Q2
 //   Q4 | high-pass 1 | high-pass 2   |  started so late that it comes out with the harmonics
 //
-// Without the floor filter, the high-pass has its lanes. The shaper takes low-pass 2 as it was after the step before; its
-// square root is long, so the DC blocker takes what the shaper made kShaping steps ago.
+// Without the floor filter, the high-pass has its lanes. The shaper is long and nothing in it recurs, so it takes the
+// low-pass for as many frames at once as a register holds, and what it makes waits while the next ones gather.
 template <bool kFloor>
-struct BassWave {
-  static constexpr int kShaping = 3, kDcLag = 2 + kShaping;
+struct BassPart {
+  static constexpr int kQuads = kFloor ? 5 : 4;
+  static constexpr int kChunk = kLanes / 2;  // frames shaped at once
+  static constexpr int kDcLag = 2 * kChunk + 1;
   static constexpr int kLag = kDcLag + (kFloor ? 6 : 4);
-  static constexpr int kLanesUsed = kFloor ? 20 : 16;
-  static constexpr int kHigh1 = kFloor ? 16 : 10, kHigh2 = kFloor ? 18 : 14;
-  QuadSections<4> sections;
-  Sections<Quad, 1> high;  // with the floor filter only
-  Quad P, Q, minus_R, S, T, U, gain, dc_coef, amount;
-  Quad shaped[kShaping];  // oldest first
-  Quad z, prev_in, prev_out;
-  Quad scale, scale_after;  // back to full scale, and to that of what comes after
+  const BassChannel* const* channels;
+  int start;
+  Vec P, Q, minus_R, S, T, U, gain;
+  Quad dc_coef, amount;
+  Vec lows;     // of the latest frames, the oldest first
+  Vec shaped;   // of the latest chunk
+  Vec waiting;  // of the DC blocker's inputs, one chunk
+  Vec ready;    // the chunk before it, the next frame first
+  Quad z, prev_out;
+  float last_shaped[kLanes];  // the chunk that holds the block's last frame
+  Quad scale, scale_after;    // back to full scale, and to that of what comes after
   float* pairs;
 
-  BassWave(const Image<20>& image, const BassChannel* const (&c)[2], float after, float* frames)
-      : sections(image),
-        high(image, 16),
-        P(both(c, &BassChannel::pos_offset)),
-        Q(both(c, &BassChannel::pos_bias)),
-        minus_R(-both(c, &BassChannel::neg_offset)),
-        S(both(c, &BassChannel::neg_bias)),
-        T(both(c, &BassChannel::pos_const)),
-        U(both(c, &BassChannel::neg_const)),
-        gain(both(c, &BassChannel::shaper_gain)),
+  BassPart(const BassChannel* const (&c)[2], int first_step, float after, Frames& frames)
+      : channels(c),
+        start(first_step),
+        P(every_quad(both(c, &BassChannel::pos_offset))),
+        Q(every_quad(both(c, &BassChannel::pos_bias))),
+        minus_R(-every_quad(both(c, &BassChannel::neg_offset))),
+        S(every_quad(both(c, &BassChannel::neg_bias))),
+        T(every_quad(both(c, &BassChannel::pos_const))),
+        U(every_quad(both(c, &BassChannel::neg_const))),
+        gain(every_quad(both(c, &BassChannel::shaper_gain))),
         dc_coef(both(c, &BassChannel::dc_coef)),
         amount(both(c, &BassChannel::amount)),
-        shaped{},
+        lows{},
+        shaped(every_quad(Quad{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in})),
+        waiting{},
+        ready{},
         z{},
-        prev_in{*c[0]->dc_prev_in, *c[1]->dc_prev_in},
         prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out},
+        last_shaped{},
         scale(both(c, &BassChannel::scale)),
         scale_after(Quad{} + after),
-        pairs(frames) {}
+        pairs(frames.pairs) {}
 
-  INLINED Quad shape(Quad l) const {
+  int last_step() const { return start + kLag; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int at) const {
+    for (int c = 0; c < 2; ++c) {
+      const auto pair = [&](BiquadPair& edge, int lane1, int lane2, int lag) {
+        lanes.place(at + lane1 + c, start + lag, edge.coeffs[0], edge.history[0]);
+        lanes.place(at + lane2 + c, start + lag + 1, edge.coeffs[1], edge.history[1]);
+      };
+      const BassChannel& channel = *channels[c];
+      pair(*channel.bass_lowpass, 0, 4, 0);
+      pair(*channel.harmonic_lowpass, 2, 6, kDcLag + 1);
+      pair(*channel.harmonic_highpass, 8, 12, kDcLag + 3);
+      if (kFloor) pair(*channel.floor_highpass, 10, 14, kDcLag + 5);
+      pair(*channel.main_highpass, kFloor ? 16 : 10, kFloor ? 18 : 14, kLag - 1);
+    }
+  }
+
+  INLINED Vec shape(Vec l) const {
     const auto positive = l >= 0.0f;
-    const Quad v =
+    const Vec v =
         magnitude(((positive ? P : minus_R) - l) * l + (positive ? T : U));  // U - (l + R) l below 0
-    const Quad guarded = v > kTiny ? root(v) : Quad{};
+    const Vec guarded = v > kTiny ? root(v) : Vec{};
     return (positive ? gain : -gain) * (guarded + (positive ? Q : S));
   }
 
+  // The chunk of frames whose last has just come out of the low-pass.
+  INLINED void shape_chunk() {
+    const Vec before = shaped;
+    shaped = shape(lows);
+    const Vec previous = pair_up(before, shaped);
+    ready = waiting;
+    waiting = shaped - (magnitude(previous) > kTiny ? previous : Vec{});
+  }
+
   template <bool kEdge>
-  INLINED void step(int t, int n) {
+  INLINED void feed(const Quad* y, Quad* x, int step, int n) {
+    const int t = step - start;
     const Quad now = quad_pairs(pairs + 2 * t), before = quad_pairs(pairs + 2 * (t - (kLag - 1)));
-    const Quad y0 = sections.y(0), y1 = sections.y(1), y2 = sections.y(2), y3 = sections.y(3);
-    const Quad x[4] = {pairs_of(now, z), y0, last_and_first(y1, kFloor ? y3 : before), y2};
-    sections.template step<kEdge>(x, t, n);
-    if constexpr (kFloor) high.step<kEdge>(0, pairs_of(before, high.y[0]), t, n);
+    x[0] = pairs_of(now, z), x[1] = y[0];
+    x[2] = last_and_first(y[1], kFloor ? y[3] : before), x[3] = y[2];
+    if constexpr (kFloor) x[4] = pairs_of(before, y[4]);
 
-    const Quad dc_in = shaped[0];
-    for (int i = 0; i + 1 < kShaping; ++i) shaped[i] = shaped[i + 1];
-    shaped[kShaping - 1] = shape(y1);
-    z = ((dc_in - prev_in) + prev_out) * dc_coef;
-    const Quad next_in = magnitude(dc_in) > kTiny ? dc_in : Quad{};
+    lows = pair_down(lows, y[1]);  // of frame t - 2
+    ready = pair_down(ready, Quad{});
+    if ((t - 1) % kChunk == 0 && (!kEdge || t > 1)) {
+      shape_chunk();
+      if (kEdge && (n - 1) / kChunk == (t - 2) / kChunk) store(last_shaped, shaped);
+    }
+    z = (first_quad(ready) + prev_out) * dc_coef;
     const Quad next_out = magnitude(z) > kTiny ? z : Quad{};
-    if constexpr (kEdge) {
-      const auto on = busy(MaskOf<Quad>{} + kDcLag, t, n);
-      prev_in = on ? next_in : prev_in, prev_out = on ? next_out : prev_out;
-    } else {
-      prev_in = next_in, prev_out = next_out;
-    }
+    if constexpr (kEdge)
+      prev_out = busy(MaskOf<Quad>{} + kDcLag, t, n) ? next_out : prev_out;
+    else
+      prev_out = next_out;
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int step, int) {
+    const int t = step - start;
     if (kEdge && t < kLag) return;
-    const Quad last = sections.y(3);
-    const Quad out =
-        kFloor ? swap_pairs(fused(last, amount, high.y[0])) : fused(last, amount, swap_pairs(last));
-    store_pair(pairs + 2 * (t - kLag), out * scale * scale_after);
+    const Quad out = fused(y[3], amount, kFloor ? y[4] : swap_pairs(y[3]));
+    float* const to = pairs + 2 * (t - kLag);
+    if constexpr (kFloor)
+      store_last_pair(to, out * scale * scale_after);
+    else
+      store_pair(to, out * scale * scale_after);
   }
-};
-
-// Calls visit(edge, lane of section 1, lane of section 2, lag) for each edge of a channel.
-template <bool kFloor, class Visit>
-void for_each_bass_edge(const BassChannel& c, Visit visit) {
-  using Wave = BassWave<kFloor>;
-  visit(*c.bass_lowpass, 0, 4, 0);
-  visit(*c.harmonic_lowpass, 2, 6, Wave::kDcLag + 1);
-  visit(*c.harmonic_highpass, 8, 12, Wave::kDcLag + 3);
-  if (kFloor) visit(*c.floor_highpass, 10, 14, Wave::kDcLag + 5);
-  visit(*c.main_highpass, Wave::kHigh1, Wave::kHigh2, Wave::kLag - 1);
-}
-
-// Both channels into the lanes and back.
-template <bool kFloor>
-struct BassLanes {
-  const BassChannel* const* channels;
-  Image<20> image{};
-
-  BassWave<kFloor> wave(float scale_after, Frames& frames) {
-    for (int c = 0; c < 2; ++c)
-      for_each_bass_edge<kFloor>(*channels[c], [&](const BiquadPair& edge, int lane1, int lane2, int lag) {
-        place_pair(image, lane1, lane2, c, edge, lag);
-      });
-    return {image, {channels[0], channels[1]}, scale_after, frames.pairs};
-  }
-  void take(const BassWave<kFloor>& wave) {
-    wave.sections.keep(image);
-    if (kFloor) wave.high.keep(image, 16);
-    for (int c = 1; c >= 0; --c) {
-      for_each_bass_edge<kFloor>(*channels[c], [&](BiquadPair& edge, int lane1, int lane2, int) {
-        take_pair(image, lane1, lane2, c, edge);
-      });
-      *channels[c]->dc_prev_in = wave.prev_in[c], *channels[c]->dc_prev_out = wave.prev_out[c];
+  INLINED void finish(int n) const {
+    for (int c = 0; c < 2; ++c) {
+      const float last = last_shaped[(n - 1) % kChunk * 2 + c];
+      *channels[c]->dc_prev_in = flushed(last);
+      *channels[c]->dc_prev_out = prev_out[c];
     }
   }
 };
-
-template <bool kFloor>
-void bass_wave(const BassChannel* const (&channels)[2], Frames& frames, int n) {
-  BassLanes<kFloor> lanes{channels};
-  BassWave<kFloor> wave = lanes.wave(1.0f, frames);
-  run_wave(wave, wave.kLag, n);
-  lanes.take(wave);
-}
 
 void bass_lanes(const BassChannel& a, const BassChannel* b, int n) {
   const Stereo<BassChannel> s(a, b);
@@ -162,9 +236,9 @@ void bass_lanes(const BassChannel& a, const BassChannel* b, int n) {
     const int length = n - at < kFrames ? n - at : kFrames;
     interleave(a.in + at, s.channels[1]->in + at, length, frames, 1.0f / a.scale);  // exact: a power of two
     if (a.floor_highpass)
-      bass_wave<true>(s.channels, frames, length);
+      run_part(BassPart<true>(s.channels, 0, 1.0f, frames), length);
     else
-      bass_wave<false>(s.channels, frames, length);
+      run_part(BassPart<false>(s.channels, 0, 1.0f, frames), length);
     deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
   }
 }
@@ -178,16 +252,18 @@ void lanes_bass(const BassChannel* channels, int count, int n) {
 // ---- Exciter ---------------------------------------------------------------------------------------
 //
 //   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then
-struct ExciterWave {
-  static constexpr int kLag = 3;
-  Sections<Quad, 1> sections;
+struct ExciterPart {
+  static constexpr int kQuads = 1, kLag = 3;
+  const ExciterChannel* const* channels;
+  int start;
   Quad bias, drive, wet, dry;
   Quad clipping, clipped;  // on its way, and done
   Quad scale;
   float* pairs;
 
-  ExciterWave(const Image<4>& image, const ExciterChannel* const (&c)[2], float* frames)
-      : sections(image, 0),
+  ExciterPart(const ExciterChannel* const (&c)[2], int first_step, Frames& frames)
+      : channels(c),
+        start(first_step),
         bias(both(c, &ExciterChannel::bias)),
         drive(both(c, &ExciterChannel::drive)),
         wet(both(c, &ExciterChannel::wet)),
@@ -195,39 +271,35 @@ struct ExciterWave {
         clipping{},
         clipped{},
         scale(both(c, &ExciterChannel::scale)),
-        pairs(frames) {}
+        pairs(frames.pairs) {}
 
-  template <bool kEdge>
-  INLINED void step(int t, int n) {
-    const Quad now = quad_pairs(pairs + 2 * t), before = quad_pairs(pairs + 2 * (t - kLag));
-    const Quad u = (sections.y[0] + bias) * drive;
-    sections.step<kEdge>(0, pairs_of(now, clipped), t, n);
-    clipped = clipping;
-    const Quad curve = u * fused(-u, 0.5f * u, Quad{} + 1.5f);
-    clipping = u <= 1.0f ? (u >= -1.0f ? curve : Quad{} - 1.0f) : Quad{} + 1.0f;  // NaN is 1
-    if (kEdge && t < kLag) return;
-    store_pair(pairs + 2 * (t - kLag), swap_pairs(scale * fused(wet, sections.y[0], dry * before)));
-  }
-};
+  int last_step() const { return start + kLag; }
 
-struct ExciterLanes {
-  const ExciterChannel* const* channels;
-  Image<4> image{};
-
-  ExciterWave wave(Frames& frames) {
+  template <int L>
+  void place(Lanes<L>& lanes, int at) const {
     for (int c = 0; c < 2; ++c) {
-      image.place(c, 0, *channels[c]->pre, *channels[c]->pre_history);
-      image.place(2 + c, ExciterWave::kLag, *channels[c]->post, *channels[c]->post_history);
-    }
-    return {image, {channels[0], channels[1]}, frames.pairs};
-  }
-  void take(const ExciterWave& wave) {
-    wave.sections.keep(image, 0);
-    for (int c = 1; c >= 0; --c) {
-      image.take(c, *channels[c]->pre_history);
-      image.take(2 + c, *channels[c]->post_history);
+      lanes.place(at + c, start, *channels[c]->pre, *channels[c]->pre_history);
+      lanes.place(at + 2 + c, start + kLag, *channels[c]->post, *channels[c]->post_history);
     }
   }
+  // The curve is 1 at 1 and -1 at -1, so limiting its argument limits it.
+  INLINED static Quad clip(Quad u) {
+    const Quad v = larger(smaller(u, Quad{} + 1.0f), Quad{} - 1.0f);  // NaN is 1
+    return v * fused(-v, 0.5f * v, Quad{} + 1.5f);
+  }
+  template <bool kEdge>
+  INLINED void feed(const Quad* y, Quad* x, int step, int) {
+    x[0] = pairs_of(quad_pairs(pairs + 2 * (step - start)), clipped);
+    clipped = clipping;
+    clipping = clip((y[0] + bias) * drive);
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int step, int) {
+    const int t = step - start - kLag;
+    if (kEdge && t < 0) return;
+    store_last_pair(pairs + 2 * t, scale * fused(wet, y[0], dry * quad_pairs(pairs + 2 * t)));
+  }
+  INLINED void finish(int) const {}
 };
 
 void exciter_lanes(const ExciterChannel& a, const ExciterChannel* b, int n) {
@@ -236,10 +308,7 @@ void exciter_lanes(const ExciterChannel& a, const ExciterChannel* b, int n) {
   for (int at = 0; at < n; at += kFrames) {
     const int length = n - at < kFrames ? n - at : kFrames;
     interleave(a.in + at, s.channels[1]->in + at, length, frames, 1.0f / a.scale);
-    ExciterLanes lanes{s.channels};
-    ExciterWave wave = lanes.wave(frames);
-    run_wave(wave, wave.kLag, length);
-    lanes.take(wave);
+    run_part(ExciterPart(s.channels, 0, frames), length);
     deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
   }
 }
@@ -250,56 +319,70 @@ void lanes_exciter(const ExciterChannel* channels, int count, int n) {
 }
 
 // ---- De-esser --------------------------------------------------------------------------------------
+// What its filters make of a block, in pairs: what went through the notch waits until the block's energy is known.
+struct DeEsserFrames {
+  float squares[2 * kFrames], notched[2 * kFrames];  // of the detector's band, divided by the block's length
+  float energy;                                      // the first channel's squares, added up
+};
+
+//   | detector L R | notch L R |  both read the frame
 //
-//   | detector L R | notch L R |  both read the frame; what they make waits until the block's energy is known
-struct DeEsserWave {
-  Sections<Quad, 1> sections;
-  const float* pairs;
-  float *detected, *notched;  // in pairs
-
-  template <bool kEdge>
-  INLINED void step(int t, int n) {
-    sections.step<kEdge>(0, quad_pairs(pairs + 2 * t), t, n);
-    if (kEdge && (t < 0 || t >= n)) return;
-    store_pair(detected + 2 * t, sections.y[0]);
-    store_pair(notched + 2 * t, swap_pairs(sections.y[0]));
-  }
-};
-
-struct DeEsserLanes {
+// The first channel's energy is added up in order beside the filters. The second channel's begins where that ends.
+struct DeEsserPart {
+  static constexpr int kQuads = 1;
   const DeEsserChannel* const* channels;
-  Image<4> image{};
-  float detected[2 * kFrames], notched[2 * kFrames];
+  int start;
+  const float* pairs;
+  DeEsserFrames* made;
+  Quad energy, length;
 
-  DeEsserWave wave(const Frames& frames) {
+  DeEsserPart(const DeEsserChannel* const (&c)[2], int first_step, int n, const Frames& frames,
+              DeEsserFrames& results)
+      : channels(c),
+        start(first_step),
+        pairs(frames.pairs),
+        made(&results),
+        energy{},
+        length(Quad{} + static_cast<float>(n)) {}
+
+  int last_step() const { return start; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int at) const {
     for (int c = 0; c < 2; ++c) {
-      image.place(c, 0, *channels[c]->detector, *channels[c]->detector_history);
-      image.place(2 + c, 0, *channels[c]->notch, *channels[c]->notch_history);
-    }
-    return {Sections<Quad, 1>(image, 0), frames.pairs, detected, notched};
-  }
-  void take(const DeEsserWave& wave) {
-    wave.sections.keep(image, 0);
-    for (int c = 1; c >= 0; --c) {
-      image.take(c, *channels[c]->detector_history);
-      image.take(2 + c, *channels[c]->notch_history);
+      lanes.place(at + c, start, *channels[c]->detector, *channels[c]->detector_history);
+      lanes.place(at + 2 + c, start, *channels[c]->notch, *channels[c]->notch_history);
     }
   }
+  template <bool kEdge>
+  INLINED void feed(const Quad*, Quad* x, int step, int) const {
+    x[0] = quad_pairs(pairs + 2 * (step - start));
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int step, int n) {
+    const int t = step - start;
+    if (kEdge && (t < 0 || t >= n)) return;
+    const Quad square = y[0] * y[0] / length;
+    energy += square;
+    store_pair(made->squares + 2 * t, square);
+    store_last_pair(made->notched + 2 * t, y[0]);
+  }
+  INLINED void finish(int) const { made->energy = energy[0]; }
 };
 
-// The gains that the block's energy asks for, and the cross-fade of the frames that went through the wave.
-void cross_fade_lanes(const DeEsserLanes& lanes, const Frames& frames, int count, int n,
-                      float (*target)(void*, int, float), void* owner) {
-  float energy = 0.0f;  // not reset between channels
+// The gains that the block's energy asks for, and the cross-fade of the frames that went through the filters.
+void cross_fade_lanes(const DeEsserChannel* const (&channels)[2], const Frames& frames,
+                      const DeEsserFrames& made, int count, int n, float (*target)(void*, int, float),
+                      void* owner) {
+  float energy = made.energy;  // not reset between channels
   for (int c = 0; c < count; ++c) {
-    const DeEsserChannel& channel = *lanes.channels[c];
-    float one[kFrames], gains[kFrames];
-    for (int i = 0; i < n; ++i) one[i] = lanes.detected[2 * i + c];
-    energy = lanes_add_squares(energy, one, static_cast<float>(n), n);
+    const DeEsserChannel& channel = *channels[c];
+    float gains[kFrames];
+    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[2 * i + 1];
     const float step = (target(owner, c, energy) - channel.gain) * channel.inv_frame_length;
     lanes_ramp(channel.gain, step, gains, n);
     for (int i = 0; i < n; ++i) {
-      const float x = frames.pairs[2 * i + c], y = lanes.notched[2 * i + c];
+      const float x = frames.pairs[2 * i + c], y = made.notched[2 * i + c];
       channel.out[i] = x * gains[i] + (1.0f - gains[i]) * y;
     }
   }
@@ -310,111 +393,128 @@ void lanes_de_esser(const DeEsserChannel* channels, int count, int n, float (*ta
   if (n < 1 || n > kFrames || count < 1) return plain_de_esser(channels, count, n, target, owner);
   const Stereo<DeEsserChannel> s(channels[0], count == 2 ? &channels[1] : nullptr);
   Frames frames;
+  DeEsserFrames made;
   interleave(s.channels[0]->in, s.channels[1]->in, n, frames);
-  DeEsserLanes lanes;
-  lanes.channels = s.channels;
-  DeEsserWave wave = lanes.wave(frames);
-  run_wave(wave, 0, n);
-  lanes.take(wave);
-  cross_fade_lanes(lanes, frames, count, n, target, owner);
+  run_part(DeEsserPart(s.channels, 0, n, frames, made), n);
+  cross_fade_lanes(s.channels, frames, made, count, n, target, owner);
 }
 
 // ---- Loudness meter --------------------------------------------------------------------------------
-//
+// The next n places of the ring from `position` on: where they are, or in `spare` if they go around the ring's end.
+float* ring_places(const MeterRing& ring, int position, int n, float* spare) {
+  return position + n <= ring.size ? ring.squares + position : spare;
+}
+void copy(const float* from, float* to, int n) {
+  __builtin_memcpy(to, from, static_cast<unsigned long>(n) * sizeof(float));
+}
+
+// One or two channels' block, whose places in the ring don't overlap: the squares that leave the window, and, where the
+// frames were, those that enter it.
+struct MeterFrames {
+  const MeterChannel* channels[2];
+  Frames frames, leaving;
+  int at[2];                // their places
+  float spare[2][kFrames];  // stands in for them around the ring's end
+
+  MeterFrames(const MeterChannel* c, int count, const MeterRing& ring, int n)
+      : channels{&c[0], &c[count - 1]} {
+    interleave(channels[0]->in, channels[1]->in, n, frames, 1.0f / c->scale);
+    const int second = ring.position + (count - 1) * n;
+    at[0] = ring.position, at[1] = second < ring.size ? second : second - ring.size;
+    const float* places[2];
+    for (int i = 0; i < 2; ++i) {
+      places[i] = ring_places(ring, at[i], n, spare[i]);
+      const int room = ring.size - at[i];
+      if (places[i] == spare[i])
+        copy(ring.squares + at[i], spare[i], room), copy(ring.squares, spare[i] + room, n - room);
+    }
+    interleave(places[0], places[1], n, leaving);
+  }
+  void enter(MeterRing& ring, int count, int n) {
+    deinterleave(frames, n, ring_places(ring, at[0], n, spare[0]),
+                 count == 2 ? ring_places(ring, at[1], n, spare[1]) : nullptr);
+    for (int i = 0; i < count; ++i) {
+      const int room = ring.size - at[i];
+      if (room < n) copy(spare[i], ring.squares + at[i], room), copy(spare[i] + room, ring.squares, n - room);
+    }
+    ring.position = (at[count - 1] + n) % ring.size;
+  }
+};
+bool meter_fits(int count, int n, const MeterRing& ring) {
+  return n >= 1 && n <= kFrames && ring.size / n >= count;
+}
+
 //   | shelf L R | high-pass L R |  read the frame, and the shelf
-struct MeterWave {
-  static constexpr int kLag = 1;
-  Sections<Quad, 1> sections;
-  float* pairs;
-
-  template <bool kEdge>
-  INLINED void step(int t, int n) {
-    sections.step<kEdge>(0, pairs_of(quad_pairs(pairs + 2 * t), sections.y[0]), t, n);
-    if (kEdge && t < kLag) return;
-    const Quad y = sections.y[0];
-    store_pair(pairs + 2 * (t - kLag), swap_pairs(y * y));
-  }
-};
-
-// `squares` into the ring from its position on.
-float slide_ring(float sum, MeterRing& ring, const float* squares, int n) {
-  while (n > 0) {
-    const int room = ring.size - ring.position, length = n < room ? n : room;
-    sum = slide_in_order(sum, ring.squares + ring.position, squares, length);
-    squares += length, n -= length;
-    ring.position = length < room ? ring.position + length : 0;
-  }
-  return sum;
-}
-
-struct MeterLanes {
+//
+// The sums are short enough to be added up in order beside the filters.
+struct MeterPart {
+  static constexpr int kQuads = 1, kLag = 1;
   const MeterChannel* const* channels;
-  Image<4> image{};
+  Quad sum;
+  float* pairs;
+  const float* leaving;
 
-  MeterWave wave(Frames& frames) {
+  explicit MeterPart(MeterFrames& block)
+      : channels(block.channels),
+        sum{0.0f, 0.0f, *channels[0]->sum, *channels[1]->sum},
+        pairs(block.frames.pairs),
+        leaving(block.leaving.pairs) {}
+
+  int last_step() const { return kLag; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int at) const {
     for (int c = 0; c < 2; ++c) {
-      image.place(c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
-      image.place(2 + c, MeterWave::kLag, *channels[c]->high_pass, *channels[c]->high_pass_history);
+      lanes.place(at + c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
+      lanes.place(at + 2 + c, kLag, *channels[c]->high_pass, *channels[c]->high_pass_history);
     }
-    return {Sections<Quad, 1>(image, 0), frames.pairs};
   }
-  void take(const MeterWave& wave) {
-    wave.sections.keep(image, 0);
-    for (int c = 1; c >= 0; --c) {
-      image.take(c, *channels[c]->shelf_history);
-      image.take(2 + c, *channels[c]->high_pass_history);
-    }
+  template <bool kEdge>
+  INLINED void feed(const Quad* y, Quad* x, int t, int) const {
+    x[0] = pairs_of(quad_pairs(pairs + 2 * t), y[0]);
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int step, int n) {
+    const int t = step - kLag;
+    if (kEdge && t < 0) return;
+    const Quad square = y[0] * y[0];
+    const Quad next = (sum - quad_pairs(leaving + 2 * t)) + square;
+    sum = kEdge && t >= n ? sum : next;
+    store_last_pair(pairs + 2 * t, square);
+  }
+  INLINED void finish(int) const {
+    for (int c = 0; c < 2; ++c) *channels[c]->sum = sum[2 + c];
   }
 };
-
-// The squares that the wave left in `frames`, one channel after the other.
-void slide_channels(const MeterChannel& a, const MeterChannel* b, const Frames& frames, int n,
-                    MeterRing& ring) {
-  float squares[2][kFrames];
-  deinterleave(frames, n, squares[0], squares[1]);
-  *a.sum = slide_ring(*a.sum, ring, squares[0], n);
-  if (b) *b->sum = slide_ring(*b->sum, ring, squares[1], n);
-}
-
-void meter_lanes(const MeterChannel& a, const MeterChannel* b, int n, MeterRing& ring) {
-  const Stereo<MeterChannel> s(a, b);
-  Frames frames;
-  interleave(a.in, s.channels[1]->in, n, frames, 1.0f / a.scale);
-  MeterLanes lanes{s.channels};
-  MeterWave wave = lanes.wave(frames);
-  run_wave(wave, wave.kLag, n);
-  lanes.take(wave);
-  slide_channels(a, b, frames, n, ring);
-}
 
 void lanes_meter(const MeterChannel* channels, int count, int n, MeterRing& ring) {
-  if (n < 1 || n > kFrames) return plain_meter(channels, count, n, ring);
-  for (int ch = 0; ch < count; ch += 2)
-    meter_lanes(channels[ch], ch + 1 < count ? &channels[ch + 1] : nullptr, n, ring);
+  for (int ch = 0; ch < count; ch += 2) {
+    const int here = ch + 1 < count ? 2 : 1;
+    if (!meter_fits(here, n, ring)) {
+      plain_meter(channels + ch, here, n, ring);
+      continue;
+    }
+    MeterFrames block(channels + ch, here, ring, n);
+    run_part(MeterPart(block), n);
+    block.enter(ring, here, n);
+  }
 }
 
 // ---- All of them in one loop -----------------------------------------------------------------------
 template <bool kFloor>
-void tone_wave(const BassChannel* const (&bass)[2], const ExciterChannel* const (&exciter)[2],
-               DeEsserLanes& de_esser, Frames& frames, MeterLanes* meter, Frames& metered, int n) {
-  using Bass = BassWave<kFloor>;
-  BassLanes<kFloor> first{bass};
-  ExciterLanes second{exciter};
-  const float scale_of_exciter = 1.0f / exciter[0]->scale;
-  auto wave = joined(joined(first.wave(scale_of_exciter, frames), Bass::kLag, second.wave(frames)),
-                     Bass::kLag + 1 + ExciterWave::kLag, de_esser.wave(frames));
-  if (meter) {  // beside the others, not after them
-    auto all = joined(meter->wave(metered), MeterWave::kLag, wave);
-    all.behind = 0;
-    run_wave(all, wave.behind, n);
-    meter->take(all.first);
-    wave = all.second;
-  } else {
-    run_wave(wave, wave.behind, n);
-  }
-  first.take(wave.first.first);
-  second.take(wave.first.second);
-  de_esser.take(wave.second);
+void tone_lanes(const BassChannel* const (&bass)[2], const ExciterChannel* const (&exciter)[2],
+                const DeEsserChannel* const (&de_esser)[2], Frames& frames, DeEsserFrames& made,
+                MeterFrames* meter, int n) {
+  using Bass = BassPart<kFloor>;
+  using Tone = Parts<Parts<Bass, ExciterPart>, DeEsserPart>;
+  constexpr int kExciterStart = Bass::kLag + 1, kDeEsserStart = kExciterStart + ExciterPart::kLag + 1;
+  const Tone tone{
+      {Bass(bass, 0, 1.0f / exciter[0]->scale, frames), ExciterPart(exciter, kExciterStart, frames)},
+      DeEsserPart(de_esser, kDeEsserStart, n, frames, made)};
+  if (meter)
+    run_part(Parts<Tone, MeterPart>{tone, MeterPart(*meter)}, n);
+  else
+    run_part(tone, n);
 }
 
 void lanes_tone(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
@@ -427,20 +527,28 @@ void lanes_tone(const BassChannel* bass, const ExciterChannel* exciter, const De
     lanes_exciter(exciter, count, n);
     return lanes_de_esser(de_esser, count, n, target, owner);
   }
+  if (meter && !meter_fits(count, n, *ring)) {
+    plain_meter(meter, count, n, *ring);
+    meter = nullptr;
+  }
   const BassChannel* const first[2] = {&bass[0], &bass[last]};
   const ExciterChannel* const second[2] = {&exciter[0], &exciter[last]};
   const DeEsserChannel* const third[2] = {&de_esser[0], &de_esser[last]};
-  const MeterChannel* const beside[2] = {meter, meter + (meter ? last : 0)};
-  Frames frames, metered;
+  Frames frames;
+  DeEsserFrames made;
   interleave(first[0]->in, first[1]->in, n, frames, 1.0f / bass[0].scale);
-  MeterLanes meter_lanes{beside};
-  if (meter) interleave(beside[0]->in, beside[1]->in, n, metered, 1.0f / meter->scale);
-  DeEsserLanes lanes;
-  lanes.channels = third;
-  if (bass[0].floor_highpass)
-    tone_wave<true>(first, second, lanes, frames, meter ? &meter_lanes : nullptr, metered, n);
-  else
-    tone_wave<false>(first, second, lanes, frames, meter ? &meter_lanes : nullptr, metered, n);
-  if (meter) slide_channels(meter[0], count == 2 ? &meter[1] : nullptr, metered, n, *ring);
-  cross_fade_lanes(lanes, frames, count, n, target, owner);
+  const auto run = [&](MeterFrames* beside) {
+    if (bass[0].floor_highpass)
+      tone_lanes<true>(first, second, third, frames, made, beside, n);
+    else
+      tone_lanes<false>(first, second, third, frames, made, beside, n);
+  };
+  if (meter) {
+    MeterFrames block(meter, count, *ring, n);
+    run(&block);
+    block.enter(*ring, count, n);
+  } else {
+    run(nullptr);
+  }
+  cross_fade_lanes(third, frames, made, count, n, target, owner);
 }

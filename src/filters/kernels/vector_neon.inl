@@ -7,7 +7,10 @@ typedef Vec Quad;
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
 
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
-Quad root(Quad x) { return vsqrtq_f32(x); }
+Vec root(Vec x) { return vsqrtq_f32(x); }
+// b where a is NaN.
+Quad smaller(Quad a, Quad b) { return vbslq_f32(vcltq_f32(a, b), a, b); }
+Quad larger(Quad a, Quad b) { return vbslq_f32(vcgtq_f32(a, b), a, b); }
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {
@@ -16,21 +19,25 @@ Vec every_pair(const float* p) {
 }
 // v moved up by one pair, with the last pair of `before` below it.
 Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
+// v moved down by one pair, with the first pair of `after` above it.
+Vec pair_down(Vec v, Quad after) { return vextq_f32(v, after, 2); }
 
-// The same by one quad.
+// `before` below v, moved up by one quad.
 Vec quad_up(Vec before, Vec) { return before; }
 
 Quad quad_pairs(const float* p) { return every_pair(p); }
 Quad quad_of(const Vec* v, int q) { return v[q]; }
 Vec from_quads(const Quad* q) { return q[0]; }
+Quad first_quad(Vec v) { return v; }
+Vec every_quad(Quad q) { return q; }
 Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
+void store_last_pair(float* p, Quad q) { vst1_f32(p, vget_high_f32(q)); }
 
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
   return vminvq_u32(vandq_u32(vcltq_f32(x, to), vcgeq_f32(x, from))) != 0;
 }
-bool any(Mask m) { return vmaxvq_u32((uint32x4_t)m) != 0; }
 Vec gather(const float* base, Mask index) {
   return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};
 }

@@ -8,7 +8,10 @@ typedef int Mask __attribute__((vector_size(4 * kLanes)));
 
 Vec fused(Vec a, Vec b, Vec c) { return _mm256_fmadd_ps(a, b, c); }
 Quad fused(Quad a, Quad b, Quad c) { return _mm_fmadd_ps(a, b, c); }
-Quad root(Quad x) { return _mm_sqrt_ps(x); }
+Vec root(Vec x) { return _mm256_sqrt_ps(x); }
+// b where a is NaN.
+Quad smaller(Quad a, Quad b) { return _mm_min_ps(a, b); }
+Quad larger(Quad a, Quad b) { return _mm_max_ps(a, b); }
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {
@@ -24,7 +27,18 @@ Vec pair_up(Vec before, Vec v) {
 #endif
 }
 
-// The same by one quad.
+// v moved down by one pair, with the first pair of `after` above it.
+Vec pair_down(Vec v, Quad after) {
+  const __m256 above = _mm256_castps128_ps256(after);
+#if defined(__AVX512VL__)
+  return _mm256_castsi256_ps(_mm256_alignr_epi64(_mm256_castps_si256(above), _mm256_castps_si256(v), 1));
+#else
+  const __m256 middle = _mm256_permute2f128_ps(v, above, 0x21);
+  return _mm256_castpd_ps(_mm256_shuffle_pd(_mm256_castps_pd(v), _mm256_castps_pd(middle), 5));
+#endif
+}
+
+// `before` below v, moved up by one quad.
 Vec quad_up(Vec before, Vec v) { return _mm256_permute2f128_ps(before, v, 0x21); }
 
 Quad quad_pairs(const float* p) { return _mm_castpd_ps(_mm_loaddup_pd(reinterpret_cast<const double*>(p))); }
@@ -32,8 +46,11 @@ Quad quad_of(const Vec* v, int q) {
   return q % 2 ? _mm256_extractf128_ps(v[q / 2], 1) : _mm256_castps256_ps128(v[q / 2]);
 }
 Vec from_quads(const Quad* q) { return _mm256_set_m128(q[1], q[0]); }
+Quad first_quad(Vec v) { return _mm256_castps256_ps128(v); }
+Vec every_quad(Quad q) { return _mm256_set_m128(q, q); }
 Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
 void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
+void store_last_pair(float* p, Quad q) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), q); }
 
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
@@ -44,5 +61,4 @@ bool all_within(Vec x, Vec from, Vec to) {
              _mm256_and_ps(_mm256_cmp_ps(x, to, _CMP_LT_OQ), _mm256_cmp_ps(x, from, _CMP_GE_OQ))) == 0xff;
 #endif
 }
-bool any(Mask m) { return _mm256_movemask_ps((__m256)m) != 0; }
 Vec gather(const float* base, Mask index) { return _mm256_i32gather_ps(base, (__m256i)index, 4); }
