@@ -7,27 +7,23 @@ namespace {
 constexpr int kBlock = 480;
 constexpr double kFs = 48000;
 
-// A stereo programme, block by block, through one handle.
+// A programme, block by block, through one handle.
 struct Run {
-  explicit Run(std::vector<float> record, int channels = 2, int frame_length = kBlock)
+  explicit Run(Samples record, int channels = 2)
       : section(std::move(record)),
-        state(AutoGain_Init(section.data(), 16, static_cast<int>(kFs), channels, frame_length)),
-        in(std::vector<Samples>(static_cast<size_t>(channels), Samples(kBlock))),
+        state(AutoGain_Init(section.data(), 16, int(kFs), channels, kBlock)),
+        in(std::vector<Samples>(size_t(channels), Samples(kBlock))),
         out(in.data) {}
 
   // The next block of a sine at this peak level; returns the gain that its last samples got.
-  double sine_block(double level_dBFS, double hz = 1000) {
-    const double peak = full_scale(level_dBFS);
-    for (auto& channel : in.data)
-      for (int i = 0; i < kBlock; ++i)
-        channel[static_cast<size_t>(i)] =
-            static_cast<float>(peak * std::sin(2 * M_PI * std::fmod(hz * (time + i) / kFs, 1.0) + 0.3));
-    time += kBlock;
+  double sine_block(double level_dBFS) {
+    const Samples tone = sine(kBlock, 997, kFs, full_scale(level_dBFS), time += kBlock);
+    for (Samples& channel : in.data) std::copy(tone.begin(), tone.end(), channel.begin());
     return process();
   }
   double process() {
     AutoGain_Process(state.get(), in(), out(), kBlock);
-    return static_cast<double>(out.data[0][kBlock - 1]) / static_cast<double>(in.data[0][kBlock - 1]);
+    return out.data[0][kBlock - 1] / double(in.data[0][kBlock - 1]);
   }
   double after(int blocks, double level_dBFS) {
     double gain = 1;
@@ -39,7 +35,7 @@ struct Run {
     AutoGain_SetPara(state.get(), section.data());
   }
 
-  std::vector<float> section;
+  Samples section;
   Handle<AutoGainState, AutoGain_Destroy> state;
   Planar in, out;
   int time = 0;
@@ -49,14 +45,16 @@ struct Run {
 
 TEST_CASE("a steady programme is brought to the target, by at most +20 dB, within full scale") {
   const struct {
-    double level_dBFS, target, expected_gain_dB;  // a stereo 1 kHz sine reads its peak level
+    double level_dBFS;
+    float target;
+    double expected_gain_dB;  // a stereo 1 kHz sine reads its peak level
   } rows[] = {
       {-30, -20, 10},       {-12, -20, -8}, {-20, -20, 0}, {-60, -20, 20},
-      {-41, -21.1, 19.9},   {-60, -30, 20}, {-15, 5, 15},  // 20 dB short of its target, 15 below full scale
+      {-41, -21.1f, 19.9},  {-60, -30, 20}, {-15, 5, 15},  // 20 dB short of its target, 15 below full scale
       {-6.0206, 10, 6.0206}};
   for (const auto& r : rows) {
     CAPTURE(r.level_dBFS);
-    Run run({static_cast<float>(r.target), 300, 300, 400, 100});
+    Run run({r.target, 300, 300, 400, 100});
     CHECK(to_dB(run.after(4000, r.level_dBFS)) ==
           doctest::Approx(r.expected_gain_dB).epsilon(0.003).scale(10));
   }
@@ -76,37 +74,31 @@ TEST_CASE("a quiet programme with peaks is raised no further than its peaks allo
 }
 
 TEST_CASE("the gain rises by its attack and falls by its release, in a straight line over each block") {
-  const struct {
-    float attack_ms, release_ms, step_dB;
-  } rows[] = {{100, 400, 6}, {400, 100, 6}, {100, 400, -6}, {400, 100, -6}};
-  for (const auto& r : rows) {
-    CAPTURES(r.attack_ms, r.step_dB);
-    Run run({-30, r.attack_ms, r.release_ms, 400, 10});
-    double gain = run.after(3000, -30);  // settled at 0 dB
-    REQUIRE(gain == doctest::Approx(1).epsilon(0.002));
-    run.retune(0, -30 + r.step_dB);
-    const double goal = std::pow(10, static_cast<double>(r.step_dB) / 20), start = gain;
-    const double tau_ms = static_cast<double>(r.step_dB > 0 ? r.attack_ms : r.release_ms) / 2.2;
-    for (int block = 1; block <= 40; ++block) {
-      const double before = goal + (start - goal) * std::exp(-10.0 * (block - 1) / tau_ms);
-      const double after = goal + (start - goal) * std::exp(-10.0 * block / tau_ms);
-      run.sine_block(-30);
-      for (size_t i = 0; i < kBlock; i += 48) {
-        const double line = before + (after - before) * static_cast<double>(i) / kBlock;
-        REQUIRE(static_cast<double>(run.out.data[1][i]) / static_cast<double>(run.in.data[1][i]) ==
-                doctest::Approx(line).epsilon(0.003));
+  for (float attack_ms : {100.0f, 400.0f})
+    for (float step_dB : {6.0f, -6.0f}) {
+      CAPTURES(attack_ms, step_dB);
+      const float release_ms = 500 - attack_ms;
+      Run run({-30, attack_ms, release_ms, 400, 10});
+      REQUIRE(run.after(3000, -30) == doctest::Approx(1).epsilon(0.002));
+      run.retune(0, -30 + step_dB);
+      const double goal = std::pow(10, step_dB / 20), tau_ms = (step_dB > 0 ? attack_ms : release_ms) / 2.2;
+      for (int block = 0; block < 40; ++block) {
+        const double before = goal + (1 - goal) * std::exp(-10.0 * block / tau_ms);
+        const double after = goal + (1 - goal) * std::exp(-10.0 * (block + 1) / tau_ms);
+        run.sine_block(-30);
+        for (size_t i = 1; i < kBlock; i += 48)
+          REQUIRE(run.out.data[1][i] / run.in.data[1][i] ==
+                  doctest::Approx(before + (after - before) * double(i) / kBlock).epsilon(0.003));
       }
     }
-  }
 }
 
 TEST_CASE("before anything is measured, and in silence, the output is the input") {
-  Run run({-10, 100, 100, 400, 100});
+  Run run({-10, 100, 100, 400, 100}), silent(run.section);
   for (int block = 0; block < 40; ++block) {  // 400 ms
     run.sine_block(-30);
     REQUIRE(same_bits(run.in.data[1], run.out.data[1]));
   }
-  Run silent({-10, 100, 100, 400, 100});
   for (auto& channel : silent.in.data) channel.assign(kBlock, 1.0f);  // an offset alone is no loudness
   for (int block = 0; block < 400; ++block) REQUIRE(silent.process() == 1.0);
 }
@@ -115,12 +107,10 @@ TEST_CASE("a retune keeps the meter unless its window or step changes") {
   for (size_t index = 0; index < 5; ++index) {
     CAPTURE(index);
     Run run({-20, 100, 100, 400, 100});
-    const double gain = run.after(1000, -30);
-    REQUIRE(gain > 3);
+    REQUIRE(run.after(1000, -30) > 3);
     run.retune(index, run.section[index] + 10);
     const double after = run.sine_block(-30);
-    if (index < 3) CHECK(after > 3);
-    if (index >= 3) CHECK(after == 1.0);
+    CHECK((index < 3 ? after > 3 : after == 1.0));
     CHECK(run.after(3000, -30) == doctest::Approx(std::pow(10, index == 0 ? 1.0 : 0.5)).epsilon(0.01));
   }
 }
@@ -134,22 +124,14 @@ TEST_CASE("a retune to a window that the library cannot serve goes on at unity, 
   CHECK(run.after(200, -30) != 1.0);
 }
 
-TEST_CASE("auto gain reads and writes five settings, prints them, and says what is wrong") {
+TEST_CASE("a wrong bit rate is told by the meter too, and a step shorter than a block ends the process") {
   const auto outcome = in_child([] {
-    Run run({-20.5f, 100, 200, 400.9f, 100.9f});
-    AutoGain_PrintPara(run.state.get());
-    float back[6] = {0, 0, 0, 0, 0, 7};
-    AutoGain_GetPara(run.state.get(), back);
-    const float expected[6] = {-20.5f, 100, 200, 400, 100, 7};
-    if (std::memcmp(back, expected, sizeof back) != 0) std::abort();
+    Run run({-20, 100, 200, 400, 100});
     if (AutoGain_Init(run.section.data(), 20, 48000, 2, kBlock)) std::abort();
     run.retune(4, 9);  // 432 samples, shorter than a block
     run.process();
   });
   CHECK(outcome.status == kExitMinusOne);
-  CHECK(logged_by(outcome.err, "AutoGain_PrintPara") ==
-        "AutoGain Param\n=====================\ntarget_i_dB:-20.50\nattack_time:100.00\n"
-        "release_time:200.00\nr128_wins:400\nr128_steps:100\n");
   CHECK(logged(outcome.err, "ebur128_init", "bit_rate is wrong!\n"));
   CHECK(logged(outcome.err, "AutoGain_Process", "frameLen is greater than steps! 0\n\n"));
 }

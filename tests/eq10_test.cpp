@@ -27,7 +27,7 @@ std::vector<float> section_of(int channels, const std::vector<Band>& enabled) {
   return section;
 }
 
-using Equalizer = Handle<EQ10State, EQ10_Destroy>;
+using Equalizer = Effect<EQ10State, EQ10_Process, EQ10_Destroy>;
 
 Equalizer create(const std::vector<float>& section, int channels, int channel_link = 0) {
   return Equalizer(EQ10_Init(section.data(), 16, kRate, channels, kFrames, channel_link));
@@ -44,13 +44,14 @@ Filter filter_of(const std::vector<float>& section, int channel, int number) {
   return f;
 }
 
-void run(std::vector<Filter>& filters, Samples& x) {
+Samples through(std::vector<Filter>& filters, Samples x) {
   for (Filter& f : filters)
     for (float& v : x) v = update_biquad_filter(f.coeffs, f.history, v);
+  return x;
 }
 
-Planar stereo_noise(int n, uint32_t seed) {
-  return Planar({noise(n, 32767.0f, seed), noise(n, 32767.0f, seed + 50)});
+std::vector<Samples> stereo_noise(int n) {
+  return {noise(n, 32767.0f, uint32_t(n)), noise(n, 32767.0f, uint32_t(n) + 50)};
 }
 
 }  // namespace
@@ -84,11 +85,11 @@ TEST_CASE("each channel runs the slots that its enables count, in series; histor
     for (size_t ch = 0; ch < 2; ++ch)
       for (const auto& [channel, band] : r.runs[ch]) filters[ch].push_back(filter_of(section, channel, band));
     for (int n : {kFrames, 1, 0, 17, kFrames}) {
-      Planar expected = stereo_noise(n, uint32_t(n)), in(expected.data), out(in.data);
-      for (size_t ch = 0; ch < 2; ++ch) run(filters[ch], expected.data[ch]);
+      Planar in(stereo_noise(n)), out(in.data);
       const bool in_place = n == 17;
-      CHECK(EQ10_Process(eq.get(), in(), in_place ? in() : out(), n) == 2);
-      for (size_t ch = 0; ch < 2; ++ch) CHECK(same_bits((in_place ? in : out).data[ch], expected.data[ch]));
+      CHECK(EQ10_Process(eq, in(), in_place ? in() : out(), n) == 2);
+      for (size_t ch = 0; ch < 2; ++ch)
+        CHECK(same_bits((in_place ? in : out).data[ch], through(filters[ch], stereo_noise(n)[ch])));
     }
   }
 }
@@ -97,39 +98,39 @@ TEST_CASE("a retune leaves each slot its history, whichever band owns it now") {
   const auto before = section_of(2, {{0, 2, 1}, {0, 7, 1}, {1, 0, 1}}),
              after = section_of(2, {{0, 7, 1}, {1, 0, 1}});
   const Equalizer eq = create(before, 2);
-  std::vector<Filter> first = {filter_of(before, 0, 2), filter_of(before, 0, 7)},
-                      second = {filter_of(before, 1, 0)};
-  Planar x = stereo_noise(kFrames, 1), y(x.data);
-  EQ10_Process(eq.get(), x(), x(), kFrames);
-  run(first, y.data[0]), run(second, y.data[1]);
+  std::vector<Filter> slots[2] = {{filter_of(before, 0, 2), filter_of(before, 0, 7)},
+                                  {filter_of(before, 1, 0)}};
+  const auto x = stereo_noise(kFrames);
+  const auto check_block = [&](std::vector<Filter>& first, std::vector<Filter>& second) {
+    const auto y = eq.run(x);
+    CHECK(same_bits(y[0], through(first, x[0])));
+    CHECK(same_bits(y[1], through(second, x[1])));
+  };
+  const auto with_history = [](Filter f, const Filter& from) {
+    std::copy_n(from.history, 2, f.history);
+    return f;
+  };
+  check_block(slots[0], slots[1]);
 
-  CHECK(EQ10_SetPara(eq.get(), after.data()) == 2);
-  std::vector<Filter> shifted = {filter_of(after, 0, 7)}, next = {filter_of(after, 1, 0)};
-  std::copy_n(first[0].history, 2, shifted[0].history);  // slot 0 was band 2 of channel 0
-  std::copy_n(first[1].history, 2, next[0].history);     // slot 1 was band 7 of channel 0
-  EQ10_Process(eq.get(), x(), x(), kFrames);
-  run(shifted, y.data[0]), run(next, y.data[1]);
-  CHECK(same_bits(x.data[0], y.data[0]));
-  CHECK(same_bits(x.data[1], y.data[1]));
+  CHECK(EQ10_SetPara(eq, after.data()) == 2);  // slot 0 was band 2, slot 1 band 7 of channel 0
+  std::vector<Filter> shifted = {with_history(filter_of(after, 0, 7), slots[0][0])},
+                      next = {with_history(filter_of(after, 1, 0), slots[0][1])};
+  check_block(shifted, next);
 
-  EQ10_SetPara(eq.get(), before.data());  // slot 2 has slept through that and goes on from where it stopped
-  std::vector<Filter> woken = {filter_of(before, 1, 0)};
-  std::copy_n(second[0].history, 2, woken[0].history);
-  EQ10_Process(eq.get(), x(), x(), kFrames);
-  run(woken, y.data[1]);
-  CHECK(same_bits(x.data[1], y.data[1]));
+  EQ10_SetPara(eq, before.data());  // slot 2 has slept through that and goes on from where it stopped
+  slots[0] = {with_history(slots[0][0], shifted[0]), with_history(slots[0][1], next[0])};
+  check_block(slots[0], slots[1]);
 }
 
 TEST_CASE("GetData returns the latest block before and after, and the tail of longer ones before it") {
-  const auto section = section_of(2, {{0, 0, 1}, {1, 3, 1}});
-  const Equalizer eq = create(section, 2);
-  std::vector<Samples> before(2, Samples(kFrames + 1)), after = before;
-  for (Samples* last : {&before[0], &before[1], &after[0], &after[1]}) last->back() = -7.0f;
+  const Equalizer eq = create(section_of(2, {{0, 0, 1}, {1, 3, 1}}), 2);
+  const std::vector<Samples> untouched(2, Samples(kFrames + 1, -7.0f));
+  std::vector<Samples> before(2, Samples(kFrames)), after = before;
+  for (Samples* last : {&before[0], &before[1], &after[0], &after[1]}) last->push_back(-7.0f);
   for (int n : {20, kFrames, 5, 2 * kFrames, 0}) {  // longer than a frame: filtered whole, kept in part
-    Planar in = stereo_noise(n, uint32_t(n)), out(in.data);
-    EQ10_Process(eq.get(), in(), out(), n);
-    Planar got_in(std::vector<Samples>(2, Samples(kFrames + 1, -7.0f))), got_out(got_in.data);
-    CHECK(EQ10_GetData(eq.get(), got_in(), got_out()) == 2);
+    Planar in(stereo_noise(n)), out(in.data), got_in(untouched), got_out(untouched);
+    EQ10_Process(eq, in(), out(), n);
+    CHECK(EQ10_GetData(eq, got_in(), got_out()) == 2);
     for (size_t ch = 0; ch < 2; ++ch) {
       std::copy_n(in.data[ch].begin(), std::min(n, kFrames), before[ch].begin());
       std::copy_n(out.data[ch].begin(), std::min(n, kFrames), after[ch].begin());
@@ -141,32 +142,6 @@ TEST_CASE("GetData returns the latest block before and after, and the tail of lo
   CHECK(EQ10_GetData(nullptr, nullptr, nullptr) == 0);
 }
 
-TEST_CASE("GetPara returns one record per channel: the host's, the linked one, or the defaults") {
-  auto section = section_of(3, {{0, 1, 1.5f}, {1, 9, -3}, {2, 0, 1}});
-  auto truncated = section;
-  truncated[5] = 1;
-  for (bool given : {true, false})
-    for (int link : {0, 1}) {
-      CAPTURES(link, given);
-      const Equalizer eq(EQ10_Init(given ? section.data() : nullptr, 99, kRate, 3, kFrames, link));
-      const float off[5] = {0, 0, 1000, 1, 0};
-      std::vector<float> got(151, -7.0f), expected = got;
-      for (size_t i = 0; i < 150; ++i) expected[i] = given ? truncated[link ? i % 50 : i] : off[i % 5];
-      EQ10_GetPara(eq.get(), got.data());
-      CHECK(same_bits(got, expected));
-    }
-}
-
-TEST_CASE("the listing names every band whose enable is exactly 1") {
-  auto section = section_of(2, {{0, 0, 1}, {0, 2, 1}, {0, 3, 2}, {1, 4, 1}});
-  section[5 * 2 + 1] = 6;  // Butterworth: listed without a name
-  const auto child = in_child([&] { EQ10_PrintPara(create(section, 2).get()); });
-  CHECK(logged_by(child.err, "EQ10_PrintPara") ==
-        "EQ Param\n=====================\n==== channel:0 ====\nfilterTypes:Parametric\nfc:150.00\nQ:0.50\n"
-        "boost:9.00\nfc:450.00\nQ:0.60\nboost:7.00\n==== channel:1 ====\nfilterTypes:GeneralHP\nfc:2250.00\n"
-        "Q:1.20\nboost:-5.00\n");
-}
-
 TEST_CASE("an unknown type ends the process at Init and SetPara, but only in a band that is on") {
   for (bool retune : {false, true})
     for (float enable : {0.0f, 1.0f}) {
@@ -174,7 +149,7 @@ TEST_CASE("an unknown type ends the process at Init and SetPara, but only in a b
       section[5 * 5 + 1] = 8;
       const auto child = in_child([&] {
         const Equalizer eq(EQ10_Init(retune ? nullptr : section.data(), 16, kRate, 1, kFrames, 0));
-        if (retune) EQ10_SetPara(eq.get(), section.data());
+        if (retune) EQ10_SetPara(eq, section.data());
       });
       CHECK(child.status == (enable == 0.0f ? 0 : kExitMinusOne));
       CHECK(logged(child.err, "filter_calculateCoeffs", "ErrorXXX: You should choose a filter type!\n\n") ==
@@ -182,11 +157,24 @@ TEST_CASE("an unknown type ends the process at Init and SetPara, but only in a b
     }
 }
 
+TEST_CASE("without a section every band is off, at 1000 Hz and Q 1; the listing names what is exactly 1") {
+  const Equalizer eq(EQ10_Init(nullptr, 99, kRate, 3, kFrames, 0));
+  std::vector<float> got(150);
+  EQ10_GetPara(eq, got.data());
+  const float off[5] = {0, 0, 1000, 1, 0};
+  for (size_t i = 0; i < 150; ++i) CHECK(got[i] == off[i % 5]);
+  auto section = section_of(1, {{0, 2, 1}, {0, 3, 2}});
+  section[5 * 2 + 1] = 6;  // Butterworth: listed without a name
+  const auto child = in_child([&] { EQ10_PrintPara(create(section, 1)); });
+  CHECK(logged_by(child.err, "EQ10_PrintPara") ==
+        "EQ Param\n=====================\n==== channel:0 ====\nfc:450.00\nQ:0.60\nboost:7.00\n");
+}
+
 TEST_CASE("sizes that no device could serve are refused, and none at all is an equalizer without channels") {
   for (int channels : {0, -3}) {
     const Equalizer eq(EQ10_Init(nullptr, 16, kRate, channels, kFrames, 0));
-    CHECK(EQ10_SetPara(eq.get(), nullptr) == channels);
-    CHECK(EQ10_GetData(eq.get(), nullptr, nullptr) == channels);
+    CHECK(EQ10_SetPara(eq, nullptr) == channels);
+    CHECK(EQ10_GetData(eq, nullptr, nullptr) == channels);
   }
   CHECK(EQ10_Init(nullptr, 16, kRate, 1025, 1, 0) == nullptr);
   CHECK(EQ10_Init(nullptr, 16, kRate, 2, INT32_MAX, 0) == nullptr);

@@ -9,11 +9,10 @@
 
 namespace support {
 
-Samples sine(int n, double frequency_hz, double sample_rate, double amplitude) {
-  Samples x(static_cast<size_t>(n));
-  for (size_t i = 0; i < x.size(); ++i)
-    x[i] = static_cast<float>(amplitude *
-                              std::sin(2 * M_PI * frequency_hz * static_cast<double>(i) / sample_rate));
+Samples sine(int n, double frequency_hz, double sample_rate, double amplitude, int from) {
+  const double step = 2 * M_PI * frequency_hz / sample_rate;
+  Samples x;
+  for (int i = from; i < from + n; ++i) x.push_back(float(amplitude * std::sin(step * i)));
   return x;
 }
 

@@ -19,7 +19,8 @@ namespace support {
 using Samples = std::vector<float>;
 
 // ---- Signals: one channel, at PCM scale ----
-Samples sine(int n, double frequency_hz, double sample_rate, double amplitude);
+// `from` is the sample at which it begins: a block that goes on where the one before ended.
+Samples sine(int n, double frequency_hz, double sample_rate, double amplitude, int from = 0);
 Samples noise(int n, float amplitude, uint32_t seed = 1);  // uniform, -amplitude … amplitude
 std::vector<int16_t> noise_pcm(int n, uint32_t seed = 1);  // the whole 16-bit range
 
@@ -65,6 +66,20 @@ struct Planar {
   std::vector<Samples> data;
   std::vector<float*> pointers;
   float** operator()() { return pointers.data(); }
+};
+
+// ---- An effect that ends with its scope, and channels through it, in place ----
+template <class State, auto process, auto destroy>
+struct Effect : Handle<State, destroy> {
+  using Base = Handle<State, destroy>;
+  using Base::Base;
+  operator State*() const { return this->get(); }
+  std::vector<Samples> run(std::vector<Samples> channels) const {
+    Planar x(std::move(channels));
+    process(*this, x(), x(), static_cast<int>(x.data[0].size()));
+    return x.data;
+  }
+  Samples mono(Samples x) const { return run({std::move(x)})[0]; }
 };
 
 // ---- Child processes: what ends the process, what prints ----
