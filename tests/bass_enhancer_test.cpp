@@ -9,18 +9,12 @@ namespace {
 constexpr double kFs = 48000;
 
 struct Settings {
-  double amount_dB, drive, blend, freq, floor_active, floor;
+  float amount_dB, drive, blend, freq, floor_active, floor;
 };
 
 Samples enhance(const Settings& p, Samples x) {
-  const float section[10] = {static_cast<float>(p.amount_dB),    static_cast<float>(p.drive),
-                             static_cast<float>(p.blend),        static_cast<float>(p.freq),
-                             static_cast<float>(p.floor_active), static_cast<float>(p.floor)};
-  BassEnhancerState* s = BassEnhancer_Init(section, 16, 48000, 1, 0);
-  Planar buffers({std::move(x)});
-  BassEnhancer_Process(s, buffers(), buffers(), static_cast<int>(buffers.data[0].size()));
-  BassEnhancer_Destroy(s);
-  return buffers.data[0];
+  using Enhancer = Effect<BassEnhancerState, BassEnhancer_Process, BassEnhancer_Destroy>;
+  return Enhancer(BassEnhancer_Init(&p.amount_dB, 16, 48000, 1, 0)).mono(std::move(x));
 }
 
 // Response of two second-order Butterworth sections in series under the bilinear transform.
@@ -51,9 +45,8 @@ struct Shaper {
 TEST_CASE(
     "a low tone comes out as its harmonics, mostly between the split and three times it, without itself") {
   const Settings rows[] = {{0, 8, 2, 100, 0, 0},   {0, 8, 8, 60, 0, 0},  {6, 4, 5, 100, 1, 80},
-                           {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9, 80}};
+                           {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9f, 80}};
   for (const Settings& p : rows) {
-    CAPTURES(p.drive, p.blend);
     const double hz = 40, amplitude = 0.5;
     const auto y = enhance(p, sine(144000, hz, kFs, 32768 * amplitude));
     // Brute force: one period through the low-pass's steady response and the shaper, harmonics by summation.
@@ -74,7 +67,7 @@ TEST_CASE(
       if (p.floor_active >= 1) line *= pair(true, h * hz, p.floor);
       if (h == 1) line += pair(true, hz, p.freq) * amplitude * std::complex<double>(0, -1);
       const double expected_dB = to_dB(std::abs(line));
-      CAPTURE(h);
+      CAPTURES(p.drive, p.blend, h);
       if (expected_dB > -90)
         CHECK(std::fabs(to_dB(amplitude_at(y, h * hz, kFs, 96000) / 32768) - expected_dB) < 0.1);
       if (std::abs(line) > strongest) strongest = std::abs(line), strongest_hz = h * hz;
@@ -87,7 +80,7 @@ TEST_CASE(
 }
 
 TEST_CASE("without harmonics a fourth-order high-pass at the split is left") {
-  for (double freq : {60.0, 120.0, 400.0})
+  for (float freq : {60.0f, 120.0f, 400.0f})
     for (double hz : {30.0, 60.0, 120.0, 240.0, 1000.0, 10000.0}) {
       CAPTURES(freq, hz);
       const auto y = enhance({-200, 6, 2, freq, 0, 0}, sine(96000, hz, kFs, 32768));

@@ -7,9 +7,8 @@ TEST_CASE("a section follows its difference equation, and its history outlives a
   const float fir[5] = {0.5f, -0.25f, 0.125f, 0, 0};
   biquad_setCoefficients(f, fir);
   biquad_reset(f);
-  for (float expected : {0.5f, -0.25f, 0.125f, 0.0f}) {
+  for (float expected : {0.5f, -0.25f, 0.125f, 0.0f})
     CHECK(biquad_processAudioSample(f, expected == 0.5f ? 1.0f : 0.0f) == expected);
-  }
 
   const float recursive[5] = {1, 0, 0, -0.5f, 0.25f};  // y[n] = x[n] + y[n-1] / 2 - y[n-2] / 4
   biquad_setCoefficients(f, recursive);
@@ -39,13 +38,12 @@ TEST_CASE("the step rounds where the contract says: fma, add, fma") {
   const auto x = support::noise(500, 32767.0f);
   const float coeffs[5] = {1.0123f, -1.8761f, 0.8931f, -1.8755f, 0.9054f};
   float history[2] = {0, 0};
-  double s1 = 0,
-         s2 = 0;  // the same, with each rounding written out; a product of two floats is exact in double
+  // The same, with each rounding written out; a product of two floats is exact in double.
+  double s1 = 0, s2 = 0;
   for (float v : x) {
-    const float y = std::fma(coeffs[0], v, static_cast<float>(s1));
-    const float difference = std::fma(-coeffs[3], y, static_cast<float>(static_cast<double>(coeffs[1]) * v));
-    s1 = static_cast<float>(s2 + static_cast<double>(difference));
-    s2 = std::fma(-coeffs[4], y, static_cast<float>(static_cast<double>(coeffs[2]) * v));
+    const float y = std::fma(coeffs[0], v, float(s1));
+    s1 = float(s2 + std::fma(-coeffs[3], y, float(double(coeffs[1]) * v)));
+    s2 = std::fma(-coeffs[4], y, float(double(coeffs[2]) * v));
     REQUIRE(support::same_bits(update_biquad_filter(coeffs, history, v), y));
   }
 }

@@ -1,4 +1,5 @@
-#include <limits>
+#include <complex>
+#include <numeric>
 
 #include "support.h"
 
@@ -8,12 +9,9 @@ namespace {
 
 constexpr double kFs = 48000;
 
-Samples excite(std::vector<float> section, Samples x) {
-  ExciterState* s = Exciter_Init(section.data(), 16, 48000, 1, 0);
-  Planar buffers({std::move(x)});
-  Exciter_Process(s, buffers(), buffers(), static_cast<int>(buffers.data[0].size()));
-  Exciter_Destroy(s);
-  return buffers.data[0];
+Samples excite(const Samples& section, Samples x) {
+  using Exciter = Effect<ExciterState, Exciter_Process, Exciter_Destroy>;
+  return Exciter(Exciter_Init(section.data(), 16, 48000, 1, 0)).mono(std::move(x));
 }
 
 // Magnitude of a second-order Butterworth high-pass under the bilinear transform.
@@ -41,21 +39,17 @@ TEST_CASE("the clipper makes odd harmonics, with a bias even ones too, and no of
   };
   const double hz = 1003, corner = 800;  // harmonics that alias fall between the lines that are looked at
   for (const auto& r : rows) {
-    CAPTURES(r.bias, r.amount, r.amplitude);
-    const auto y =
-        excite({r.bias, r.amount, static_cast<float>(corner), 1}, sine(144000, hz, kFs, 32768 * r.amplitude));
-    const double drive = std::pow(10, 2 * static_cast<double>(r.amount));
+    const auto y = excite({r.bias, r.amount, float(corner), 1}, sine(144000, hz, kFs, 32768 * r.amplitude));
+    const double drive = std::pow(10, 2 * r.amount);
     for (int h = 1; h <= 7; ++h) {
+      CAPTURES(r.bias, r.amount, r.amplitude, h);
       double line = 0;  // a cosine in gives cosines out
       for (int i = 0; i < 4800; ++i) {
-        const double phase = 2 * M_PI * i / 4800;
-        const double u =
-            (r.amplitude * high_pass(hz, corner) * std::cos(phase) + static_cast<double>(r.bias)) * drive;
-        line += clip(u) * std::cos(h * phase) / 2400;
+        const double phase = 2 * M_PI * i / 4800, x = r.amplitude * high_pass(hz, corner) * std::cos(phase);
+        line += clip((x + r.bias) * drive) * std::cos(h * phase) / 2400;
       }
       const double expected = std::fabs(line) * high_pass(h * hz, corner) / drive;
       const double got = amplitude_at(y, h * hz, kFs, 96000) / 32768;
-      CAPTURE(h);
       if (expected > 1e-5 * r.amplitude)
         CHECK(std::fabs(to_dB(got / expected)) < 0.1);
       else
@@ -63,8 +57,7 @@ TEST_CASE("the clipper makes odd harmonics, with a bias even ones too, and no of
       if (h % 2 == 0 && r.bias == 0) CHECK(got < 1e-5 * r.amplitude);
       if (h == 2 && r.bias != 0) CHECK(got > 1e-3 * r.amplitude);
     }
-    double mean = 0;
-    for (size_t i = 96000; i < 144000; ++i) mean += static_cast<double>(y[i]) / 48000;
+    const double mean = std::accumulate(y.begin() + 96000, y.end(), 0.0) / 48000;
     CHECK(std::fabs(mean) < 0.01 * 32768 * r.amplitude);
   }
 }
@@ -72,27 +65,21 @@ TEST_CASE("the clipper makes odd harmonics, with a bias even ones too, and no of
 TEST_CASE("a quiet signal is mixed with its high-passed self, one and a half times") {
   for (float mix : {0.25f, 1.0f})
     for (double hz : {100.0, 1000.0, 3000.0, 12000.0}) {
-      CAPTURE(hz);
+      CAPTURES(mix, hz);
+      const std::complex<double> s(0, std::tan(M_PI * hz / kFs) / std::tan(M_PI * 3000 / kFs)),
+          wet = std::pow(s * s / (s * s + std::sqrt(2.0) * s + 1.0), 2);  // two sections in series
       const auto y = excite({0, 0, 3000, mix}, sine(96000, hz, kFs, 10));
-      // Two sections in series: r^4 / (1 + r^4), turned by their phase, of which the sections' product is
-      // (s^2 / (s^2 + sqrt(2) s + 1))^2 at s = j r.
-      const double r = std::tan(M_PI * hz / kFs) / std::tan(M_PI * 3000 / kFs), re = 1 - r * r,
-                   im = std::sqrt(2.0) * r;
-      const double size = std::pow(r, 4) / std::pow(re * re + im * im, 2), m = static_cast<double>(mix);
-      const double real = 1 - m + m * 1.5 * size * (re * re - im * im),
-                   imaginary = -m * 1.5 * size * 2 * re * im;
       CHECK(amplitude_at(y, hz, kFs, 48000) / 10 ==
-            doctest::Approx(std::hypot(real, imaginary)).epsilon(0.002));
+            doctest::Approx(std::abs(1.0 - mix + mix * 1.5 * wet)).epsilon(0.002));
     }
 }
 
 TEST_CASE("a sample that is not a number clips to the ceiling, and the dry signal goes on") {
   auto x = noise(48000, 1000);
-  x[100] = std::numeric_limits<float>::quiet_NaN();
+  x[100] = NAN;
   const auto y = excite({0, 0.5f, 2000, 0.5f}, x);
   CHECK(std::isnan(y[100]));
   for (size_t i = 101; i < x.size(); ++i) REQUIRE(std::isfinite(y[i]));
-  for (size_t i = 40000; i < x.size();
-       ++i)  // the ceiling is a constant, which the second high-pass takes out
-    REQUIRE(std::fabs(y[i] - 0.5f * x[i]) < 0.01f);
+  // The ceiling is a constant, which the second high-pass takes out.
+  for (size_t i = 40000; i < x.size(); ++i) REQUIRE(std::fabs(y[i] - 0.5f * x[i]) < 0.01f);
 }

@@ -1,13 +1,10 @@
 // Records that mean harm: every float of a full record, one at a time, as anything but a setting.
-#include <limits>
-
 #include "full_record.h"
 
 using namespace support;
 
 TEST_CASE("any value in any field is processed, or ends the process in a documented way") {
-  constexpr float kMost = std::numeric_limits<float>::max();
-  const float values[] = {NAN, INFINITY, -INFINITY, 1e-40f, 2147483648.0f, -2147483648.0f, kMost, -3.0f};
+  const float values[] = {NAN, INFINITY, -INFINITY, 1e-40f, 0x1p31f, -0x1p31f, 3.4e38f, -3.0f};
   const char* const ends[] = {"You should choose a filter type!", "Too Many Channel!",
                               "frameLen is greater than steps!"};
   constexpr int kFrames = 64;
@@ -19,22 +16,21 @@ TEST_CASE("any value in any field is processed, or ends the process in a documen
   constexpr size_t kStep = 1;
 #endif
 
-  for (size_t i = 0; i < AUDIOPOST_PARAM_LENGTH; i += kStep) {
+  const auto run = [](const Record& first, const Record& second) {
+    return in_child([&] {
+      const Chain chain = chain_of(first.data(), kFrames);
+      std::vector<int16_t> room(kFrames * 1024);
+      if (chain) AudioPost_Process(chain.get(), room.data(), room.data(), 2, kFrames);
+      Record got{};
+      AudioPost_GetPara(chain.get(), got.data());
+      AudioPost_SetPara(chain.get(), second.data(), kFrames);
+      if (chain) AudioPost_Process(chain.get(), room.data(), room.data(), 2, kFrames);
+    });
+  };
+  for (size_t i = 0; i < AUDIOPOST_PARAM_LENGTH; i += kStep)
     for (float value : values) {
       Record record = base;
       record[i] = value;
-      const auto run = [&](const Record& first, const Record& second) {
-        return in_child([&] {
-          AudioPostState* chain = AudioPost_Init(first.data(), kFrames);
-          std::vector<int16_t> room(kFrames * 1024);
-          if (chain) AudioPost_Process(chain, room.data(), room.data(), 2, kFrames);
-          Record got{};
-          AudioPost_GetPara(chain, got.data());
-          AudioPost_SetPara(chain, second.data(), kFrames);
-          if (chain) AudioPost_Process(chain, room.data(), room.data(), 2, kFrames);
-          AudioPost_Destroy(chain);
-        });
-      };
       // As the record of a new chain, then as the one that retunes it.
       for (const Outcome& outcome : {run(record, base), run(base, record)}) {
         CAPTURES(i, value, outcome.signal);
@@ -44,5 +40,4 @@ TEST_CASE("any value in any field is processed, or ends the process in a documen
         REQUIRE(documented);
       }
     }
-  }
 }

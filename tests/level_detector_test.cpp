@@ -1,4 +1,5 @@
 #include <climits>
+#include <regex>
 
 #include "support.h"
 
@@ -19,9 +20,9 @@ struct Meter {
   }
   int level(int band) const { return result().level[band]; }
   // Feeds whole blocks of the PCM (mono), round and round.
-  void run(const Pcm& pcm, int blocks) {
+  void run(const Pcm& pcm, int blocks) const {
     for (int b = 0; b < blocks; ++b)
-      LevelDetector_Process(state.get(), &pcm[static_cast<size_t>(b * kBlock) % pcm.size()], kBlock);
+      LevelDetector_Process(state.get(), &pcm[size_t(b * kBlock) % pcm.size()], kBlock);
   }
   Handle<LevelDetectorState, LevelDetector_Destroy> state;
 };
@@ -29,7 +30,7 @@ struct Meter {
 // A second of tone, which the table of tests repeats without a seam.
 Pcm tone(double hz, double amplitude) {
   Pcm pcm;
-  for (float v : sine(48000, hz, 48000, amplitude)) pcm.push_back(static_cast<int16_t>(std::lround(v)));
+  for (float v : sine(48000, hz, 48000, amplitude)) pcm.push_back(int16_t(std::lround(v)));
   return pcm;
 }
 
@@ -82,19 +83,17 @@ TEST_CASE("levels rise and fall with their times, block by block") {
 }
 
 TEST_CASE("a level is held for the hold time and falls with the first block that uses it up") {
-  const struct {
-    float hold_ms;
-    int blocks;  // of 10 ms that stay
-  } rows[] = {{0, 0}, {9, 0}, {10, 0}, {11, 1}, {100, 9}, {101, 10}, {-50, 0}};
-  for (const auto& r : rows) {
-    CAPTURE(r.hold_ms);
-    Meter meter;
-    LevelDetector_SetPara(meter.state.get(), nullptr, 2000, r.hold_ms, 1);
+  const std::pair<float, int> rows[] = {{0, 0},   {9, 0},    {10, 0}, {11, 1},
+                                        {100, 9}, {101, 10}, {-50, 0}};  // hold, blocks of 10 ms that stay
+  for (const auto& [hold_ms, blocks] : rows) {
+    CAPTURE(hold_ms);
+    const Meter meter;
+    LevelDetector_SetPara(meter.state.get(), nullptr, 2000, hold_ms, 1);
     meter.run(tone(4000, 30000), 20);  // rising all the while: only a rise charges the counter
     const int before = meter.level(7);
     int held = 0;
     while (meter.run(kSilence, 1), meter.level(7) == before) ++held;
-    CHECK(held == r.blocks);
+    CHECK(held == blocks);
   }
 }
 
@@ -131,15 +130,15 @@ TEST_CASE("only the first of the interleaved channels is measured") {
 }
 
 TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
-  Meter meter;
+  const Meter meter;
+  const float fc[10] = {100.9f, 201.8f, 302.7f, 403.6f, 504.5f, 605.4f, -3.9f, 1e20f, NAN, 40000};
+  const int expected[10] = {100, 201, 302, 403, 504, 605, -3, -1, 0, -25536};  // 2^31 - 1 keeps 16 ones
   float bands[20];
-  for (int b = 0; b < 10; ++b) bands[2 * b] = 100.9f * static_cast<float>(b + 1), bands[2 * b + 1] = 0.5f;
-  bands[18] = 40000.0f, bands[16] = NAN, bands[14] = 1e20f, bands[12] = -3.9f;
+  for (int b = 0; b < 10; ++b) bands[2 * b] = fc[b], bands[2 * b + 1] = 0.5f;
   CHECK(LevelDetector_SetPara(meter.state.get(), bands, 50, 0, 50) == kBlock);
   meter.run(tone(403, 20000), 200);
   const LevelDetectorResult r = meter.result();
-  const int expected[10] = {100, 201, 302, 403, 504, 605, -3, -1, 0, -25536};  // 2^31 - 1 keeps 16 ones
-  for (int b = 0; b < 10; ++b) CHECK(r.freq[b] == expected[b]);
+  CHECK(std::equal(expected, expected + 10, r.freq));
   CHECK(std::fabs(r.level[3] - tone_level(20000)) <= 1);
   CHECK(r.level[1] < r.level[3] - 6);
   for (float t : {0.0f, -1.0f, 1e30f, INFINITY, NAN}) {
@@ -158,19 +157,16 @@ TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
 
 TEST_CASE("the meter announces itself with the build's date and reports its times") {
   const auto log = in_child([] {
-    LevelDetectorState* meter = LevelDetector_Init(16, 48000, 2, kBlock);
-    LevelDetector_SetPara(meter, nullptr, 12.5f, 100, 250);
-  });
-  CHECK(logged(log.err, "LevelDetector_SetPara",
+                     LevelDetectorState* meter = LevelDetector_Init(16, 48000, 2, kBlock);
+                     LevelDetector_SetPara(meter, nullptr, 12.5f, 100, 250);
+                     AudioPost_Init(nullptr, 1);
+                   }).err;
+  CHECK(logged(log, "LevelDetector_SetPara",
                "rmstc is 12.500000, hold_time is 100.000000, decay_time 250.000000\n"));
-  // The chain's banner names the same build: "May 10 2024, 10:23:41" there, "[2024-May-10:10:23:41]" here.
-  const std::string chain = in_child([] { AudioPost_Init(nullptr, 1); }).err;
-  char month[4], time[9];
-  int day = 0, year = 0;
-  const size_t at = chain.find("RELEASE DATE ");
-  REQUIRE(at != std::string::npos);
-  REQUIRE(std::sscanf(chain.c_str() + at, "RELEASE DATE %3s %d %d, %8s", month, &day, &year, time) == 4);
-  CHECK(logged(log.err, "LevelDetector_Init",
-               "ZELK_LevelDetector-VERSION_1.0.0:[" + std::to_string(year) + "-" + month + "-" +
-                   std::to_string(day) + ":" + time + "]\n\n"));
+  // The chain's banner names the same build: "May  1 2024, 10:23:41" there, "[2024-May-1:10:23:41]" here.
+  std::smatch chain;
+  REQUIRE(std::regex_search(log, chain, std::regex("RELEASE DATE (...) +(\\d+) (\\d+), (\\S+)")));
+  CHECK(logged(log, "LevelDetector_Init",
+               "ZELK_LevelDetector-VERSION_1.0.0:[" + chain[3].str() + "-" + chain[1].str() + "-" +
+                   chain[2].str() + ":" + chain[4].str() + "]\n\n"));
 }

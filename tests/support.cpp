@@ -34,7 +34,7 @@ Samples noise(int n, float amplitude, uint32_t seed) {
 std::vector<int16_t> noise_pcm(int n, uint32_t seed) {
   uint32_t state = seeded(seed);
   std::vector<int16_t> x(static_cast<size_t>(n));
-  for (int16_t& v : x) v = static_cast<int16_t>(next_random(state) >> 16);
+  for (int16_t& v : x) v = int16_t(next_random(state) >> 16);
   return x;
 }
 
@@ -95,27 +95,27 @@ Outcome in_child(const std::function<void()>& work) {
           take(err)};
 }
 
-int count_logged(const std::string& log, const std::string& function, const std::string& text) {
+std::vector<std::string> texts_logged_by(const std::string& log, const std::string& function) {
   const std::string head = "LOG (" + function + "(): ,";
-  int count = 0;
-  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at + 1)) {
-    const size_t digits = at + head.size();
-    const size_t end = log.find_first_not_of("0123456789", digits);
-    if (end != std::string::npos && end > digits && log.compare(end, 3 + text.size(), "), " + text) == 0)
-      ++count;
+  std::vector<std::string> texts;
+  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at)) {
+    const size_t digits = at + head.size(), end = log.find_first_not_of("0123456789", digits);
+    at = std::min(log.find("LOG (", digits), log.size());
+    if (end > digits && log.compare(end, 3, "), ") == 0) texts.push_back(log.substr(end + 3, at - end - 3));
   }
-  return count;
+  return texts;
 }
 
 std::string logged_by(const std::string& log, const std::string& function) {
-  const std::string head = "LOG (" + function + "(): ,";
-  std::string texts;
-  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at)) {
-    const size_t text = log.find("), ", at + head.size()) + 3;
-    at = std::min(log.find("LOG (", text), log.size());
-    texts += log.substr(text, at - text);
-  }
-  return texts;
+  std::string all;
+  for (const std::string& text : texts_logged_by(log, function)) all += text;
+  return all;
+}
+
+int count_logged(const std::string& log, const std::string& function, const std::string& text) {
+  int count = 0;
+  for (const std::string& logged : texts_logged_by(log, function)) count += logged.rfind(text, 0) == 0;
+  return count;
 }
 
 bool logged(const std::string& log, const std::string& function, const std::string& text) {

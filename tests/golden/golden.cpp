@@ -1,24 +1,20 @@
 // golden TUNING [EXPECTED]: prints a digest of what each effect and the whole chain make of a sound, or compares the
 // digests, made with every kernel that runs here, with those of a file: the same on every processor, in every build.
-#include <algorithm>
-#include <array>
+#include <cstdio>
 #include <fstream>
-#include <iomanip>
 #include <iostream>
 #include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "filters/kernels/kernels.h"
-#include "zelkaudio_effect_eqdrc.h"
+#include "support.h"
 
 namespace {
 
-using Record = std::array<float, AUDIOPOST_PARAM_LENGTH>;
+using support::Record;
 
 constexpr int kFrames = 28800, kSampleRate = 48000;
-constexpr int kFirstFlag = 10, kFlags = 8, kFirstGain = 20, kGainStride = 5;
+constexpr int kFirstFlag = 10, kFlags = 8;
 const char* const kEffects[kFlags] = {"AutoGain", "BassEnhancer", "Exciter", "DeEsser",
                                       "EQ10",     "MultiBandDRC", "Agc",     "Maximizer"};
 const struct { int channels, link; } kLayouts[] = {{1, 0}, {2, 0}, {2, 1}};
@@ -35,9 +31,9 @@ class Digest {
     for (size_t i = 0; i < bytes; ++i) value_ = (value_ ^ byte[i]) * 0x100000001b3u;
   }
   std::string text() const {
-    std::ostringstream out;
-    out << std::hex << std::setw(16) << std::setfill('0') << value_;
-    return out.str();
+    char text[18];
+    std::snprintf(text, sizeof text, " %016llx", static_cast<unsigned long long>(value_));
+    return text;
   }
 
  private:
@@ -63,7 +59,7 @@ std::vector<int16_t> make_sound(int channels) {
       const int scenes[] = {chord * 3 / 4,     0,
                             noise / 100,       noise,
                             chord / 4800 * at, at % 900 < 300 ? noise / 3 + triangle(high) / 2 : chord / 50};
-      pcm.push_back(static_cast<int16_t>(ch ? scenes[scene] / 2 : scenes[scene]));
+      pcm.push_back(int16_t(ch ? scenes[scene] / 2 : scenes[scene]));
     }
     low += 6000000u, middle += 75000000u, high += 610000000u;  // 67 Hz, 838 Hz, 6.8 kHz
   }
@@ -85,16 +81,11 @@ bool read_tuning(const char* path, Record& record) {
 }
 
 std::string chain_digest(const Record& record, int block) {
-  const int channels = static_cast<int>(record[3]);
-  std::vector<int16_t> pcm = make_sound(channels);
-  AudioPostState* const chain = AudioPost_Init(record.data(), block);
-  const size_t step = static_cast<size_t>(block * channels);
+  const int channels = int(record[3]);
+  const auto chain = support::chain_of(record.data(), block);
+  const auto pcm = support::through_chain(chain.get(), make_sound(channels), channels, block);
   Digest digest;
-  for (size_t at = 0; at + step <= pcm.size(); at += step) {
-    AudioPost_Process(chain, &pcm[at], &pcm[at], channels, block);
-    digest.add(&pcm[at], step * sizeof pcm[0]);
-  }
-  AudioPost_Destroy(chain);
+  digest.add(pcm.data(), pcm.size() * sizeof pcm[0]);
   return digest.text();
 }
 
@@ -126,23 +117,19 @@ std::string level_digest(int bit_rate) {
   return digest.text();
 }
 
-using Lines = std::map<std::string, std::vector<std::string>>;  // digests of a group of cases
+using Lines = std::map<std::string, std::string>;  // digests of a group of cases
 
 // One line per block length: for each format, each layout's digest.
 void add_chain_cases(Lines& lines, const char* name, const Record& tuning, int first_flag, int last_flag) {
   for (int block : {64, 480, 1024})
     for (const auto& format : kFormats)
       for (const auto& layout : kLayouts) {
-        Record record = tuning;
-        record[0] = kSampleRate;
-        record[1] = static_cast<float>(format.bit_rate);
-        record[2] = static_cast<float>(layout.link);
-        record[3] = static_cast<float>(layout.channels);
-        record[4] = 2.0f;
-        for (int flag = first_flag; flag <= last_flag; ++flag)
-          record[static_cast<size_t>(kFirstFlag + flag)] = 1;
-        for (size_t ch = 0; ch < 2; ++ch) record[kFirstGain + kGainStride * ch] += format.gain_dB;
-        lines[name + (" " + std::to_string(block))].push_back(chain_digest(record, block));
+        Record record = support::plain_record(layout.channels, format.bit_rate, kSampleRate);
+        record[2] = float(layout.link);
+        for (int flag = first_flag; flag <= last_flag; ++flag) record[size_t(kFirstFlag + flag)] = 1;
+        std::copy(tuning.begin() + 20, tuning.end(), record.begin() + 20);
+        for (size_t gain : {20u, 25u}) record[gain] += format.gain_dB;
+        lines[name + (" " + std::to_string(block))] += chain_digest(record, block);
       }
 }
 
@@ -152,31 +139,24 @@ Lines all_cases(const Record& tuning) {
   for (int flag = 0; flag < kFlags; ++flag) add_chain_cases(lines, kEffects[flag], tuning, flag, flag);
   add_chain_cases(lines, "chain", tuning, 0, kFlags - 1);
   for (int type = Parametric; type <= ButterworthHP; ++type)
-    lines["filter_calculateCoeffs"].push_back(design_digest(type));
-  for (const auto& format : kFormats) lines["LevelDetector"].push_back(level_digest(format.bit_rate));
+    lines["filter_calculateCoeffs"] += design_digest(type);
+  for (const auto& format : kFormats) lines["LevelDetector"] += level_digest(format.bit_rate);
   return lines;
 }
 
-int print_differences(const Lines& got, const char* path) {
+// Prints the lines that differ, and returns whether there are any.
+bool differ(Lines got, const char* path) {
   std::ifstream file(path);
   Lines expected;
-  for (std::string label; std::getline(file, label, ':');) {
-    std::string digests, digest;
-    std::getline(file, digests);
-    for (std::istringstream words(digests); words >> digest;) expected[label].push_back(digest);
-  }
-  size_t count = 0, differences = expected.size() != got.size();
-  for (const auto& [label, digests] : got) {
-    differences += expected[label].size() != digests.size();
-    expected[label].resize(digests.size());
-    for (size_t i = 0; i < digests.size(); ++i, ++count) {
-      if (expected[label][i] == digests[i]) continue;
-      std::cout << label << " case " << i << ": " << digests[i] << ", not " << expected[label][i] << "\n";
-      ++differences;
-    }
-  }
-  std::cout << filters::kernels().name << ": " << count << " digests, " << differences << " differ\n";
-  return differences != 0;
+  for (std::string label; std::getline(file, label, ':');) std::getline(file, expected[label]);
+  const size_t count = got.size();
+  for (const auto& line : expected) got[line.first];
+  for (const auto& [label, digests] : got)
+    if (digests != expected[label])
+      std::cout << label << ":" << digests << ", not" << expected[label] << "\n";
+  std::cout << filters::kernels().name << ": " << count << " lines of digests, "
+            << (got == expected ? "as expected\n" : "not as expected\n");
+  return got != expected;
 }
 
 }  // namespace
@@ -187,19 +167,13 @@ int main(int argc, char** argv) {
     std::cerr << "usage: golden TUNING [EXPECTED]\n";
     return 1;
   }
-  if (argc == 2) {
-    for (const auto& [label, digests] : all_cases(tuning)) {
-      std::cout << label << ":";
-      for (const std::string& digest : digests) std::cout << " " << digest;
-      std::cout << "\n";
-    }
-    return 0;
-  }
-  int status = 0;
-  for (int row = 0; row < filters::kKernelCount; ++row) {
+  if (argc == 2)
+    for (const auto& [label, digests] : all_cases(tuning)) std::cout << label << ":" << digests << "\n";
+  bool differs = false;
+  for (int row = 0; argc == 3 && row < filters::kKernelCount; ++row) {
     if (!filters::kKernelTable[row].runs_here()) continue;
     filters::use_kernels(filters::kKernelTable[row]);
-    status |= print_differences(all_cases(tuning), argv[2]);
+    differs |= differ(all_cases(tuning), argv[2]);
   }
-  return status;
+  return differs;
 }

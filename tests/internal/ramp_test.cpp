@@ -13,15 +13,11 @@ TEST_CASE("a ramp that reaches a power of two has the bits of one that was added
         for (float step : {-1.3f, -1.5f, -0.5f, -0.3f, 0.5f, 1.3f})  // per sample, in the same
           for (int n : {3, 6, 12, 24, 63, 480}) {
             const float unit = power * 0x1p-23f;
-            float gain = power + static_cast<float>(above) * unit;
-            std::vector<float> expected(static_cast<size_t>(n)), got(expected);
+            float gain = power + float(above) * unit;
+            std::vector<float> expected(size_t(n)), got(expected);
             const float end = kernels.ramp(gain, step * unit, got.data(), n);
             for (float& g : expected) g = gain += step * unit;
-            CAPTURE(row);
-            CAPTURE(power);
-            CAPTURE(above);
-            CAPTURE(step);
-            CAPTURE(n);
+            CAPTURES(row, power, above, step, n);
             REQUIRE(support::same_bits(expected, got));
             REQUIRE(support::same_bits(end, gain));
           }
