@@ -88,8 +88,7 @@ std::vector<float> some_record(Input& in) {
 Calls new_chain(Input& in) {
   const auto record = some_record(in);
   const int frames = some_frames(in);
-  // A host's buffers hold its own channel count, whatever a later record says.
-  const int channels = int(std::clamp(record[3] == record[3] ? record[3] : 0.0f, 0.0f, 1024.0f));
+  const int channels = fuzz::channels_of(record);
   const std::shared_ptr<AudioPostState> s(AudioPost_Init(record.data(), frames), AudioPost_Destroy);
   if (!s) return {};
   AudioPostState* const chain = s.get();

@@ -30,12 +30,11 @@ int main(int argc, char** argv) {
         const auto first = support::full_record(channels, bit_rate, off % 2 ? 48000 : 8000);
         auto second = first;
         if (off > 9) second[off] = 0;
-        write(folder / "kernels" /
-                  (std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off)),
-              std::string("\0\x40", 2) + bytes(second.data(), 2000) + audio);
-        write(folder / "chain" /
-                  (std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off)),
-              std::string("\0\x40", 2) + bytes(first.data(), 2000) + bytes(second.data(), 2000) + audio);
+        const std::string name =
+            std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off);
+        const std::string head("\0\x40", 2), record = bytes(second.data(), 2000);
+        write(folder / "kernels" / name, head + record + audio);
+        write(folder / "chain" / name, head + bytes(first.data(), 2000) + record + audio);
       }
   // A program of calls can be any bytes.
   for (uint32_t seed = 1; seed <= 16; ++seed) {

@@ -79,16 +79,6 @@ TEST_CASE(
   }
 }
 
-TEST_CASE("without harmonics a fourth-order high-pass at the split is left") {
-  for (float freq : {60.0f, 120.0f, 400.0f})
-    for (double hz : {30.0, 60.0, 120.0, 240.0, 1000.0, 10000.0}) {
-      CAPTURES(freq, hz);
-      const auto y = enhance({-200, 6, 2, freq, 0, 0}, sine(96000, hz, kFs, 32768));
-      const double expected_dB = to_dB(std::abs(pair(true, hz, freq)));
-      CHECK(std::fabs(to_dB(amplitude_at(y, hz, kFs, 48000) / 32768) - expected_dB) < 0.03);
-    }
-}
-
 TEST_CASE("the shaper's offset and a constant input decay to nothing") {
   for (float level : {0.0f, 16384.0f, -32768.0f}) {
     CAPTURE(level);

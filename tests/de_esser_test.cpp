@@ -66,8 +66,7 @@ TEST_CASE("the detector hears an octave around f0") {
     Run run(4000, float(to_dB(8000 / std::sqrt(2.0) / 32768) - r.threshold_below_tone_dB));
     // At the end of a long attack only the notched signal is left.
     const double s = r.hz / 4000 - 4000 / r.hz, notch = std::fabs(s) / std::hypot(s, 1.0);
-    CHECK(run.after(60, 8000, r.hz) ==
-          doctest::Approx(r.acts ? notch : 1).epsilon(r.acts ? 0.03 : 1e-4));
+    CHECK(run.after(60, 8000, r.hz) == doctest::Approx(r.acts ? notch : 1).epsilon(r.acts ? 0.03 : 1e-4));
   }
 }
 

@@ -166,6 +166,28 @@ TEST_CASE("a retuned tone effect is a new one, however its memory, buffers and b
     }
 }
 
+TEST_CASE("corners out of order are told for each channel, in the name of the function that reads them") {
+  Record record = full_record();
+  record[216] = -50, record[405] = -40;  // channel 0: a noise_threshold over expand_end
+  for (int m : {kDrc, kMaximizer})
+    for (int link : {0, 1}) {
+      CAPTURES(kModule[m].name, link);
+      const auto log = in_child([&] {
+                         const float* const section = &record[size_t(kModule[m].section)];
+                         void* const s = kModule[m].init(section, {16, 48000, 2, 480, link});
+                         kModule[m].set_para(s, section);
+                         if (m == kDrc)
+                           MultiBandDRC_DRC_AdjustPara(static_cast<MultiBandDRCState*>(s), 0, 3, 0, 0, -24,
+                                                       -50, -60, 6, -20, 1, 1, 1);
+                       }).err;
+      const std::string wrong =
+          std::string("wrong param for ") + (m == kDrc ? "MultiDRC" : "agc") + ", please check again\n\n";
+      for (const std::string function : {"_Init", "_SetPara", "_DRC_AdjustPara"})
+        if (m == kDrc || function != "_DRC_AdjustPara")
+          CHECK(logged_by(log, kModule[m].name + function) == (link ? wrong + wrong : wrong));
+    }
+}
+
 TEST_CASE("an effect refuses a wrong bit rate, ends at a third channel and has nothing to do without any") {
   Samples section(400);
   section[3] = section[4] = 400;  // the meter's window and step, longer than a block

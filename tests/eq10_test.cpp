@@ -124,11 +124,10 @@ TEST_CASE("a retune leaves each slot its history, whichever band owns it now") {
 
 TEST_CASE("GetData returns the latest block before and after, and the tail of longer ones before it") {
   const Equalizer eq = create(section_of(2, {{0, 0, 1}, {1, 3, 1}}), 2);
-  const std::vector<Samples> untouched(2, Samples(kFrames + 1, -7.0f));
   std::vector<Samples> before(2, Samples(kFrames)), after = before;
-  for (Samples* last : {&before[0], &before[1], &after[0], &after[1]}) last->push_back(-7.0f);
   for (int n : {20, kFrames, 5, 2 * kFrames, 0}) {  // longer than a frame: filtered whole, kept in part
-    Planar in(stereo_noise(n)), out(in.data), got_in(untouched), got_out(untouched);
+    Planar in(stereo_noise(n)), out(in.data), got_in({Samples(kFrames), Samples(kFrames)}),
+        got_out(got_in.data);
     EQ10_Process(eq, in(), out(), n);
     CHECK(EQ10_GetData(eq, got_in(), got_out()) == 2);
     for (size_t ch = 0; ch < 2; ++ch) {

@@ -175,16 +175,3 @@ TEST_CASE("broken settings keep every look-up inside its table") {
   const Limiter l(section(20, 0, 1));  // no knee: every level is asked to come out at 0 dB
   CHECK(l.settled(at_dB(-20)) == doctest::Approx(0.998 * std::pow(10, -1 - 10 / 20.0)).epsilon(0.05));
 }
-
-TEST_CASE("wrong AGC corners are told for each channel") {
-  const auto log = in_child([] {
-    Section s = section(-3, -1, 1);
-    s[5] = -39, s[27] = -5;  // noise_threshold over expand_end; max_peak under compress_start + max_gain
-    const Limiter l(s, 2);
-    s[5] = -45;
-    Maximizer_SetPara(l, s.data());
-  });
-  const std::string wrong = "wrong param for agc, please check again\n\n";
-  CHECK(logged_by(log.err, "Maximizer_Init") == wrong + wrong);
-  CHECK(logged_by(log.err, "Maximizer_SetPara") == wrong);
-}

@@ -249,17 +249,3 @@ TEST_CASE("a handle without a section is silent until it gets one") {
   }
   CHECK(same_bits(drc.run({x, x})[1], drc_of(s).mono(x)));
 }
-
-TEST_CASE("the compressor tells of wrong corners") {
-  const auto log = in_child([] {
-    Section s = section(3);
-    at(s, kLow + 6) = -49, at(s, kHigh + 5) = -23, at(s, kMid1 + 8) = -20, at(s, kMid2 + 8) = -20;
-    const Drc drc = drc_of(s, 2, 1);  // three bands wrong, the fourth is not there; the same in both channels
-    MultiBandDRC_SetPara(drc, section(3).data());
-    MultiBandDRC_DRC_AdjustPara(drc, 0, 3, 0, 0, -24, -50, -60, 6, -20, 1, 1, 1);
-  });
-  const std::string wrong = "wrong param for MultiDRC, please check again\n\n";
-  CHECK(logged_by(log.err, "MultiBandDRC_Init") == wrong + wrong + wrong + wrong + wrong + wrong);
-  CHECK(logged_by(log.err, "MultiBandDRC_SetPara").empty());
-  CHECK(logged_by(log.err, "MultiBandDRC_DRC_AdjustPara") == "i_band out of bound\n" + wrong + wrong);
-}

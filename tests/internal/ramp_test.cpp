@@ -14,7 +14,7 @@ TEST_CASE("a ramp that reaches a power of two has the bits of one that was added
           for (int n : {3, 6, 12, 24, 63, 480}) {
             const float unit = power * 0x1p-23f;
             float gain = power + float(above) * unit;
-            std::vector<float> expected(size_t(n)), got(expected);
+            std::vector<float> expected(static_cast<size_t>(n)), got(expected);
             const float end = kernels.ramp(gain, step * unit, got.data(), n);
             for (float& g : expected) g = gain += step * unit;
             CAPTURES(row, power, above, step, n);
