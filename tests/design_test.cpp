@@ -16,10 +16,7 @@ Coeffs design(int type, float sample_rate, float fc, float q, float gain_dB) {
   return c;
 }
 
-Complex numerator(const Coeffs& c, Complex z1) {
-  return double(c[0]) + double(c[1]) * z1 + double(c[2]) * z1 * z1;
-}
-Complex denominator(const Coeffs& c, Complex z1) { return 1.0 + double(c[3]) * z1 + double(c[4]) * z1 * z1; }
+Complex polynomial(double c0, double c1, double c2, Complex z1) { return c0 + (c1 + c2 * z1) * z1; }
 
 // The analog prototype of each type at s = j tan(w/2) / tan(w0/2), which is where the bilinear transform puts the
 // digital frequency w when it maps the corner w0 to s = j.
@@ -65,12 +62,12 @@ TEST_CASE("every type has its analog prototype's response, and is stable, over a
             for (double w : {0.1 * w0, 0.5 * w0, w0, (w0 + M_PI) / 2, 2 * w0, 0.99 * M_PI}) {
               if (w >= M_PI) continue;
               const Complex z1 = std::polar(1.0, -w), expected = prototype(type, w, w0, q, gain_dB);
-              const Complex n = numerator(c, z1), d = denominator(c, z1);
+              const Complex n = polynomial(c[0], c[1], c[2], z1), d = polynomial(1, c[3], c[4], z1);
               // Only rounding may part N from H D, and a low corner magnifies it in N / D. The low- and high-pass
               // form 1 - cos(w0) and 1 + cos(w0), which round at the scale of 1 however small they come out.
-              double scale = type == GeneralLP || type == GeneralHP ? std::pow(10, gain_dB / 20) : 0;
-              for (size_t i = 0; i < 3; ++i) scale += std::fabs(c[i]);
-              scale += std::abs(expected) * (1 + std::fabs(c[3]) + std::fabs(c[4]));
+              const double scale = (type == GeneralLP || type == GeneralHP ? std::pow(10, gain_dB / 20) : 0) +
+                                   std::fabs(c[0]) + std::fabs(c[1]) + std::fabs(c[2]) +
+                                   std::abs(expected) * (1 + std::fabs(c[3]) + std::fabs(c[4]));
               worst = std::max(worst, std::abs(n - expected * d) / scale);
               worst_dB = std::max(worst_dB, std::fabs(to_dB(std::abs(n / d) / std::abs(expected))));
             }

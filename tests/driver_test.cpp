@@ -1,10 +1,10 @@
 // The library's `main`, in a directory of its own: it is called where a loader finds it, in a child process.
 #include <dlfcn.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -18,25 +18,17 @@ namespace {
 using Pcm = std::vector<int16_t>;
 constexpr int kBlock = 1024;
 
-class Directory {
- public:
-  Directory() { REQUIRE(mkdtemp(path_)); }
-  ~Directory() {
-    for (const char* name : {"raw.pcm", "process.pcm", "0522_48000HZ.bin"}) std::remove(file(name).c_str());
-    rmdir(path_);
+std::string bytes(const void* data, size_t size) { return {static_cast<const char*>(data), size}; }
+
+struct Directory {
+  Directory() { std::filesystem::create_directory(path); }
+  ~Directory() { std::filesystem::remove_all(path); }
+  void write(const char* name, const std::string& content) const {
+    std::ofstream(path / name, std::ios::binary) << content;
   }
-  std::string file(const std::string& name) const { return std::string(path_) + "/" + name; }
-  template <class T>
-  void write(const std::string& name, const T& items, size_t bytes) const {
-    const auto* data = reinterpret_cast<const char*>(items.data());
-    std::ofstream(file(name), std::ios::binary).write(data, std::streamsize(bytes));
-  }
-  Pcm output() const {
-    std::ifstream stream(file("process.pcm"), std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    Pcm pcm((bytes.size() + 1) / 2);
-    bytes.copy(reinterpret_cast<char*>(pcm.data()), bytes.size());
-    return pcm;
+  std::string read(const char* name) const {
+    std::ifstream stream(path / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
   }
   // Runs the driver here; afterwards the child prints the arguments that it was to leave behind.
   Outcome run() const {
@@ -45,13 +37,12 @@ class Directory {
       const auto driver = reinterpret_cast<Main>(dlsym(dlopen(LIBRARY_FILE, RTLD_NOW), "main"));
       char name[] = "process_file";
       char* argv[4] = {name, nullptr, nullptr, nullptr};
-      if (!driver || chdir(path_) != 0 || driver(1, argv) != 0) std::exit(9);
+      if (!driver || chdir(path.c_str()) != 0 || driver(1, argv) != 0) std::exit(9);
       std::printf("%s %s %s\n", argv[1], argv[2], argv[3]);
     });
   }
-
- private:
-  char path_[40] = "/tmp/process_file_test_XXXXXX";
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("process_file_test_" + std::to_string(getpid()));
 };
 
 int count(const std::string& text, const std::string& part) {
@@ -99,10 +90,11 @@ TEST_CASE("the driver sends whole blocks of its input through the chain, and say
     halving[20] = halving[25] = -6.0f;
     std::vector<float> tuning(halving.begin(), halving.end());
     tuning.resize(501), tuning[r.index] = r.value;
-    if (fault != "no input") directory.write("raw.pcm", input, input.size() * 2);
-    if (fault != "no tuning") directory.write("0522_48000HZ.bin", tuning, r.tuning_bytes);
-    if (fault == "output cannot be opened") mkdir(directory.file("process.pcm").c_str(), 0700);
-    if (fault == "output is full") REQUIRE(symlink("/dev/full", directory.file("process.pcm").c_str()) == 0);
+    if (fault != "no input") directory.write("raw.pcm", bytes(input.data(), input.size() * 2));
+    if (fault != "no tuning") directory.write("0522_48000HZ.bin", bytes(tuning.data(), r.tuning_bytes));
+    const auto output = directory.path / "process.pcm";
+    if (fault == "output cannot be opened") std::filesystem::create_directory(output);
+    if (fault == "output is full") std::filesystem::create_symlink("/dev/full", output);
 
     const auto child = directory.run();
     CHECK(child.status == (r.result == kError ? 255 : 0));
@@ -111,8 +103,9 @@ TEST_CASE("the driver sends whole blocks of its input through the chain, and say
     CHECK(count(child.err, "open file fail") == (fault == "no input" || fault == "output cannot be opened"));
     if (r.result == kUnread) continue;
     const Chain chain = chain_of(halving.data(), kBlock);
-    CHECK(directory.output() == (r.result == kChain  ? through_chain(chain.get(), input, 2, kBlock)
-                                 : r.result == kCopy ? input
-                                                     : Pcm{}));
+    const Pcm expected = r.result == kChain  ? through_chain(chain.get(), input, 2, kBlock)
+                         : r.result == kCopy ? input
+                                             : Pcm{};
+    CHECK(directory.read("process.pcm") == bytes(expected.data(), expected.size() * 2));
   }
 }

@@ -132,38 +132,29 @@ TEST_CASE("a retuned tone effect is a new one, however its memory, buffers and b
        {0, 0.25f, 2000, 1, 0, 0.125f, 0, 4000, 0.75f, 0},
        {NAN, 1e9f, 1000, 0.5f, 0, 0, -1e9f, NAN, INFINITY, 0}},
       {kDeEsser, {5000, -60, 0, 0, 0, 8000, -20, 0, 0, 0}, {NAN, -30, 0, 0, 0, 24000, -INFINITY, 0, 0, 0}}};
-  for (const auto& r : rows)
-    for (int link : {0, 1}) {
-      const Module& m = kModule[r.module];
-      CAPTURES(m.name, link);
-      const Samples valid(&record[size_t(m.section)], &record[size_t(m.section + 2 * m.stride)]);
-      const auto created_with = [&](const Samples& section) {
-        return m.init(section.data(), {16, 48000, 2, 480, link});
-      };
-      void* const fresh = created_with(valid);
-      const auto expected = run(m, fresh);
-      CHECK(std::isfinite(rms(expected[0]) + rms(expected[1])));
-      m.destroy(fresh);
-      const std::pair<const Samples&, int> others[] = {{valid, 480}, {r.other, 1}, {r.broken, 77}};
-      for (const auto& [before, piece] : others) {
-        void* const s = created_with(before);
-        run(m, s);
-        m.set_para(s, valid.data());
-        // The de-esser's gain takes one step a call.
-        const auto got = run(m, s, r.module == kDeEsser ? 480 : piece, false);
-        CHECK(same_bits(got[0], expected[0]));
-        CHECK(same_bits(got[1], expected[1]));
-        m.destroy(s);
-      }
-      // Linked, channel 1's record has no say; not linked, it has.
-      Samples changed = valid;
-      std::copy_n(r.other.begin() + m.stride, m.stride, changed.begin() + m.stride);
-      void* const s = created_with(changed);
-      const auto got = run(m, s);
+  for (const auto& r : rows) {
+    const Module& m = kModule[r.module];
+    CAPTURE(m.name);
+    const Samples valid(&record[size_t(m.section)], &record[size_t(m.section + 2 * m.stride)]);
+    const auto created_with = [&](const Samples& section) {
+      return m.init(section.data(), {16, 48000, 2, 480, 0});
+    };
+    void* const fresh = created_with(valid);
+    const auto expected = run(m, fresh);
+    CHECK(std::isfinite(rms(expected[0]) + rms(expected[1])));
+    m.destroy(fresh);
+    const std::pair<const Samples&, int> others[] = {{valid, 480}, {r.other, 1}, {r.broken, 77}};
+    for (const auto& [before, piece] : others) {
+      void* const s = created_with(before);
+      run(m, s);
+      m.set_para(s, valid.data());
+      // The de-esser's gain takes one step a call.
+      const auto got = run(m, s, r.module == kDeEsser ? 480 : piece, false);
       CHECK(same_bits(got[0], expected[0]));
-      CHECK(same_bits(got[1], expected[1]) == (link == 1));
+      CHECK(same_bits(got[1], expected[1]));
       m.destroy(s);
     }
+  }
 }
 
 TEST_CASE("corners out of order are told for each channel, in the name of the function that reads them") {

@@ -40,13 +40,13 @@ std::vector<int16_t> noise_pcm(int n, uint32_t seed) {
 
 double rms(const Samples& x, size_t from) {
   double sum = 0;
-  for (size_t i = from; i < x.size(); ++i) sum += static_cast<double>(x[i]) * static_cast<double>(x[i]);
-  return std::sqrt(sum / static_cast<double>(x.size() - from));
+  for (size_t i = from; i < x.size(); ++i) sum += double(x[i]) * double(x[i]);
+  return std::sqrt(sum / double(x.size() - from));
 }
 
 double peak(const Samples& x, size_t from) {
   double most = 0;
-  for (size_t i = from; i < x.size(); ++i) most = std::max(most, std::fabs(static_cast<double>(x[i])));
+  for (size_t i = from; i < x.size(); ++i) most = std::max(most, double(std::fabs(x[i])));
   return most;
 }
 

@@ -24,21 +24,15 @@ const struct {
 } kFormats[] = {{16, 0.0f}, {24, 48.164799f}, {32, 96.3296f}};
 
 // FNV-1a, 64 bits.
-class Digest {
- public:
-  void add(const void* data, size_t bytes) {
-    const auto* byte = static_cast<const unsigned char*>(data);
-    for (size_t i = 0; i < bytes; ++i) value_ = (value_ ^ byte[i]) * 0x100000001b3u;
-  }
-  std::string text() const {
-    char text[18];
-    std::snprintf(text, sizeof text, " %016llx", static_cast<unsigned long long>(value_));
-    return text;
-  }
-
- private:
-  uint64_t value_ = 0xcbf29ce484222325u;
-};
+template <class T>
+std::string digest(const std::vector<T>& items) {
+  uint64_t value = 0xcbf29ce484222325u;
+  const auto* byte = reinterpret_cast<const unsigned char*>(items.data());
+  for (size_t i = 0; i < items.size() * sizeof(T); ++i) value = (value ^ byte[i]) * 0x100000001b3u;
+  char text[18];
+  std::snprintf(text, sizeof text, " %016llx", static_cast<unsigned long long>(value));
+  return text;
+}
 
 // ---- Sound: integers only, so that it is the same everywhere --------------------------------------------
 int triangle(uint32_t phase) {  // -32768 ... 32767
@@ -83,38 +77,30 @@ bool read_tuning(const char* path, Record& record) {
 std::string chain_digest(const Record& record, int block) {
   const int channels = int(record[3]);
   const auto chain = support::chain_of(record.data(), block);
-  const auto pcm = support::through_chain(chain.get(), make_sound(channels), channels, block);
-  Digest digest;
-  digest.add(pcm.data(), pcm.size() * sizeof pcm[0]);
-  return digest.text();
+  return digest(support::through_chain(chain.get(), make_sound(channels), channels, block));
 }
 
 // Where the mathematics library matters most: every kind of design over the range of its settings. Nearer to half
 // the sample rate a band-pass of seven octaves overflows, and the sign of a NaN is nobody's promise.
 std::string design_digest(int type) {
-  Digest digest;
+  std::vector<std::array<float, 5>> coeffs;
   for (float fc = 10.0f; fc < 22000.0f; fc *= 1.013f)
     for (float q : {0.05f, 0.5f, 0.7071f, 1.0f, 1.9f, 7.0f})
-      for (float gain_dB : {-20.0f, -3.3f, 0.0f, 0.1f, 12.0f}) {
-        float coeffs[5];
-        filter_calculateCoeffs(coeffs, type, kSampleRate, fc, q, gain_dB);
-        digest.add(coeffs, sizeof coeffs);
-      }
-  return digest.text();
+      for (float gain_dB : {-20.0f, -3.3f, 0.0f, 0.1f, 12.0f})
+        filter_calculateCoeffs(coeffs.emplace_back().data(), type, kSampleRate, fc, q, gain_dB);
+  return digest(coeffs);
 }
 
 std::string level_digest(int bit_rate) {
   const std::vector<int16_t> pcm = make_sound(2);
   LevelDetectorState* const meter = LevelDetector_Init(bit_rate, kSampleRate, 2, 480);
-  Digest digest;
+  std::vector<LevelDetectorResult> results;
   for (size_t at = 0; at < pcm.size(); at += 960) {
     LevelDetector_Process(meter, &pcm[at], 480);
-    LevelDetectorResult result;
-    LevelDetector_GetRes(meter, &result);
-    digest.add(&result, sizeof result);
+    LevelDetector_GetRes(meter, &results.emplace_back());
   }
   LevelDetector_Destroy(meter);
-  return digest.text();
+  return digest(results);
 }
 
 using Lines = std::map<std::string, std::string>;  // digests of a group of cases
