@@ -112,13 +112,3 @@ TEST_CASE("an unknown filter type ends the process with its message and designs 
     CHECK(logged(child.err, "filter_calculateCoeffs", "ErrorXXX: You should choose a filter type!\n\n"));
   }
 }
-
-TEST_CASE("a corner or a rate that makes no sense is designed as it stands") {
-  for (int type = 0; type < kTypes; ++type)
-    for (float fs : {0.0f, 48000.0f, -1.0f, NAN})
-      for (float fc : {0.0f, 24000.0f, 1e9f, -100.0f, INFINITY, NAN}) {
-        Coeffs c(5, 12345.0f);
-        filter_calculateCoeffs(c.data(), type, fs, fc, 1, 0);
-        CHECK(c[0] != 12345.0f);  // overwritten
-      }
-}

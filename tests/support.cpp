@@ -27,7 +27,7 @@ uint32_t seeded(uint32_t seed) { return seed * 2654435761u + 1; }
 Samples noise(int n, float amplitude, uint32_t seed) {
   uint32_t state = seeded(seed);
   Samples x(static_cast<size_t>(n));
-  for (float& v : x) v = amplitude * (static_cast<float>(next_random(state) >> 8) / 8388608.0f - 1.0f);
+  for (float& v : x) v = amplitude * (float(next_random(state) >> 8) / 8388608.0f - 1.0f);
   return x;
 }
 
@@ -55,8 +55,8 @@ double to_dB(double linear) { return 20 * std::log10(linear); }
 double amplitude_at(const Samples& x, double frequency_hz, double sample_rate, size_t from) {
   double cc = 0, ss = 0, cs = 0, xc = 0, xs = 0;
   for (size_t i = from; i < x.size(); ++i) {
-    const double w = 2 * M_PI * frequency_hz * static_cast<double>(i) / sample_rate;
-    const double c = std::cos(w), s = std::sin(w), v = static_cast<double>(x[i]);
+    const double w = 2 * M_PI * frequency_hz * double(i) / sample_rate;
+    const double c = std::cos(w), s = std::sin(w), v = double(x[i]);
     cc += c * c, ss += s * s, cs += c * s, xc += v * c, xs += v * s;
   }
   const double det = cc * ss - cs * cs;
@@ -71,9 +71,20 @@ namespace {
 std::string take(std::FILE* file) {
   std::string text;
   std::rewind(file);
-  for (int c; (c = std::fgetc(file)) != EOF;) text.push_back(static_cast<char>(c));
+  for (int c; (c = std::fgetc(file)) != EOF;) text.push_back(char(c));
   std::fclose(file);
   return text;
+}
+
+std::vector<std::string> texts_logged_by(const std::string& log, const std::string& function) {
+  const std::string head = "LOG (" + function + "(): ,";
+  std::vector<std::string> texts;
+  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at)) {
+    const size_t digits = at + head.size(), end = log.find_first_not_of("0123456789", digits);
+    at = std::min(log.find("LOG (", digits), log.size());
+    if (end > digits && log.compare(end, 3, "), ") == 0) texts.push_back(log.substr(end + 3, at - end - 3));
+  }
+  return texts;
 }
 }  // namespace
 
@@ -95,17 +106,6 @@ Outcome in_child(const std::function<void()>& work) {
           take(err)};
 }
 
-std::vector<std::string> texts_logged_by(const std::string& log, const std::string& function) {
-  const std::string head = "LOG (" + function + "(): ,";
-  std::vector<std::string> texts;
-  for (size_t at = log.find(head); at != std::string::npos; at = log.find(head, at)) {
-    const size_t digits = at + head.size(), end = log.find_first_not_of("0123456789", digits);
-    at = std::min(log.find("LOG (", digits), log.size());
-    if (end > digits && log.compare(end, 3, "), ") == 0) texts.push_back(log.substr(end + 3, at - end - 3));
-  }
-  return texts;
-}
-
 std::string logged_by(const std::string& log, const std::string& function) {
   std::string all;
   for (const std::string& text : texts_logged_by(log, function)) all += text;
@@ -124,9 +124,9 @@ bool logged(const std::string& log, const std::string& function, const std::stri
 
 Record plain_record(int channels, int bit_rate, int sample_rate) {
   Record r{};
-  r[0] = static_cast<float>(sample_rate);
-  r[1] = static_cast<float>(bit_rate);
-  r[3] = static_cast<float>(channels);
+  r[0] = float(sample_rate);
+  r[1] = float(bit_rate);
+  r[3] = float(channels);
   r[4] = 2.0f;
   return r;
 }
