@@ -115,12 +115,12 @@ TEST_CASE("every channel takes its own gain, or the first one's when linked") {
 }
 
 TEST_CASE("channel counts below one and blocks without frames write nothing") {
-  const std::pair<int, int> rows[] = {{0, 10}, {-3, 10}, {2, 0}, {2, -5}};
-  for (const auto& [channels, frames] : rows) {
-    CAPTURES(channels, frames);
-    const Chain chain = chain_of(plain_record(channels).data(), frames);
+  const struct { int channels, frames; } rows[] = {{0, 10}, {-3, 10}, {2, 0}, {2, -5}};
+  for (const auto& r : rows) {
+    CAPTURES(r.channels, r.frames);
+    const Chain chain = chain_of(plain_record(r.channels).data(), r.frames);
     REQUIRE(chain);
-    AudioPost_Process(chain.get(), nullptr, nullptr, channels, frames);
+    AudioPost_Process(chain.get(), nullptr, nullptr, r.channels, r.frames);
   }
   int16_t sample = 5;
   AudioPost_Process(nullptr, &sample, &sample, 1, 1);
@@ -158,13 +158,15 @@ TEST_CASE("a version is taken within 0.0001 of 2.0, a bit rate cut to an integer
 TEST_CASE("no record and sizes that cannot be served give null") {
   const std::string none = log_of_refusal(nullptr, 64);
   CHECK(logged(none, "AudioPost_Init", "Param is None,EQ_DRC will not be inited \n\n"));
-  const std::pair<float, int> rows[] = {
-      {1e6f, 480}, {1e30f, 1}, {INFINITY, 1}, {2, 1 << 30}, {1024, 1 << 20}};
-  for (const auto& [channels, frames] : rows) {
-    CAPTURE(channels);
+  const struct {
+    float channels;
+    int frames;
+  } rows[] = {{1e6f, 480}, {1e30f, 1}, {INFINITY, 1}, {2, 1 << 30}, {1024, 1 << 20}};
+  for (const auto& r : rows) {
+    CAPTURE(r.channels);
     Record record = plain_record();
-    record[3] = channels;
-    CHECK(count_logged(log_of_refusal(record.data(), frames), "AudioPost_Init", "") == 1);  // the banner
+    record[3] = r.channels;
+    CHECK(count_logged(log_of_refusal(record.data(), r.frames), "AudioPost_Init", "") == 1);  // the banner
   }
 }
 

@@ -47,12 +47,16 @@ CrossoverParam four_bands(float low, float mid, float high) { return {2, low, hi
 }  // namespace
 
 TEST_CASE("each band is its Linkwitz-Riley curve: -6 dB at its corners, 24 dB per octave, 0 dB inside") {
-  const std::pair<int, CrossoverParam> rows[] = {
-      {8000, four_bands(200, 900, 2500)},
-      {44100, four_bands(250, 1000, 3000)},
-      {48000, {2, 120, 9000, 300, 800, 1500, 15000}},  // gaps and overlaps stay
-      {192000, four_bands(2000, 10000, 60000)}};
-  for (const auto& [fs, p] : rows) {
+  const struct {
+    int fs;
+    CrossoverParam p;
+  } rows[] = {{8000, four_bands(200, 900, 2500)},
+              {44100, four_bands(250, 1000, 3000)},
+              {48000, {2, 120, 9000, 300, 800, 1500, 15000}},  // gaps and overlaps stay
+              {192000, four_bands(2000, 10000, 60000)}};
+  for (const auto& r : rows) {
+    const int fs = r.fs;
+    const CrossoverParam& p = r.p;
     const Bands h = impulse_responses(fs, p, 16384);
     for (double f : {0.0, 50.0, double(p.low_fc), double(p.mid1_low_fc), double(p.mid1_high_fc),
                      double(p.mid2_low_fc), double(p.mid2_high_fc), double(p.high_fc), 0.4 * fs, 0.5 * fs}) {

@@ -104,12 +104,12 @@ TEST_CASE("every effect lists its settings by name") {
        "max_threshold:-2.75\nceiling:-0.75\nrelease:50.25\n==== channel:1 ====\nmax_threshold:-2.50\n"
        "ceiling:-0.50\nrelease:50.50\n"}};
   for (size_t m = 0; m < kModules; ++m) {
-    const auto [name, section] = std::pair(kModule[m].name, size_t(kModule[m].section));
-    CAPTURE(name);
+    const Module& module = kModule[m];
+    CAPTURE(module.name);
     const auto child = in_child([&] {
-      kModule[m].print_para(kModule[m].init(&record[section], {16, 48000, 2, 480, 0}));
+      module.print_para(module.init(&record[size_t(module.section)], {16, 48000, 2, 480, 0}));
     });
-    const std::string log = logged_by(child.err, name + "_PrintPara");
+    const std::string log = logged_by(child.err, module.name + "_PrintPara");
     if (rows[m].later) {
       CHECK(log.rfind(rows[m].text, 0) == 0);
       CHECK(log.find(rows[m].later) != std::string::npos);

@@ -15,8 +15,8 @@ struct Meter : Handle128 {
   // Feeds n samples of a sine, `amplitudes[c]` its peak in channel c, which goes on from call to call.
   double feed(const std::vector<double>& amplitudes, double hz, int n, int block = 480) {
     for (; n >= block; n -= block, time += block) {
-      std::vector<Samples> channels;
-      for (double amplitude : amplitudes) channels.push_back(sine(block, hz, rate, amplitude, time));
+      std::vector<Samples> channels(amplitudes.size());
+      for (size_t c = 0; c < channels.size(); ++c) channels[c] = sine(block, hz, rate, amplitudes[c], time);
       ebur128_addframes(get(), Planar(channels)(), block);
     }
     return reading();
