@@ -1,7 +1,7 @@
 // The chain's frame: how PCM becomes float and back, what it reads from the record, and how it fails.
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
-#include <regex>
 
 #include "full_record.h"
 #include "modules.h"
@@ -171,13 +171,17 @@ TEST_CASE("no record and sizes that cannot be served give null") {
 }
 
 TEST_CASE("the banner comes first, whatever follows, and tells version, date and time") {
-  const std::regex banner(
-      R"(LOG \(AudioPost_Init\(\): ,\d+\), ZELK_AudioEffect-RELEASE-VERSION 2\.00,  RELEASE DATE )"
-      R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [ 123]\d \d{4}, \d\d:\d\d:\d\d \n\n)");
   const Record record = plain_record();
   for (const float* param : {record.data(), static_cast<const float*>(nullptr)}) {
     const std::string log = in_child([&] { chain_of(param, 64); }).err;
-    CHECK(std::regex_search(log, banner, std::regex_constants::match_continuous));
+    CHECK(count_logged(log, "AudioPost_Init", "ZELK_AudioEffect-RELEASE-VERSION 2.00,  RELEASE DATE ") == 1);
+    char month[4] = "", end[3] = "";
+    int day = 0, year = 0, hour = -1, minute = -1, second = -1;
+    CHECK(std::sscanf(log.c_str(),
+                      "LOG (AudioPost_Init(): ,%*d), %*s %*s  RELEASE DATE %3s %2d %4d, %2d:%2d:%2d%2[ \n]",
+                      month, &day, &year, &hour, &minute, &second, end) == 7);
+    CHECK(std::string("JanFebMarAprMayJunJulAugSepOctNovDec").find(month) % 3 == 0);
+    CHECK((day >= 1 && day <= 31 && year >= 1970 && hour >= 0 && hour < 24 && minute >= 0 && second >= 0));
   }
 }
 

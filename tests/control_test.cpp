@@ -78,6 +78,7 @@ TEST_CASE("an effect turned on by SetPara is created unprinted; turned off it ke
   off[14] = 0;
   retune(chain, off);
   CHECK(process(chain, pcm) == pcm);
+  CHECK(settings(chain)[100] == -7777.0f);
   retune(chain, on);
   CHECK(process(chain, pcm) == process(reference, pcm));  // the filters go on from where they stood
 }

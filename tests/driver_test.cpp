@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 
 #include "support.h"
 
@@ -55,8 +54,6 @@ int count(const std::string& text, const std::string& part) {
 
 TEST_CASE("the driver sends whole blocks of its input through the chain, and says what is wrong on the way") {
   enum Result { kError, kNothing, kChain, kCopy, kUnread };  // what it leaves in the output file
-  const std::regex finished(R"(Finished, speech_time = 0\.000000, cost_time = \d+\.\d+\n)"
-                            R"(raw\.pcm process\.pcm 0522_48000HZ\.bin\n)");
   const char rate[] = "Sample rate is wrong \n", write[] = "file write error\n";
   const struct {
     const char* fault;
@@ -98,7 +95,12 @@ TEST_CASE("the driver sends whole blocks of its input through the chain, and say
 
     const auto child = directory.run();
     CHECK(child.status == (r.result == kError ? 255 : 0));
-    CHECK((r.result == kError ? child.out == "error\n" : std::regex_match(child.out, finished)));
+    double seconds = -1;
+    char names[40] = "";
+    std::sscanf(child.out.c_str(), "Finished, speech_time = 0.000000, cost_time = %lf\n%39[^\n]", &seconds,
+                names);
+    CHECK((seconds >= 0 ? names == std::string("raw.pcm process.pcm 0522_48000HZ.bin")
+                        : r.result == kError && child.out == "error\n"));
     CHECK(count(child.err, r.message) == r.times);
     CHECK(count(child.err, "open file fail") == (fault == "no input" || fault == "output cannot be opened"));
     if (r.result == kUnread) continue;
