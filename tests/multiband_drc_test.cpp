@@ -81,14 +81,14 @@ TEST_CASE("idle bands are the crossover's, added in order, for every count a rec
       if (!same_bits(drc.mono(x), expected) || at(out, 0) != float(bands)) std::abort();
       MultiBandDRC_SetPara(drc, s.data());
       MultiBandDRC_PrintPara(drc);
-      if (MultiBandDRC_DRC_AdjustPara(drc, 0, 7, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0) != 1) std::abort();
+      if (MultiBandDRC_DRC_AdjustPara(drc, 0, 6, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0) != 1) std::abort();
     });
     CHECK(log.signal == 0);
     const std::string message = "There is something wrong with crossover, please check again\n\n";
     const int beyond = std::max(4, std::min(bands, 100)) - 4;
     for (const char* function : {"MultiBandDRC_Init", "MultiBandDRC_GetPara", "MultiBandDRC_SetPara"})
       CHECK(count_logged(log.err, function, message) == beyond);
-    CHECK(logged(log.err, "MultiBandDRC_DRC_AdjustPara", "i_band out of bound\n") == (bands <= 7));
+    CHECK(logged(log.err, "MultiBandDRC_DRC_AdjustPara", "i_band out of bound\n") == (bands <= 6));
   }
 }
 
