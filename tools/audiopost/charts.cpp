@@ -13,8 +13,6 @@ using namespace analysis;
 
 constexpr double kLowest_hz = 20, kHighest_hz = 20000;
 const std::vector<double> kDecades = {20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000};
-constexpr int kHues = 8;
-
 double rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
 
 Points over_frequency(const host::Record& record, int points, const std::function<double(double)>& dB) {
@@ -65,9 +63,8 @@ Chart eq_chart(const host::Record& record, int channel, const Response& measured
   for (const EqBand& band : eq_bands(record, channel))
     if (band.on) on.push_back(band);
   for (const EqBand& band : on)
-    chart.series.push_back({std::to_string(band.number) + ": " + rounded(band.fc_hz, "Hz"),
-                            1 + band.number % kHues, Mark::thin,
-                            over_frequency(record, kLine, [&](double hz) {
+    chart.series.push_back({std::to_string(band.number) + ": " + rounded(band.fc_hz, "Hz"), 1 + band.number,
+                            Mark::thin, over_frequency(record, kLine, [&](double hz) {
                               return to_dB(std::abs(band_response(band, rate_of(record), hz)));
                             })});
   const auto all = [&](double hz) {
@@ -117,91 +114,94 @@ Chart crossover_chart(const host::Record& record, int channel) {
 }
 
 // ---- Static curves -------------------------------------------------------------------------------------------
-Points designed_curve(const std::function<double(double)>& gain_dB) {
+Points over_level(int low_dB, const std::function<double(double)>& dB) {
   Points points;
-  for (int i = -320; i <= 0; ++i) {
-    const double level = i / 4.0;
-    points.emplace_back(level, level + gain_dB(level));
-  }
+  for (int i = 4 * low_dB; i <= 0; ++i) points.emplace_back(i / 4.0, dB(i / 4.0));
   return points;
 }
 
-Points dots(const Curve& curve) {
-  Points points;
-  for (const CurvePoint& point : curve) points.emplace_back(point.in_dB, point.out_dB);
-  return points;
-}
-
-Chart curve_chart(const std::string& title, const std::string& note) {
-  Chart chart{title, note, {"input, dBFS", -80, 0}, {"output, dBFS", -80, 6}, {}, true};
-  chart.y.ticks = {-80, -70, -60, -50, -40, -30, -20, -10, 0};
-  return chart;
-}
-
+// Gain over level: as output over input the bands would lie on one another.
 Chart compressor_chart(const host::Record& record, int channel) {
-  Chart chart = curve_chart(
+  Chart chart{
       "Compressor bands" + channel_name(record, channel),
-      "level within the band; make-up gain and the share of each band included; measured with sines");
+      "by the level within the band; make-up gain and share of the band included; measured with sines",
+      {"input, dBFS", -80, 0},
+      {},
+      {}};
   const std::vector<CompressorBand> bands = compressor_bands(record, channel);
   for (size_t b = 0; b < bands.size(); ++b) {
     const CompressorBand& band = bands[b];
     const int color = static_cast<int>(b) + 1;
-    const auto gain = [&](double level) {
-      const double raised = level + band.gain_dB;
-      return band.gain_dB + (band.compresses ? band.curve.played_gain_dB(raised, 0.0) + band.share_dB : 0.0);
-    };
-    const Points points = designed_curve(gain);
+    const Points designed = over_level(-80, [&](double level) {
+      const double curve = band.curve.played_gain_dB(level + band.gain_dB, 0.0) + band.share_dB;
+      return band.gain_dB + (band.compresses ? curve : 0.0);
+    });
+    Points measured;
+    for (const CurvePoint& point : compressor_curve(record, channel, b))
+      measured.emplace_back(point.in_dB, point.out_dB - point.in_dB);
     const std::string name = band.name + std::string(band.compresses ? "" : " (not compressed)");
     const auto same = std::find_if(chart.series.begin(), chart.series.end(),
-                                   [&](const Series& earlier) { return earlier.points == points; });
+                                   [&](const Series& earlier) { return earlier.points == designed; });
     if (same != chart.series.end())
       same->name += ", " + name;  // one line cannot show two
     else
-      chart.series.push_back({name, color, Mark::thick, points});
-    chart.series.push_back({b + 1 == bands.size() ? "measured" : "", color, Mark::dots,
-                            dots(compressor_curve(record, channel, b))});
+      chart.series.push_back({name, color, Mark::thick, designed});
+    chart.series.push_back({b + 1 == bands.size() ? "measured" : "", color, Mark::dots, measured});
   }
+  chart.y = gain_axis(chart.series, -36);
+  return chart;
+}
+
+// The peak stage's curves, output over input.
+Chart peak_chart(const std::string& title, const std::string& note, int low_dB,
+                 const std::function<double(double)>& gain_dB, const Curve& curve) {
+  const double low = low_dB;
+  Chart chart{title, note, {"input, dBFS", low, 0}, {"output, dBFS", low, 6}, {}, true};
+  for (int tick = low_dB; tick <= 0; tick += 10) chart.y.ticks.push_back(tick);
+  Points measured;
+  for (const CurvePoint& point : curve) measured.emplace_back(point.in_dB, point.out_dB);
+  chart.series = {{"designed", 1, Mark::thick, over_level(low_dB, [&](double x) { return x + gain_dB(x); })},
+                  {"measured", 2, Mark::dots, measured}};
   return chart;
 }
 
 Chart agc_chart(const host::Record& record, int channel) {
-  Chart chart = curve_chart("AGC" + channel_name(record, channel),
-                            "settled, before the limiter; measured with square waves");
   const PeakStage stage = peak_stage(record, channel);
-  chart.series = {{"designed", 1, Mark::thick,
-                   designed_curve([&](double x) { return stage.agc.played_gain_dB(x, 10.0); })},
-                  {"measured", 2, Mark::dots, dots(agc_curve(record, channel))}};
-  return chart;
+  return peak_chart(
+      "AGC" + channel_name(record, channel), "settled, before the limiter; measured with square waves", -80,
+      [&](double x) { return stage.agc.played_gain_dB(x, 10.0); }, agc_curve(record, channel));
 }
 
 Chart limiter_chart(const host::Record& record, int channel) {
-  Chart chart = curve_chart("Limiter" + channel_name(record, channel),
-                            "settled, with its make-up gain; measured with square waves");
   const PeakStage stage = peak_stage(record, channel);
-  chart.series = {
-      {"designed", 1, Mark::thick, designed_curve([&](double x) { return stage.limiter_gain_dB(x); })},
-      {"measured", 2, Mark::dots, dots(limiter_curve(record, channel))}};
-  return chart;
+  int low = -40;
+  while (low > -80 && low > 2 * stage.max_threshold - 10) low -= 10;  // to where the knee has not begun
+  return peak_chart(
+      "Limiter" + channel_name(record, channel), "settled, with its make-up gain; measured with square waves",
+      low, [&](double x) { return stage.limiter_gain_dB(x); }, limiter_curve(record, channel));
 }
 
 // ---- Bass enhancer -------------------------------------------------------------------------------------------
 Chart shaper_chart(const host::Record& record, int channel) {
   Chart chart{"Bass shaper" + channel_name(record, channel),
-              "what drives the harmonics, its constant taken away",
+              "what makes the harmonics; measured by the harmonics of a sine, filters divided out",
               {"low band in, 1 is full scale", -1, 1},
               {"out", -1, 1},
               {},
               true};
-  const auto shaper = bass_shaper(bass_stage(record, channel));
-  Points points;
-  double low = -1, high = 1;
-  for (int i = -100; i <= 100; ++i) {
-    const double x = i / 100.0;
-    points.emplace_back(x, shaper(x) - shaper(0));
-    low = std::min(low, points.back().second), high = std::max(high, points.back().second);
+  const auto curve = [](const std::function<double(double)>& shaper, int steps) {
+    Points points;
+    for (int i = -steps; i <= steps; ++i) points.emplace_back(double(i) / steps, shaper(double(i) / steps));
+    return points;
+  };
+  const Points designed = curve(bass_shaper(bass_stage(record, channel)), 200);
+  for (const auto& point : designed) {
+    if (!std::isfinite(point.second)) continue;
+    chart.y.low = std::min(chart.y.low, std::floor(point.second * 2) / 2);
+    chart.y.high = std::max(chart.y.high, std::ceil(point.second * 2) / 2);
   }
-  chart.y.low = std::floor(low * 2) / 2, chart.y.high = std::ceil(high * 2) / 2;
-  chart.series = {{"designed", 1, Mark::thick, points}};
+  chart.series = {{"designed", 1, Mark::thick, designed},
+                  {"measured", 2, Mark::dots, curve(measured_bass_shaper(record, channel), 20)}};
   return chart;
 }
 

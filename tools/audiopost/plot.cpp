@@ -27,8 +27,7 @@ void add_plot(CLI::App& app, Context&) {
     const std::string off = effects_off(tuning.record);
     const std::vector<Chart> charts = tuning_charts(tuning.record);
     if (charts.empty()) throw Failure(tuning.name + ": nothing to draw: no effect with a curve is on");
-    host::write_file(options->out,
-                     svg_page(tuning.name + (off.empty() ? "" : " \u2014 off: " + off), charts));
+    host::write_file(options->out, svg_page(tuning.name, off.empty() ? "" : "off: " + off, charts));
   });
 }
 

@@ -8,9 +8,10 @@
 namespace audiopost {
 namespace {
 
-constexpr double kWidth = 640, kHeight = 400;
+constexpr double kWidth = 640, kHeight = 416;                         // three rows of legend fit below
 constexpr double kLeft = 58, kRight = 622, kTop = 56, kBottom = 322;  // of the plotting area
-constexpr double kTitleHeight = 64;
+constexpr double kTitleHeight = 72;
+constexpr double kRing = 2.6;  // radius of a measured point
 
 double place(const Axis& axis, double value, double from, double to) {
   const double part = axis.logarithmic ? std::log(value / axis.low) / std::log(axis.high / axis.low)
@@ -76,10 +77,10 @@ std::string line(const Chart& chart, const Series& series) {
 std::string marks(const Chart& chart, const Series& series) {
   std::string text;
   for (const auto& [x, y] : series.points) {
-    if (!std::isfinite(y)) continue;
+    if (!std::isfinite(y) || x < chart.x.low || x > chart.x.high) continue;
     const double px = x_of(chart, x), py = std::clamp(y_of(chart, y), -1000.0, 2000.0);
     if (series.mark == Mark::dots)
-      text += format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='2.6'/>", series.color, px, py);
+      text += format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='%g'/>", series.color, px, py, kRing);
     else if (py < kBottom)
       text += format("<path class='bar c%d' d='M%.1f %.1fV%.1f'/>", series.color, px, kBottom, py);
   }
@@ -95,7 +96,8 @@ std::string legend(const Chart& chart) {
     const double width = 34 + 6.6 * static_cast<double>(series.name.size());
     if (x + width > kWidth) x = kLeft, y += 17;
     if (series.mark == Mark::dots)
-      text += format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='2.6'/>", series.color, x + 9, y - 4);
+      text +=
+          format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='%g'/>", series.color, x + 9, y - 4, kRing);
     else
       text += format("<path class='%s c%d' d='M%.1f %.1fh18'/>", series.mark == Mark::thin ? "thin" : "thick",
                      series.color, x, y - 4);
@@ -131,18 +133,20 @@ std::string svg_style() {
   return R"(
 .ground{fill:#fff} .area,.dot{fill:#f7f7f5}
 text{font-family:system-ui,'DejaVu Sans',sans-serif;fill:#222}
-.head{font-size:22px;font-weight:600} .title{font-size:15px;font-weight:600}
+.head{font-weight:600} .title{font-size:15px;font-weight:600}
 .note,.tick{font-size:11px;fill:#666} .label,.legend{font-size:12px;fill:#444}
 path{fill:none} .grid{stroke:#dcdcd8} .zero{stroke:#999} .diagonal{stroke:#b5b5b0;stroke-dasharray:4 4}
 .thin{stroke-width:1.2} .thick{stroke-width:2.4} .bar{stroke-width:14;opacity:.75} .dot{stroke-width:1.4}
 .c0{stroke:#222} .c1{stroke:#1f77d0} .c2{stroke:#d9601a} .c3{stroke:#2a9d4a} .c4{stroke:#c2356b}
-.c5{stroke:#8a5cd6} .c6{stroke:#9a7b12} .c7{stroke:#14939c} .c8{stroke:#777}
+.c5{stroke:#8a5cd6} .c6{stroke:#9a7b12} .c7{stroke:#14939c} .c8{stroke:#777} .c9{stroke:#8b3a1e}
+.c10{stroke:#e06bd0}
 @media(prefers-color-scheme:dark){
 .ground{fill:#16181c} .area,.dot{fill:#1d2026} text{fill:#e8e8e6}
 .note,.tick{fill:#9a9fa8} .label,.legend{fill:#c4c8cf}
 .grid{stroke:#33373f} .zero{stroke:#6d737d} .diagonal{stroke:#555b66}
 .c0{stroke:#f0f0ee} .c1{stroke:#5aa9f5} .c2{stroke:#f08c4a} .c3{stroke:#5cc97c} .c4{stroke:#ee6b9c}
-.c5{stroke:#b48bf5} .c6{stroke:#d3b13c} .c7{stroke:#47c5cf} .c8{stroke:#a5aab3}
+.c5{stroke:#b48bf5} .c6{stroke:#d3b13c} .c7{stroke:#47c5cf} .c8{stroke:#a5aab3} .c9{stroke:#c98d6b}
+.c10{stroke:#f7a8ec}
 }
 )";
 }
@@ -158,8 +162,10 @@ std::string svg_chart(const Chart& chart) {
                  kBottom - kTop);
   text += grid(chart);
   // Everything drawn stays inside the area: a nested viewport clips without an id that a second chart could repeat.
-  text += format("<svg x='%g' y='%g' width='%g' height='%g' viewBox='%g %g %g %g'>", kLeft, kTop,
-                 kRight - kLeft, kBottom - kTop, kLeft, kTop, kRight - kLeft, kBottom - kTop);
+  // A ring at either end may stand over it by half.
+  const double left = kLeft - kRing - 1, width = kRight - kLeft + 2 * kRing + 2, height = kBottom - kTop;
+  text += format("<svg x='%g' y='%g' width='%g' height='%g' viewBox='%g %g %g %g'>", left, kTop, width,
+                 height, left, kTop, width, height);
   if (chart.diagonal) {
     const double low = std::max(chart.x.low, chart.y.low), high = std::min(chart.x.high, chart.y.high);
     text += format("<path class='diagonal' d='M%.1f %.1fL%.1f %.1f'/>", x_of(chart, low), y_of(chart, low),
@@ -171,7 +177,7 @@ std::string svg_chart(const Chart& chart) {
   return text + "</svg>" + legend(chart) + "</svg>\n";
 }
 
-std::string svg_page(const std::string& title, const std::vector<Chart>& charts) {
+std::string svg_page(const std::string& title, const std::string& note, const std::vector<Chart>& charts) {
   const size_t columns = charts.size() > 1 ? 2 : 1, rows = (charts.size() + columns - 1) / columns;
   const double width = static_cast<double>(columns) * kWidth;
   const double height = kTitleHeight + static_cast<double>(rows) * kHeight;
@@ -179,7 +185,11 @@ std::string svg_page(const std::string& title, const std::vector<Chart>& charts)
       format("<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g' width='%g' height='%g'>\n", width,
              height, width, height);
   text += "<style>" + svg_style() + "</style>\n<rect class='ground' width='100%' height='100%'/>\n";
-  text += format("<text class='head' x='%g' y='42'>", kLeft) + escaped(title) + "</text>\n";
+  // A long title in smaller letters, each some 0.64 of the size wide.
+  const double size = std::min(22.0, (width - 2 * kLeft) / (0.64 * static_cast<double>(title.size())));
+  text += format("<text class='head' style='font-size:%.1fpx' x='%g' y='40'>", size, kLeft) + escaped(title) +
+          "</text>\n";
+  text += format("<text class='legend' x='%g' y='60'>", kLeft) + escaped(note) + "</text>\n";
   for (size_t i = 0; i < charts.size(); ++i) {
     const size_t column = i % columns, row = i / columns;
     text += format("<g transform='translate(%g %g)'>", static_cast<double>(column) * kWidth,

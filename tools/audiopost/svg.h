@@ -18,7 +18,7 @@ enum class Mark {
 
 struct Series {
   std::string name;  // for the legend; empty: not listed there
-  int color;         // 0 is the text's colour, 1 … 8 are hues that hold on both grounds
+  int color;         // 0 is the text's colour, 1 … 10 are hues that hold on both grounds
   Mark mark;
   Points points;
 };
@@ -37,12 +37,12 @@ struct Chart {
   bool diagonal = false;  // a faint line where output equals input
 };
 
-// One chart as an <svg> of its own, 640 x 400 units; it needs svg_style() in the same document.
+// One chart as an <svg> of its own, 640 x 416 units; it needs svg_style() in the same document.
 std::string svg_chart(const Chart& chart);
 // The <style> text that all charts share: colours for light and, where the viewer asks for it, for dark.
 std::string svg_style();
-// Charts in two columns under a title, as a whole file.
-std::string svg_page(const std::string& title, const std::vector<Chart>& charts);
+// Charts in two columns under a title and a small line, as a whole file.
+std::string svg_page(const std::string& title, const std::string& note, const std::vector<Chart>& charts);
 
 std::string escaped(const std::string& text);  // for XML and HTML
 

@@ -194,26 +194,32 @@ std::function<double(double)> bass_shaper(const BassStage& stage) {
   };
 }
 
+BassPaths bass_paths(const BassStage& stage, double sample_rate, double hz) {
+  const Complex low = edge(false, stage.split_hz, sample_rate, hz),
+                high = edge(true, stage.split_hz, sample_rate, hz);
+  const double pole = 0.1 * sample_rate / (0.1 * sample_rate + 1);  // of the DC blocker
+  const Complex z = std::polar(1.0, -2 * kPi * hz / sample_rate);
+  Complex out = pole * (1.0 - z) / (1.0 - pole * z) * edge(false, 3 * stage.split_hz, sample_rate, hz) *
+                high * from_dB(stage.amount_dB);
+  if (stage.floor_active) out *= edge(true, stage.floor_hz, sample_rate, hz);
+  return {high, low, out};
+}
+
 std::vector<double> bass_harmonics(const BassStage& stage, double sample_rate, double hz, double amplitude,
                                    int n) {
   const auto shaper = bass_shaper(stage);
-  const Complex low = amplitude * edge(false, stage.split_hz, sample_rate, hz);
-  const double pole = 0.1 * sample_rate / (0.1 * sample_rate + 1);  // of the DC blocker
+  const BassPaths tone = bass_paths(stage, sample_rate, hz);
   constexpr int kSteps = 8192;
   std::vector<double> amplitudes;
   for (int h = 1; h <= n; ++h) {
     Complex sum = 0;  // Fourier coefficient of the shaped tone
     for (int i = 0; i < kSteps; ++i) {
       const double phase = 2 * kPi * i / kSteps;
-      sum += shaper((low * std::polar(1.0, phase)).imag()) * std::polar(2.0 / kSteps, -h * phase);
+      const Complex low = amplitude * tone.to_shaper * std::polar(1.0, phase);
+      sum += shaper(low.imag()) * std::polar(2.0 / kSteps, -h * phase);
     }
-    const Complex z = std::polar(1.0, -2 * kPi * h * hz / sample_rate);
-    Complex out = sum * pole * (1.0 - z) / (1.0 - pole * z) *
-                  edge(false, 3 * stage.split_hz, sample_rate, h * hz) *
-                  edge(true, stage.split_hz, sample_rate, h * hz) * from_dB(stage.amount_dB);
-    if (stage.floor_active) out *= edge(true, stage.floor_hz, sample_rate, h * hz);
-    // A sine is -j times its phasor.
-    if (h == 1) out += Complex(0, -1) * amplitude * edge(true, stage.split_hz, sample_rate, hz);
+    Complex out = sum * bass_paths(stage, sample_rate, h * hz).from_shaper;
+    if (h == 1) out += Complex(0, -1) * amplitude * tone.dry;  // a sine is -j times its phasor
     amplitudes.push_back(std::abs(out));
   }
   return amplitudes;

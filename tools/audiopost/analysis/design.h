@@ -81,6 +81,11 @@ struct BassStage {
 BassStage bass_stage(const host::Record& record, int channel);
 // The waveshaper, for a low-band sample of -1 ... 1.
 std::function<double(double)> bass_shaper(const BassStage& stage);
+// Responses of the parts around it: past it, into it, and from it to the output.
+struct BassPaths {
+  Complex dry, to_shaper, from_shaper;
+};
+BassPaths bass_paths(const BassStage& stage, double sample_rate, double hz);
 // Amplitudes of harmonics 1 ... n of a sine of this amplitude (full scale 1) at the enhancer's output.
 std::vector<double> bass_harmonics(const BassStage& stage, double sample_rate, double hz, double amplitude,
                                    int n);

@@ -301,6 +301,43 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
   return curve;
 }
 
+std::function<double(double)> measured_bass_shaper(const host::Record& record, int channel) {
+  const QuietLibrary quiet;
+  // They bend as fast as the hardest drive to within 1 % of full scale.
+  constexpr size_t kHarmonics = 60;
+  const int rate = rate_of(record);
+  const double hz = static_cast<double>(rate) / kMeasureBlock;  // a period is a block
+  BassStage stage = bass_stage(record, channel);
+  stage.amount_dB = 0, stage.floor_active = false, stage.split_hz = static_cast<float>(4 * hz);
+  const float section[10] = {0, static_cast<float>(stage.drive), static_cast<float>(stage.blend),
+                             static_cast<float>(stage.split_hz)};
+  const auto process =
+      mono<BassEnhancer_Process, BassEnhancer_Destroy>(BassEnhancer_Init(section, 16, rate, 1, 1));
+  const BassPaths at_tone = bass_paths(stage, rate, hz);
+  const Complex phasor = Complex(0, -1) / at_tone.to_shaper;  // so that the shaper sees a sine of amplitude 1
+  const auto tone = [&](int i) {
+    return 32768.0 * (phasor * std::polar(1.0, 2 * kPi * i / kMeasureBlock)).real();
+  };
+  const std::vector<float> out = steady(process, tone, 2.0, rate, kMeasureBlock);
+
+  std::vector<Complex> spectrum(out.begin(), out.end());
+  fft(spectrum);
+  std::vector<Complex> series(1 + kHarmonics);
+  const auto shaper = bass_shaper(stage);
+  for (int i = 0; i < kMeasureBlock; ++i)
+    series[0] += shaper(std::sin(2 * kPi * i / kMeasureBlock)) / kMeasureBlock;
+  for (size_t k = 1; k <= kHarmonics; ++k) {
+    series[k] = spectrum[k] / (32768.0 * kMeasureBlock / 2) - (k == 1 ? phasor * at_tone.dry : 0.0);
+    series[k] /= bass_paths(stage, rate, static_cast<double>(k) * hz).from_shaper;
+  }
+  return [series](double x) {
+    double sum = 0;
+    for (size_t k = 0; k < series.size(); ++k)
+      sum += (series[k] * std::polar(1.0, static_cast<double>(k) * std::asin(x))).real();
+    return sum;
+  };
+}
+
 std::vector<double> measured_bass_harmonics(const host::Record& record, int channel, double hz,
                                             double amplitude, int n) {
   const QuietLibrary quiet;

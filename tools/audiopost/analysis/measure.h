@@ -58,6 +58,11 @@ Curve limiter_curve(const host::Record& record, int channel);
 Curve compressor_curve(const host::Record& record, int channel, size_t band);
 double band_centre_hz(const CompressorBand& band, double sample_rate);
 
+// The bass enhancer's waveshaper, for a low-band sample of -1 ... 1: the record's drive and blend in an enhancer whose
+// split lies far above a tone that fills the low band to full scale. The tone's harmonics at the output, less what the
+// filters around the shaper make of them by design, are the Chebyshev series of the curve. Its constant never gets past
+// the DC blocker; it is taken from the design.
+std::function<double(double)> measured_bass_shaper(const host::Record& record, int channel);
 // Amplitudes of harmonics 1 ... n that the bass enhancer makes of a sine of this amplitude, full scale 1.
 std::vector<double> measured_bass_harmonics(const host::Record& record, int channel, double hz,
                                             double amplitude, int n);
