@@ -32,7 +32,16 @@ enum {
   kAgcFlag,
   kMaximizerFlag
 };
-enum { kAutoGain = 30, kBass = 60, kExciter = 80, kDeEsser = 90, kEq = 100, kDrc = 200, kMaximizer = 400 };
+enum {
+  kChannelGain = 20,
+  kAutoGain = 30,
+  kBass = 60,
+  kExciter = 80,
+  kDeEsser = 90,
+  kEq = 100,
+  kDrc = 200,
+  kMaximizer = 400
+};
 constexpr int kBands = 10;
 
 // Integers as the library forms products of them: wrapping.
@@ -125,6 +134,14 @@ class Checker {
     const auto table =
         std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
     return usable(table->where, table->fields, table->fields.front().index);
+  }
+
+  // A gain whose factor leaves room for a full-scale sample in a float.
+  void check_gain(int index) {
+    const Place gain = place(index);
+    if (std::isfinite(at(index)) && at(index) > 650.0f)
+      warn(gain.table->where, std::string(gain.field->name) + " " + text_of(at(index)) +
+                                  " dB is more than a float can hold; the chain would play noise");
   }
 
   // ---- What holds for any effect ----
@@ -242,7 +259,10 @@ void Checker::check_chain() {
   if (static_cast<double>(std::fabs(off)) > 0.0001)
     fatal("chain", "version " + text_of(at(kVersion)) + " is not 2.0; AudioPost_Init would fail",
           kVersionMessage);
-  for (int ch : records()) usable("chain.channel" + std::to_string(ch));
+  for (int ch : records()) {
+    usable("chain.channel" + std::to_string(ch));
+    check_gain(kChannelGain + 5 * ch);
+  }
   if (channels_ > 2 && !linked_)
     warn("chain",
          "the record has input gains for two channels; channel 2 and up take theirs from the settings of "
@@ -294,8 +314,9 @@ void Checker::check_auto_gain() {
 // Some values of drive and blend (0 and 10.5 among them) divide by zero in the waveshaper's design: try it.
 bool Checker::shaper_works(int start) const {
   constexpr int kFrames = 64;
+  const float section[] = {0.0f, at(start + 1), at(start + 2), at(start + 3), at(start + 4), at(start + 5)};
   const std::unique_ptr<BassEnhancerState, int (*)(BassEnhancerState*)> effect(
-      BassEnhancer_Init(&record_[static_cast<size_t>(start)], 16, sample_rate_, 1, 0), BassEnhancer_Destroy);
+      BassEnhancer_Init(section, 16, sample_rate_, 1, 0), BassEnhancer_Destroy);
   if (!effect) return true;
   float samples[kFrames];
   for (int i = 0; i < kFrames; ++i) samples[i] = i % 16 < 8 ? 8000.0f : -8000.0f;
@@ -308,6 +329,7 @@ void Checker::check_bass_enhancer(int ch) {
   const std::string where = channel_name("BassEnhancer", ch);
   const int start = kBass + 10 * ch;
   if (!usable("BassEnhancer.channel" + std::to_string(ch))) return;
+  check_gain(start);
   const size_t before = findings_.size();
   frequency(where, "freq", at(start + 3));
   if (at(start + 3) * 3.0f >= static_cast<float>(sample_rate_) / 2.0f && findings_.size() == before)
@@ -407,6 +429,7 @@ void Checker::check_drc(int ch) {
   int compressed = 0;
   for (int b = 0; b < std::min(bands, 4); ++b) {
     usable(path + "." + order[b].name);
+    check_gain(start + order[b].offset + 2);
     check_drc_band(where + " " + order[b].name + " band", start + order[b].offset);
     compressed += int_at(start + order[b].offset + 3) != 0;
   }

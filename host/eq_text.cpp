@@ -346,7 +346,8 @@ std::vector<std::string> import_eq(Record& record, std::string_view text, const 
         ++beyond;
     }
   if (beyond)
-    notes.push_back("EQ10 has ten bands; the last " + std::to_string(beyond) + " filters are left out");
+    notes.push_back("EQ10 has ten bands; the last " +
+                    (beyond == 1 ? "filter is" : std::to_string(beyond) + " filters are") + " left out");
   if (parsed.filters.empty()) throw FileError(file, 0, "", "holds no line that begins with Filter");
 
   const bool linked = field_as_int(record, kChannelLink) != 0;

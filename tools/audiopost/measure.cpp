@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "analysis/measure.h"
+#include "format.h"
 #include "json.h"
 #include "programme.h"
 
@@ -15,7 +16,7 @@ using namespace analysis;
 struct MeasureOptions : StreamOptions {
   double sweep_dB = -20;
   std::vector<double> tones_hz = {100, 1000, 6000}, levels_dB = {-40, -20, -6, -1};
-  bool json = false;
+  bool tones_chosen = false, json = false;
 };
 
 struct NamedCurve {
@@ -78,7 +79,8 @@ void print_table(const Tuning& tuning, const Measurements& m, const MeasureOptio
   }
   std::printf("  dB\n\ndistortion of a tone, settled\n%10s%9s%9s%9s%9s\n", "Hz", "in", "out", "THD", "THD+N");
   for (const Distortion& d : m.distortion)
-    std::printf("%10g%9.1f%9.1f%9.1f%9.1f  dB\n", d.hz, d.level_dB, d.out_dB, d.thd_dB, d.thdn_dB);
+    std::printf("%10g%9.1f%9.1f%9s%9.1f  dB\n", d.hz, d.level_dB, d.out_dB,
+                std::isfinite(d.thd_dB) ? format("%.1f", d.thd_dB).c_str() : "-", d.thdn_dB);
   if (!m.curves.empty()) {
     std::printf("\nstatic curves: settled output, dBFS\n%10s", "in");
     const bool two = m.curves.back().channel == 1;
@@ -142,6 +144,11 @@ void run_measure(const MeasureOptions& options, const Context& context) {
     const Run run = run_programme(input, tuning, nullptr, run_options);
     text = report_text(run, context.color), programme = report_json(run);
   }
+  const int rate = host::field_as_int(tuning.record, host::kSampleRate);
+  for (const double hz : options.tones_hz)
+    if (options.tones_chosen && hz >= rate / 2.0)
+      throw Failure("--tones: " + format("%g", hz) + " Hz is not below half the sample rate of " +
+                    std::to_string(rate) + " Hz");
   const Measurements m = measure(tuning.record, options);
   if (options.json) {
     std::puts(measurements_json(tuning, m, options, programme).c_str());
@@ -163,15 +170,18 @@ void add_measure(CLI::App& app, Context& context) {
   command->add_option("--sweep-level", options->sweep_dB, "Peak level of the sweep, dBFS")
       ->check(CLI::Range(-80, 0))
       ->capture_default_str();
-  command->add_option("--tones", options->tones_hz, "Tones to measure distortion with, Hz")
-      ->check(CLI::Range(1, 100000))
-      ->capture_default_str();
+  CLI::Option* const tones =
+      command->add_option("--tones", options->tones_hz, "Tones to measure distortion with, Hz");
+  tones->check(CLI::Range(1, 100000))->capture_default_str();
   command->add_option("--levels", options->levels_dB, "Their levels, dBFS")
       ->check(CLI::Range(-90, 0))
       ->capture_default_str();
   add_stream_options(*command, *options);
   command->add_flag("--json", options->json, "Print everything as JSON");
-  command->callback([options, &context] { run_measure(*options, context); });
+  command->callback([options, tones, &context] {
+    options->tones_chosen = tones->count() > 0;
+    run_measure(*options, context);
+  });
 }
 
 }  // namespace audiopost

@@ -167,9 +167,9 @@ std::string report_text(const Run& run, bool color) {
   const char *bold = color ? "\033[1m" : "", *plain = color ? "\033[0m" : "";
   std::string text;
   text += format("%s%s%s, %s tuning\n", bold, run.source.c_str(), plain, run.tuning.c_str());
-  text += format("%d Hz %s, %.2f s, the chain took %.3f s: %.0f x real time\n\n", run.sample_rate,
-                 run.channels == 1 ? "mono" : "stereo", run.seconds(), run.chain_seconds,
-                 run.seconds() / run.chain_seconds);
+  text +=
+      format("%d Hz %s, %.2f s, the chain took %.3f s: %.0f x real time\n\n", run.sample_rate,
+             run.channels == 1 ? "mono" : "stereo", run.seconds(), run.chain_seconds, run.times_real_time());
   text += format("%s%-22s%9s%9s%s\n", bold, "", "before", "after", plain);
   const auto row = [&](const char* name, double a, double b, const char* unit) {
     text += format("%-22s%9s%9s  %s\n", name, one_decimal(a).c_str(), one_decimal(b).c_str(), unit);
@@ -204,7 +204,7 @@ std::string report_json(const Run& run) {
                        {"frames", std::to_string(run.before.frames)},
                        {"duration_s", json::number(run.seconds(), 6)},
                        {"chain_s", json::number(run.chain_seconds, 6)},
-                       {"times_real_time", json::number(run.seconds() / run.chain_seconds, 1)},
+                       {"times_real_time", json::number(run.times_real_time(), 1)},
                        {"before", programme_json(run.before)},
                        {"after", programme_json(run.after)},
                        {"gain", json::object(gains)},

@@ -50,6 +50,9 @@ struct Run {
   int64_t clipped = 0;  // output samples that the chain had to clamp
 
   double seconds() const { return static_cast<double>(before.frames) / sample_rate; }
+  double times_real_time() const {
+    return chain_seconds > 0 ? seconds() / chain_seconds : 0;
+  }  // 0: nothing ran
 };
 
 struct RunOptions {

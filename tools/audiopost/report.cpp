@@ -114,7 +114,7 @@ std::string page(const Run& run, const host::Record& record) {
           "</style></head>\n<body><main>\n";
   text += "<h1>" + source + "</h1>\n<p>through the tuning " + tuning + " at " +
           std::to_string(run.sample_rate) + " Hz " + (run.channels == 1 ? "mono" : "stereo") + ", " +
-          json::number(run.seconds(), 1) + " s, " + json::number(run.seconds() / run.chain_seconds, 0) +
+          json::number(run.seconds(), 1) + " s, " + json::number(run.times_real_time(), 0) +
           " \u00d7 real time" + (off.empty() ? "" : "; off: " + off) + "</p>\n";
   text += "<div class='tables'>\n" + programme_table(run);
   if (!run.gains.empty()) text += gain_table(run);

@@ -94,7 +94,7 @@ constexpr int kSteps = 32;
 Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
   Curve curve;
   for (int step = 0; step <= kSteps; ++step) {
-    const double level = kLowest_dB * (1 - static_cast<double>(step) / kSteps);
+    const double level = kLowest_dB - kLowest_dB * step / kSteps;
     const Processor process = fresh();
     const auto amplitude = static_cast<float>(full * from_dB(level));
     std::vector<float> block(kMeasureBlock);
@@ -237,11 +237,12 @@ Distortion distortion(const host::Record& record, double hz, double level_dB) {
   constexpr double kSkirt = 8;
   const double bin = hz / rate * kToneLength, skirt = std::min(kSkirt, bin / 2);
   const double tone = power(bin - skirt, bin + skirt);
-  double harmonics = 0;
+  double harmonics = 2 * hz < rate / 2.0 ? 0 : NAN;
   for (int k = 2; k <= 10 && k * hz < rate / 2.0; ++k) harmonics += power(k * bin - skirt, k * bin + skirt);
   const double rest = power(kSkirt / 2, bin - skirt) + power(bin + skirt, kToneLength);
   const auto ratio_dB = [&](double x) { return 10 * std::log10(std::max(x, 1e-30) / std::max(tone, 1e-30)); };
-  return {hz, level_dB, 10 * std::log10(std::max(tone, 1e-30)), ratio_dB(harmonics), ratio_dB(rest)};
+  return {hz, level_dB, 10 * std::log10(std::max(tone, 1e-30)),
+          std::isnan(harmonics) ? NAN : ratio_dB(harmonics), ratio_dB(rest)};
 }
 
 // ---- Static curves -------------------------------------------------------------------------------------------
@@ -290,7 +291,7 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
   Curve curve;
   const auto window = static_cast<size_t>(rate / 10);  // whole periods: hz is a multiple of 10
   for (int step = 0; step <= kSteps; ++step) {
-    const double level = kLowest_dB * (1 - static_cast<double>(step) / kSteps);
+    const double level = kLowest_dB - kLowest_dB * step / kSteps;
     const auto process =
         mono<MultiBandDRC_Process, MultiBandDRC_Destroy>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1));
     const double amplitude = 32767.0 * from_dB(level - passed_dB);

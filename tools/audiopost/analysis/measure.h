@@ -38,9 +38,11 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 
 // ---- Distortion ----------------------------------------------------------------------------------------------
 struct Distortion {
-  double hz, level_dB;     // the tone that went in; its amplitude against full scale
-  double out_dB;           // the tone as it came out
-  double thd_dB, thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out
+  double hz, level_dB;  // the tone that went in; its amplitude against full scale
+  double out_dB;        // the tone as it came out
+  double thd_dB,
+      thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out; the former
+                // NaN when none lies below half the sample rate
 };
 // A tone on every channel of a fresh chain, measured on channel 0 after three seconds.
 Distortion distortion(const host::Record& record, double hz, double level_dB);

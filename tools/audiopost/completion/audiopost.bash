@@ -25,7 +25,7 @@ _audiopost() {
     'tuning export-eq') words='--channel -o --output' ;;
     process) words="-t --tuning $stream --driver-compatible --json -q --quiet" ;;
     measure) words="$stream --sweep-level --tones --levels --json" ;;
-    plot) words='-o --output --block' ;;
+    plot) words='-o --output' ;;
     report) words="-o --output $stream" ;;
     meter) words='--raw --rate --channels --fast --json' ;;
   esac
