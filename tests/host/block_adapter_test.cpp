@@ -9,18 +9,13 @@ namespace {
 constexpr int kBlock = 256, kChannels = 2;
 using Pcm = std::vector<int16_t>;
 
-struct Chain {
-  Chain() : state(AudioPost_Init(host::preset("speech").data(), kBlock)) {}
-  ~Chain() { AudioPost_Destroy(state); }
-  AudioPostState* const state;
-};
+support::Chain speech() { return support::chain_of(host::preset("speech").data(), kBlock); }
 
 // The input padded to whole blocks with silence, processed and cut: what every way of feeding must give.
 Pcm expected(Pcm in) {
   const size_t length = in.size();
   in.resize((length / kChannels + kBlock - 1) / kBlock * kBlock * kChannels);
-  const Chain chain;
-  Pcm out = support::through_chain(chain.state, in, kChannels, kBlock);
+  Pcm out = support::through_chain(speech().get(), in, kChannels, kBlock);
   out.resize(length);
   return out;
 }
@@ -32,8 +27,8 @@ TEST_CASE("files of any length pushed in pieces of any size come out as long and
     for (int piece : {1, 100, 256, 1000, 5000}) {
       CAPTURES(frames, piece);
       const Pcm in = support::noise_pcm(frames * kChannels);
-      const Chain chain;
-      host::BlockAdapter adapter(chain.state, kChannels, kBlock);
+      const support::Chain chain = speech();
+      host::BlockAdapter adapter(chain.get(), kChannels, kBlock);
       Pcm out;
       for (int at = 0; at < frames; at += piece)
         adapter.push(in.data() + at * kChannels, std::min(piece, frames - at), out);
@@ -50,8 +45,8 @@ TEST_CASE("a live stream comes out one block late, in place and in pieces of any
   late.insert(late.end(), processed.begin(), processed.end());
   for (int piece : {1, 64, 255, 256, 700}) {
     CAPTURE(piece);
-    const Chain chain;
-    host::BlockAdapter adapter(chain.state, kChannels, kBlock);
+    const support::Chain chain = speech();
+    host::BlockAdapter adapter(chain.get(), kChannels, kBlock);
     CHECK(adapter.latency() == kBlock);
     Pcm stream = in;
     for (int at = 0; at < 6000; at += piece) {

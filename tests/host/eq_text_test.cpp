@@ -4,51 +4,39 @@
 #include <complex>
 #include <random>
 
-#include "host/fields.h"
+#include "host/files.h"
 #include "support.h"
 
 using host::Record;
 
 namespace {
 
+using Complex = std::complex<double>;
 constexpr double kPi = 3.141592653589793, kRate = 48000.0;
 
-double magnitude_dB(const double b[3], const double a[3], double hz) {
-  const std::complex<double> z = std::polar(1.0, -2.0 * kPi * hz / kRate);
-  return 20.0 * std::log10(std::abs((b[0] + b[1] * z + b[2] * z * z) / (a[0] + a[1] * z + a[2] * z * z)));
-}
-
-// What the text means, in double, straight from the cookbook with alpha = sin(w0) / 2Q (and never by a slope).
+// What the text means: the cookbook's analog filters at s = j tan(w / 2) / tan(w0 / 2), by Q and never by a slope.
 double expected_dB(char type, double fc, double gain_dB, double q, double hz) {
-  const double w0 = 2.0 * kPi * fc / kRate, c = std::cos(w0), alpha = std::sin(w0) / (2.0 * q);
-  const double A = std::pow(10.0, gain_dB / 40.0), r = 2.0 * std::sqrt(A) * alpha;
-  if (type == 'P') {
-    const double b[] = {1 + alpha * A, -2 * c, 1 - alpha * A}, a[] = {1 + alpha / A, -2 * c, 1 - alpha / A};
-    return magnitude_dB(b, a, hz);
-  }
-  if (type == 'l' || type == 'h') {  // low- and high-pass
-    const double edge = type == 'l' ? 1 - c : 1 + c;
-    const double b[] = {edge / 2, type == 'l' ? edge : -edge, edge / 2}, a[] = {1 + alpha, -2 * c, 1 - alpha};
-    return magnitude_dB(b, a, hz);
-  }
-  const double s = type == 'L' ? 1 : -1;  // shelves
-  const double b[] = {A * ((A + 1) - s * (A - 1) * c + r), s * 2 * A * ((A - 1) - s * (A + 1) * c),
-                      A * ((A + 1) - s * (A - 1) * c - r)};
-  const double a[] = {(A + 1) + s * (A - 1) * c + r, -s * 2 * ((A - 1) + s * (A + 1) * c),
-                      (A + 1) + s * (A - 1) * c - r};
-  return magnitude_dB(b, a, hz);
+  const Complex s(0, std::tan(kPi * hz / kRate) / std::tan(kPi * fc / kRate));
+  const double A = std::pow(10.0, gain_dB / 40.0), r = std::sqrt(A) / q;
+  const Complex h = type == 'P'   ? (s * s + s * A / q + 1.0) / (s * s + s / A / q + 1.0)  // peak
+                    : type == 'L' ? A * (s * s + r * s + A) / (A * s * s + r * s + 1.0)    // shelves
+                    : type == 'H'
+                        ? A * (A * s * s + r * s + 1.0) / (s * s + r * s + A)
+                        : (type == 'l' ? 1.0 : s * s) / (s * s + s / q + 1.0);  // low- and high-pass
+  return support::to_dB(std::abs(h));
 }
 
 // What EQ10 makes of a record: gain and every enabled band, designed by the library.
 double response_dB(const Record& record, int channel, double hz) {
-  double dB = record[static_cast<size_t>(20 + 5 * channel)];
-  for (size_t band = 0; band < 10; ++band) {
-    const float* const r = &record[100 + 50 * static_cast<size_t>(channel) + 5 * band];
+  const Complex z = std::polar(1.0, -2.0 * kPi * hz / kRate);
+  double dB = record[size_t(20 + 5 * channel)];
+  for (int band = 0; band < 10; ++band) {
+    const float* const r = &record[size_t(100 + 50 * channel + 5 * band)];
     if (r[0] != 1.0f) continue;
-    BiquadCoeffs k;
-    filter_calculateCoeffs(&k.b0, static_cast<int>(r[1]), static_cast<float>(kRate), r[2], r[3], r[4]);
-    const double b[] = {k.b0, k.b1, k.b2}, a[] = {1.0, k.a1, k.a2};
-    dB += magnitude_dB(b, a, hz);
+    float c[5];  // b0, b1, b2, a1, a2
+    filter_calculateCoeffs(c, int(r[1]), float(kRate), r[2], r[3], r[4]);
+    const std::array<double, 5> k = {c[0], c[1], c[2], c[3], c[4]};
+    dB += support::to_dB(std::abs((k[0] + z * (k[1] + z * k[2])) / (1.0 + z * (k[3] + z * k[4]))));
   }
   return dB;
 }
@@ -69,7 +57,7 @@ TEST_CASE("an imported filter has the response that its line stands for") {
   const double A = std::pow(10.0, 6.0 / 40.0);
   const auto q_of_slope = [&](double s) { return 1.0 / std::sqrt((A + 1.0 / A) * (1.0 / s - 1.0) + 2.0); };
   const struct {
-    const char* line;
+    std::string line;
     char type;
     double fc, gain_dB, q;
   } rows[] = {
@@ -90,9 +78,8 @@ TEST_CASE("an imported filter has the response that its line stands for") {
       {"HPQ Fc 60 Hz Q 1.2", 'h', 60, 0, 1.2},
   };
   for (const auto& r : rows) {
-    const std::string line = r.line;
-    CAPTURE(line);
-    const Record record = imported("\ufeffPreamp: -6.2 dB\r\nFilter  1: ON  " + line + "\r\n");
+    CAPTURES(r.line);
+    const Record record = imported("\ufeffPreamp: -6.2 dB\r\nFilter  1: ON  " + r.line + "\r\n");
     for (double hz = 20.0; hz < 20000.0; hz *= 1.5)
       CHECK(response_dB(record, 0, hz) + 6.2 ==
             doctest::Approx(expected_dB(r.type, r.fc, r.gain_dB, r.q, hz)).epsilon(0.002).scale(10.0));
@@ -101,8 +88,8 @@ TEST_CASE("an imported filter has the response that its line stands for") {
 
 TEST_CASE("an exported EQ reads back with the same response") {
   std::mt19937 random(3);
-  const auto between = [&](double low, double high) {
-    return static_cast<float>(low + (high - low) * static_cast<double>(random() % 10001) / 10000.0);
+  const auto between = [&](float low, float high) {
+    return low + (high - low) * float(random() % 10001) / 10000;
   };
   for (int round = 0; round < 50; ++round) {
     Record record = support::plain_record();
@@ -111,8 +98,8 @@ TEST_CASE("an exported EQ reads back with the same response") {
     for (size_t band = 0; band < 10; ++band) {
       float* const r = &record[150 + 5 * band];
       const int types[] = {0, 1, 2, 3, 4, 6, 7};
-      r[0] = static_cast<float>(random() % 2), r[1] = static_cast<float>(types[random() % std::size(types)]);
-      r[2] = between(30, 15000), r[3] = between(0.3, 1.0), r[4] = r[1] < 5.0f ? between(-20, 20) : 0.0f;
+      r[0] = float(random() % 2), r[1] = float(types[random() % std::size(types)]);
+      r[2] = between(30, 15000), r[3] = between(0.3f, 1), r[4] = r[1] < 5.0f ? between(-20, 20) : 0.0f;
     }
     std::vector<std::string> left_out;
     Record back = support::plain_record();
@@ -126,11 +113,11 @@ TEST_CASE("an exported EQ reads back with the same response") {
 
 TEST_CASE("what EQ10 has no place for is told, line by line") {
   std::vector<std::string> notes;
-  std::string text = "Room EQ\nNotes: none\nPreamp: -1 dB\nPreamp: -2 dB\nChannel: L\n";
-  text +=
-      "Filter 1: OFF PK Fc 100 Hz Gain 1 dB Q 1\nFilter 2: ON NO Fc 50 Hz\nFilter 3: ON PK Fc 100 Hz Gain 25 "
-      "dB Q 99\n";
-  text += "Filter 4: ON HSC Fc 30000 Hz Gain 2 dB Q 0.7\nFilter 5: ON None\n";
+  std::string text =
+      "Room EQ\nNotes: none\nPreamp: -1 dB\nPreamp: -2 dB\nChannel: L\n"
+      "Filter 1: OFF PK Fc 100 Hz Gain 1 dB Q 1\nFilter 2: ON NO Fc 50 Hz\n"
+      "Filter 3: ON PK Fc 100 Hz Gain 25 dB Q 99\n"
+      "Filter 4: ON HSC Fc 30000 Hz Gain 2 dB Q 0.7\nFilter 5: ON None\n";
   for (int i = 0; i < 11; ++i) text += "Filter: ON PK Fc 1000 Hz Gain 1 dB Q 1\n";
   const Record record = imported(text, &notes);
   CHECK(notes == std::vector<std::string>{"line 5: CHANNEL is left out", "line 6: left out: is off",
@@ -176,13 +163,6 @@ TEST_CASE("a filter line that is not understood is an error with its line and fi
       {"Preamp: loud", "eq.txt:2: Preamp: 'LOUD' is not a number"},
       {"nothing", "eq.txt: holds no line that begins with Filter"},
   };
-  for (const auto& r : rows) {
-    std::string error;
-    try {
-      imported(std::string("# a comment\n") + r.line + "\n");
-    } catch (const host::FileError& e) {
-      error = e.what();
-    }
-    CHECK(error == r.error);
-  }
+  for (const auto& r : rows)
+    CHECK(error_of([&] { imported(std::string("# a comment\n") + r.line + "\n"); }) == r.error);
 }

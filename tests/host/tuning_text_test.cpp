@@ -1,14 +1,11 @@
 // Tuning records as text and as files.
-#include <unistd.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <random>
 
 #include "host/check.h"
 #include "host/diff.h"
 #include "host/fields.h"
+#include "host/files.h"
 #include "host/tuning.h"
 #include "support.h"
 
@@ -17,27 +14,6 @@ using host::Record;
 namespace {
 
 bool same(const Record& a, const Record& b) { return std::memcmp(a.data(), b.data(), sizeof a) == 0; }
-
-// What the error says, or "" if there is none.
-std::string error_of(const std::string& text) {
-  try {
-    host::from_text(text, "t.toml");
-    return "";
-  } catch (const host::FileError& error) {
-    return error.what();
-  }
-}
-
-struct Directory {
-  std::filesystem::path path =
-      std::filesystem::temp_directory_path() / ("host_test_" + std::to_string(getpid()));
-  Directory() { std::filesystem::create_directory(path); }
-  ~Directory() { std::filesystem::remove_all(path); }
-  std::string with(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path / name, std::ios::binary) << bytes;
-    return (path / name).string();
-  }
-};
 
 }  // namespace
 
@@ -82,42 +58,35 @@ TEST_CASE("errors in a text name file, line and field") {
       {"[unread]\n500 = 1\n", "t.toml:2: unread.500: is not an index from 0 to 499"},
       {"[unread]\n30 = 1\n", "t.toml:2: unread.30: is AutoGain.target_i_dB; set it there"},
   };
-  for (const auto& r : rows) CHECK(error_of(r.text) == r.error);
-  CHECK(error_of("[chain]\nchannels = = 2\n").rfind("t.toml:2: ", 0) == 0);  // the parser's own words
-  CHECK(error_of("[chain]\nchannels = 2 # two\n").empty());
+  const auto said = [](const char* toml) { return error_of([&] { host::from_text(toml, "t.toml"); }); };
+  for (const auto& r : rows) CHECK(said(r.text) == r.error);
+  CHECK(said("[chain]\nchannels = = 2\n").rfind("t.toml:2: ", 0) == 0);  // the parser's own words
+  CHECK(said("[chain]\nchannels = 2 # two\n").empty());
 }
 
 TEST_CASE("a file is read as what it holds, and only a whole record is one") {
-  const Directory directory;
+  const Place place;
   Record record = host::preset("speech");
   record[499] = host::float_of(0xffc12345);
-  const std::string path = (directory.path / "record.bin").string();
+  const std::string path = place.of("record.bin");
   host::save_record(path, record);
   CHECK(same(host::load_tuning(path), record));
-  CHECK(same(host::load_tuning(directory.with("record.toml", host::to_text(record))), record));
+  CHECK(same(host::load_tuning(place.write("record.toml", host::to_text(record))), record));
   // Nothing is left beside them.
-  CHECK(std::distance(std::filesystem::directory_iterator(directory.path), {}) == 2);
+  CHECK(place.names() == std::set<std::string>{"record.bin", "record.toml"});
 
   const std::string bytes(reinterpret_cast<const char*>(record.data()), sizeof record);
   const struct {
     std::string path, error;
   } rows[] = {
-      {directory.with("short", bytes.substr(1)),
+      {place.write("short", bytes.substr(1)),
        ": is neither text nor a tuning record: it has 1999 bytes, a record has 2000"},
-      {directory.with("empty", ""), ": is empty"},
-      {directory.with("large", std::string((1 << 20) + 1, ' ')), ": is longer than 1048576 bytes"},
-      {directory.path.string(), ": is a directory"},
-      {(directory.path / "none").string(), ": no such file or directory"},
+      {place.write("empty", ""), ": is empty"},
+      {place.write("large", std::string((1 << 20) + 1, ' ')), ": is longer than 1048576 bytes"},
+      {place.path, ": is a directory"},
+      {place.of("none"), ": no such file or directory"},
   };
-  for (const auto& r : rows) {
-    std::string error;
-    try {
-      host::load_tuning(r.path);
-    } catch (const host::FileError& e) {
-      error = e.what();
-    }
-    CHECK(error == r.path + r.error);
-  }
+  for (const auto& r : rows) CHECK(error_of([&] { host::load_tuning(r.path); }) == r.path + r.error);
 }
 
 TEST_CASE("a difference is told in the words of the effect and its unit") {
