@@ -15,6 +15,7 @@ struct Run : Effect<DeEsserState, DeEsser_Process, DeEsser_Destroy> {
   // One block of a sine per channel; returns the shares of it that get through, on average.
   std::vector<double> block(const std::vector<double>& peaks, double hz, int n = kBlock) {
     std::vector<Samples> x;
+    x.reserve(peaks.size());
     for (double peak : peaks) x.push_back(sine(n, hz, kFs, peak, time));
     time += n;
     const auto y = run(x);

@@ -63,6 +63,17 @@ TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
     }
 }
 
+TEST_CASE("blocks down to 10 LU below the mean count, and none below that") {
+  // As long as a passage at -20 dBFS; at 10 % of the mean the quiet one is at -12.8 dB.
+  for (double quiet_dB : {-12.0, -13.5}) {
+    CAPTURE(quiet_dB);
+    Meter m(1, 400, 400);
+    for (double level_dBFS : {-20.0, -20 + quiet_dB}) m.feed({full_scale(level_dBFS)}, 1000, 20 * 48000);
+    const double mean = quiet_dB > -12.8 ? 10 * std::log10((1 + std::pow(10, quiet_dB / 10)) / 2) : 0;
+    CHECK(std::fabs(m.reading() - (-23.01 + mean)) < 0.05);
+  }
+}
+
 TEST_CASE("a full-scale sine reads by its channel's weight, whatever the sample format") {
   const double weights[] = {1, 1, 1, 1.41, 1.41, 1, 1};  // past the fifth: 1
   for (size_t ch = 0; ch < 7; ++ch) {
