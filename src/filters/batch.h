@@ -10,6 +10,7 @@ namespace filters {
 // the results that one effect after another would give. Whoever reads samples when it joins calls run() first.
 class Batch {
  public:
+  // cppcheck-suppress uninitMemberVar  ; kept_ is written before it is read, and long
   explicit Batch(int n) : n_(n) {}
   // Only reads its channels, as they are now; false where the block is too long to keep. `metered` hears where the ring
   // has got to.

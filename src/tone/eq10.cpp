@@ -133,7 +133,7 @@ bool tone::join(EQ10State& s, float** x, int n, filters::Batch& batch) {
   if (s.channels < 1 || s.channels > 2 || n < 1 || n > s.frame_length) return false;
   batch.run();
   filters::CascadeChannel cascade[2];
-  float* copies[2];
+  float* copies[2] = {};
   int cursor = 0;
   for (int ch = 0; ch < s.channels; ++ch) {
     keep_copy(s, s.in_copy, ch, x[ch], n);

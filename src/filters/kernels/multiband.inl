@@ -130,7 +130,7 @@ struct MultibandWave {
   }
   INLINED void keep(int) const {
     sections.keep(*lanes);
-    float envelopes[kBandLanes], values[kBandLanes];
+    float envelopes[kBandLanes] = {}, values[kBandLanes] = {};
     for (int v = 0; v < kBandVecs; ++v)
       store(envelopes + v * kLanes, envelope[v]), store(values + v * kLanes, value[v]);
     for (int c = 0; c < 2; ++c)

@@ -56,7 +56,7 @@ float lanes_peak(float peak, const float* x, int n) {
 // whether ties go up or down. A falling gain leaves the binade on its lowest value: what rounds to that from above may
 // round to less from below, where floats are denser.
 float lanes_ramp(float gain, float step, float* gains, int n) {
-  Vec counts;
+  Vec counts{};
   for (int lane = 0; lane < kLanes; ++lane) counts[lane] = static_cast<float>(lane);
   while (n >= 3) {
     gains[0] = gain + step;
