@@ -20,8 +20,9 @@ LoudnessMeter after_tones(const std::vector<Tone>& tones, int sample_rate) {
   LoudnessMeter meter(sample_rate, 2);
   for (const Tone& tone : tones) {
     std::vector<int16_t> pcm;
-    for (const float x : support::sine(int(tone.seconds * sample_rate), 1000, sample_rate,
-                                       support::full_scale(tone.level_dB)))
+    const auto length = int(tone.seconds * sample_rate);
+    for (const float x :
+         support::sine(length, 1000.0, double(sample_rate), support::full_scale(tone.level_dB)))
       pcm.insert(pcm.end(), 2, int16_t(std::lround(x)));
     for (size_t at = 0; at < pcm.size(); at += 2000)
       meter.add(&pcm[at], int(std::min<size_t>(2000, pcm.size() - at) / 2));

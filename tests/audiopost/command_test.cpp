@@ -253,8 +253,9 @@ TEST_CASE("every JSON is well formed, whatever the file's name and however short
                                       "meter a*", "process a* out.wav --driver-compatible"}) {
       CAPTURES(command, samples.size());
       // Python's reader would take NaN.
-      const std::string parse = "python3 -c 'import json, sys; json.load(sys.stdin, parse_constant=exit)'";
-      const auto done = shell.run("audiopost " + command + " --json | " + parse);
+      const auto done = shell.run("audiopost " + command +
+                                  " --json | python3 -c 'import json, sys; "
+                                  "json.load(sys.stdin, parse_constant=exit)'");
       CHECK_MESSAGE(done.status == 0, done.err);
     }
   }
