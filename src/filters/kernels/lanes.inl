@@ -172,12 +172,19 @@ struct Sections {
 
 // Steps 0 … n + lag - 1 of a wave whose last lane is `lag` frames behind: the first and the last ones with lanes
 // frozen, those in between with all lanes busy. `wave` is a local of the caller's whose address goes nowhere else: with
-// everything inlined it lives in registers.
-template <class Wave>
+// everything inlined it lives in registers. A large one doesn't, for all its steps; copied for the steps in between it
+// does, which pays where these are many instructions.
+template <bool kCopied = false, class Wave>
 INLINED void run_wave(Wave& wave, int lag, int n) {
   int t = 0;
   for (; t < lag; ++t) wave.template step<true>(t, n);
-  for (; t < n; ++t) wave.template step<false>(t, n);
+  if constexpr (kCopied) {
+    Wave all_busy = wave;
+    for (; t < n; ++t) all_busy.template step<false>(t, n);
+    wave = all_busy;
+  } else {
+    for (; t < n; ++t) wave.template step<false>(t, n);
+  }
   for (; t < n + lag; ++t) wave.template step<true>(t, n);
   const Wave done = wave;
   done.keep(n);

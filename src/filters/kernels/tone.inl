@@ -98,7 +98,8 @@ __attribute__((noinline)) void run_part(const Part& part, int n) {
   Lanes<4 * Wave::kQuads> lanes;
   part.place(lanes, 0);
   Wave wave{&lanes, Sections<typename Wave::Register, Wave::kRegisters>(lanes), part};
-  run_wave(wave, part.last_step(), n);
+  constexpr bool kCopied = Part::kQuads > 5;  // several effects
+  run_wave<kCopied>(wave, part.last_step(), n);
 }
 
 // ---- Bass enhancer ---------------------------------------------------------------------------------
