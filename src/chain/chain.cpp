@@ -88,7 +88,7 @@ void run_effects(AudioPostState& s, int n) {
       stage.process(s.effects[e], x, x, n);
     }
   }
-  batch.run();
+  batch.finish();
 }
 
 }  // namespace

@@ -35,29 +35,44 @@ void Batch::run() {
   run_cascade_and_multiband();
 }
 
+void Batch::finish() {
+  run();
+  if (meter_.count == 0) return;
+  kernels().meter(meter_.channels, meter_.count, n_, ring_);
+  end_meter();
+}
+
+void Batch::end_meter() {
+  metered_(meter_owner_, ring_);
+  meter_.count = 0;
+}
+
 void Batch::run_tone() {
   const Kernels& k = kernels();
-  const int count = bass_.count;
-  if (count > 0 && exciter_.count == count && de_esser_.count == count) {
-    const bool metering = meter_.count == count;
-    if (meter_.count > 0 && !metering) k.meter(meter_.channels, meter_.count, n_, ring_);
-    k.tone(bass_.channels, exciter_.channels, de_esser_.channels, count, n_, target_, owner_,
+  const int counts[] = {bass_.count, exciter_.count, de_esser_.count};
+  const int most = *std::max_element(counts, counts + 3);
+  const auto alike = std::count(counts, counts + 3, most), off = std::count(counts, counts + 3, 0);
+  if (most > 0 && alike > 1 && alike + off == 3) {
+    const bool metering = off == 0 && meter_.count == most;
+    k.tone(bass_.get(), exciter_.get(), de_esser_.get(), most, n_, target_, owner_,
            metering ? meter_.channels : nullptr, &ring_);
+    if (metering) end_meter();
   } else {
-    if (meter_.count > 0) k.meter(meter_.channels, meter_.count, n_, ring_);
     if (bass_.count > 0) k.bass(bass_.channels, bass_.count, n_);
     if (exciter_.count > 0) k.exciter(exciter_.channels, exciter_.count, n_);
     if (de_esser_.count > 0) k.de_esser(de_esser_.channels, de_esser_.count, n_, target_, owner_);
   }
-  if (meter_.count > 0) metered_(meter_owner_, ring_);
-  meter_.count = bass_.count = exciter_.count = de_esser_.count = 0;
+  bass_.count = exciter_.count = de_esser_.count = 0;
 }
 
 void Batch::run_cascade_and_multiband() {
   const Kernels& k = kernels();
   const int count = cascade_.count;
   if (count > 0 && multiband_.count == count) {
-    k.cascade_multiband(cascade_.channels, copies_, multiband_.channels, count, n_);
+    const bool metering = meter_.count == count;
+    k.cascade_multiband(cascade_.channels, copies_, multiband_.channels, count, n_,
+                        metering ? meter_.channels : nullptr, &ring_);
+    if (metering) end_meter();
   } else {
     if (count > 0) k.cascade(cascade_.channels, count, n_);
     for (int ch = 0; ch < count; ++ch) std::copy_n(cascade_.channels[ch].x, n_, copies_[ch]);

@@ -7,7 +7,8 @@
 namespace filters {
 
 // One block of one or two channels, in place. Effects join in processing order; run() computes what has joined, with
-// the results that one effect after another would give. Whoever reads samples when it joins calls run() first.
+// the results that one effect after another would give. Whoever reads samples when it joins calls run() first. The
+// meter changes none, so it may wait for a loop with lanes to spare, until finish().
 class Batch {
  public:
   // cppcheck-suppress uninitMemberVar  ; kept_ is written before it is read, and long
@@ -24,8 +25,10 @@ class Batch {
             int count);  // copies[ch], n long, of its output
   void join(const MultibandChannel* channels, int count);
   void run();
+  void finish();
 
  private:
+  void end_meter();
   void run_tone();
   void run_cascade_and_multiband();
 
@@ -33,6 +36,7 @@ class Batch {
   struct Part {
     Channel channels[2];
     int count = 0;
+    const Channel* get() const { return count > 0 ? channels : nullptr; }
     void take(const Channel* from, int how_many) {
       for (count = 0; count < how_many; ++count) channels[count] = from[count];
     }

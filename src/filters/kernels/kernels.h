@@ -111,14 +111,17 @@ struct Kernels {
   // target(owner, channel, sum so far) for the gain to end the block with, and cross-fades into the notch.
   void (*de_esser)(const DeEsserChannel* channels, int count, int n,
                    float (*target)(void* owner, int channel, float energy), void* owner);
-  // Bass enhancer, exciter and de-esser one after another; each takes what the one before it gives out, of which only
-  // the last is written. Beside them, if there is one, the meter of as many channels.
+  // Two or three of bass enhancer, exciter and de-esser, null for one that is off, one after another; each takes what the
+  // one before it gives out, of which only the last is written. Beside them, if there is one, the meter of as many
+  // channels.
   void (*tone)(const BassChannel* bass, const ExciterChannel* exciter, const DeEsserChannel* de_esser,
                int count, int n, float (*target)(void* owner, int channel, float energy), void* owner,
                const MeterChannel* meter, MeterRing* ring);
-  // A cascade and the compressor after it. between[ch], n long, takes what passes from one to the other.
+  // A cascade and the compressor after it; between[ch], n long, takes what passes from one to the other. Beside them, if
+  // there is one, the meter of as many channels.
   void (*cascade_multiband)(const CascadeChannel* cascade, float* const* between,
-                            const MultibandChannel* multiband, int count, int n);
+                            const MultibandChannel* multiband, int count, int n, const MeterChannel* meter,
+                            MeterRing* ring);
   // Any number of channels. They take their places in the ring one after another.
   void (*meter)(const MeterChannel* channels, int count, int n, MeterRing& ring);
 

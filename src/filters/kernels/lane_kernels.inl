@@ -10,6 +10,12 @@
 
 #include "filters/kernels/sums.inl"
 
+#include "filters/kernels/parts.inl"
+
 #include "filters/kernels/tone.inl"
+
+#include "filters/kernels/meter.inl"
+
+#include "filters/kernels/joined.inl"
 
 #include "filters/kernels/pcm.inl"

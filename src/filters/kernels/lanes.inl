@@ -189,27 +189,3 @@ INLINED void run_wave(Wave& wave, int lag, int n) {
   const Wave done = wave;
   done.keep(n);
 }
-
-// Two waves in one loop, the second a step behind what the first has finished. They hand frames over in memory.
-template <class First, class Second>
-struct Joined {
-  First first;
-  Second second;
-  int behind;        // steps, from the first to the second
-  int lag_of_first;  // in frames
-
-  template <bool kEdge>
-  INLINED void step(int t, int n) {
-    // Before its first frame and after its last a wave has nothing to do.
-    if (!kEdge || t < n + lag_of_first) first.template step<kEdge>(t, n);
-    if (!kEdge || t >= behind) second.template step<kEdge>(t - behind, n);
-  }
-  INLINED void keep(int n) const {
-    first.keep(n);
-    second.keep(n);
-  }
-};
-template <class First, class Second>
-Joined<First, Second> joined(const First& first, int lag_of_first, const Second& second) {
-  return {first, second, lag_of_first + 1, lag_of_first};
-}

@@ -173,14 +173,6 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
   }
 }
 
-[[maybe_unused]] void plain_cascade_multiband(const CascadeChannel* cascade, float* const* between,
-                                              const MultibandChannel* multiband, int count, int n) {
-  plain_cascade(cascade, count, n);
-  for (int ch = 0; ch < count; ++ch)
-    if (n > 0) __builtin_memcpy(between[ch], cascade[ch].x, static_cast<unsigned long>(n) * sizeof(float));
-  plain_multiband(multiband, count, n);
-}
-
 // ---- Loudness meter --------------------------------------------------------------------------------
 [[maybe_unused]] void plain_meter(const MeterChannel* channels, int count, int n, MeterRing& ring) {
   for (int ch = 0; ch < count; ++ch) {
@@ -202,14 +194,25 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
   }
 }
 
+// ---- Effects that share a loop ---------------------------------------------------------------------
 [[maybe_unused]] void plain_tone(const BassChannel* bass, const ExciterChannel* exciter,
                                  const DeEsserChannel* de_esser, int count, int n,
                                  float (*target)(void*, int, float), void* owner, const MeterChannel* meter,
                                  MeterRing* ring) {
   if (meter) plain_meter(meter, count, n, *ring);
-  plain_bass(bass, count, n);
-  plain_exciter(exciter, count, n);
-  plain_de_esser(de_esser, count, n, target, owner);
+  if (bass) plain_bass(bass, count, n);
+  if (exciter) plain_exciter(exciter, count, n);
+  if (de_esser) plain_de_esser(de_esser, count, n, target, owner);
+}
+
+[[maybe_unused]] void plain_cascade_multiband(const CascadeChannel* cascade, float* const* between,
+                                              const MultibandChannel* multiband, int count, int n,
+                                              const MeterChannel* meter, MeterRing* ring) {
+  if (meter) plain_meter(meter, count, n, *ring);
+  plain_cascade(cascade, count, n);
+  for (int ch = 0; ch < count; ++ch)
+    if (n > 0) __builtin_memcpy(between[ch], cascade[ch].x, static_cast<unsigned long>(n) * sizeof(float));
+  plain_multiband(multiband, count, n);
 }
 
 // ---- Levels and gains of a block -------------------------------------------------------------------

@@ -5,6 +5,8 @@ constexpr int kLanes = 4;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
 typedef Vec Quad;
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
+// Whether a large wave may store its state at every step.
+constexpr bool kStoresHidden = false;
 
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
 Vec root(Vec x) { return vsqrtq_f32(x); }
