@@ -20,7 +20,7 @@ struct ToneBlock {
   DeEsserPart de_esser_after(int lag) { return DeEsserPart(de_esser, lag + 1, n, frames, made); }
 
   template <bool kFloor>
-  void run(MeterFrames* meter) {
+  void run_from_bass(MeterFrames* meter) {
     using Bass = BassPart<kFloor>;
     constexpr int kBassLag = Bass::kLag, kBothLag = kBassLag + 1 + ExciterPart::kLag;
     if (!de_esser[0]) return run_part(bass_and_exciter<Bass>(), n);
@@ -34,8 +34,8 @@ struct ToneBlock {
     else
       run_part(all, n);
   }
-  void run(MeterFrames* meter) {
-    if (bass[0]) return bass[0]->floor_highpass ? run<true>(meter) : run<false>(meter);
+  void run(MeterFrames* meter) {  // which there is only beside all three
+    if (bass[0]) return bass[0]->floor_highpass ? run_from_bass<true>(meter) : run_from_bass<false>(meter);
     run_part(Parts<ExciterPart, DeEsserPart>{ExciterPart(exciter, 0, frames), de_esser_after(ExciterPart::kLag)},
              n);
   }
