@@ -102,12 +102,16 @@ struct QuadOfSections {
     b0 = alternate(even, odd), b1 = alternate_last(even, odd);
     b2 = alternate(even_last, odd_last), a1 = alternate_last(even_last, odd_last);
     a2 = Quad{c[0]->a2, c[1]->a2, c[2]->a2, c[3]->a2};
-    s1 = Quad{h[0]->s1, h[1]->s1, h[2]->s1, h[3]->s1}, s2 = Quad{h[0]->s2, h[1]->s2, h[2]->s2, h[3]->s2};
+    const Quad first = pairs_of(quad_pairs(&h[0]->s1), quad_pairs(&h[1]->s1));
+    const Quad last = pairs_of(quad_pairs(&h[2]->s1), quad_pairs(&h[3]->s1));
+    s1 = __builtin_shufflevector(first, last, 0, 2, 4, 6), s2 = __builtin_shufflevector(first, last, 1, 3, 5, 7);
   }
 };
 
 INLINED void keep_quad(Quad s1, Quad s2, BiquadHistory* const* h) {
-  for (int lane = 0; lane < 4; ++lane) *h[lane] = {s1[lane], s2[lane]};
+  const Quad first = alternate(s1, s2), last = alternate_last(s1, s2);
+  store_pair(&h[0]->s1, first), store_last_pair(&h[1]->s1, first);
+  store_pair(&h[2]->s1, last), store_last_pair(&h[3]->s1, last);
 }
 
 INLINED Quad quad_at(const Quad* q, int i) { return q[i]; }

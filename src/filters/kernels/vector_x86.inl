@@ -20,9 +20,12 @@ Quad smaller(Quad a, Quad b) { return _mm_min_ps(a, b); }
 Quad larger(Quad a, Quad b) { return _mm_max_ps(a, b); }
 
 // The pair at p in every pair of lanes.
-Vec every_pair(const float* p) {
-  return _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<const double*>(p)));
+double pair_at(const float* p) {
+  double pair;
+  __builtin_memcpy(&pair, p, sizeof pair);
+  return pair;
 }
+Vec every_pair(const float* p) { return _mm256_castpd_ps(_mm256_set1_pd(pair_at(p))); }
 // v moved up by one pair, with the last pair of `before` below it.
 Vec pair_up(Vec before, Vec v) {
 #if defined(__AVX512VL__)
@@ -47,7 +50,7 @@ Vec pair_down(Vec v, Quad after) {
 // `before` below v, moved up by one quad.
 Vec quad_up(Vec before, Vec v) { return _mm256_permute2f128_ps(before, v, 0x21); }
 
-Quad quad_pairs(const float* p) { return _mm_castpd_ps(_mm_loaddup_pd(reinterpret_cast<const double*>(p))); }
+Quad quad_pairs(const float* p) { return _mm_castpd_ps(_mm_set1_pd(pair_at(p))); }
 Quad quad_of(const Vec* v, int q) {
   return q % 2 ? _mm256_extractf128_ps(v[q / 2], 1) : _mm256_castps256_ps128(v[q / 2]);
 }
