@@ -137,7 +137,8 @@ void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
   const int lag = wave.behind + kMultibandLag;
   if constexpr (kFour)
     if (meter) {
-      const PartLanes<MeterPart> lanes{MeterPart(*meter)};
+      const MeterPart part(*meter);
+      const PartLanes<MeterPart> lanes(part);
       SideBySide<decltype(wave), PartWave<MeterPart>> both{wave, lanes.wave()};
       return run_wave(both, lag, n);
     }

@@ -89,12 +89,12 @@ struct PartWave {
   }
 };
 
-// A part in its lanes.
+// The lanes of a part.
 template <class Part>
 struct PartLanes {
   using Wave = PartWave<Part>;
   Lanes<4 * Wave::kQuads> lanes;
-  Part part;
+  const Part& part;
 
   explicit PartLanes(const Part& p) : part(p) { part.place(lanes, 0); }
   INLINED Wave wave() const {
