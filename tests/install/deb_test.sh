@@ -39,3 +39,10 @@ cp tuning.bin 0522_48000HZ.bin
 cp in.pcm raw.pcm
 "${run[@]}" root/usr/bin/process_file >/dev/null 2>&1
 [[ $(stat -c %s process.pcm) == $((768012 / 4096 * 4096)) ]]
+
+# What a cross build leaves out.
+if [[ $arch == $(dpkg --print-architecture) ]]; then
+  root/usr/bin/audiopost process --raw --quiet --driver-compatible --tuning tuning.bin in.pcm out.pcm
+  cmp out.pcm process.pcm
+  [[ -s root/usr/share/man/man1/audiopost-process.1.gz && -s root/usr/share/zsh/vendor-completions/_audiopost ]]
+fi
