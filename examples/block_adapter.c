@@ -39,9 +39,9 @@ int main(void) {
   AudioPostParam tuning;
   int16_t piece[1000 * CHANNELS];
   FILE* file = fopen("tuning.bin", "rb");
-  if (!file || fread(tuning, sizeof(float), AUDIOPOST_PARAM_LENGTH, file) != AUDIOPOST_PARAM_LENGTH)
-    return EXIT_FAILURE;
+  if (!file || fread(tuning, sizeof tuning, 1, file) != 1) return EXIT_FAILURE;
   fclose(file);
+  if (tuning[3] != CHANNELS) return EXIT_FAILURE; /* the chain reads and writes as many as the record says */
   adapter.chain = AudioPost_Init(tuning, BLOCK);
   if (!adapter.chain) return EXIT_FAILURE;
   for (int n = 0;; ++n) {

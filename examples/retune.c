@@ -9,7 +9,7 @@
 
 enum { BLOCK = 480, SECOND = 100 }; /* frames in a block, blocks in a second */
 /* Indices of the tuning record: docs/tuning-record.md. */
-enum { DRC_FLAG = 15, LIMITER_FLAG = 17, EQ10_SECTION = 100, LIMITER_SECTION = 400 };
+enum { CHANNELS = 3, DRC_FLAG = 15, LIMITER_FLAG = 17, EQ10_SECTION = 100, LIMITER_SECTION = 400 };
 
 /* One effect: the last band of both channels becomes a dip at 3 kHz. The chain's equalizer goes on without a click.
  * Without one this does nothing. */
@@ -41,9 +41,9 @@ int main(void) {
   AudioPostParam tuning;
   int16_t block[BLOCK * 2];
   FILE* file = fopen("tuning.bin", "rb");
-  if (!file || fread(tuning, sizeof(float), AUDIOPOST_PARAM_LENGTH, file) != AUDIOPOST_PARAM_LENGTH)
-    return EXIT_FAILURE;
+  if (!file || fread(tuning, sizeof tuning, 1, file) != 1) return EXIT_FAILURE;
   fclose(file);
+  if (tuning[CHANNELS] != 2) return EXIT_FAILURE; /* the chain reads and writes as many as the record says */
   AudioPostState* chain = AudioPost_Init(tuning, BLOCK);
   if (!chain) return EXIT_FAILURE;
   for (int n = 0; fread(block, 4, BLOCK, stdin) == BLOCK; ++n) {

@@ -15,10 +15,12 @@
  *     processing on the same handle.
  *   - Process functions neither allocate, lock, log nor wait. They may treat denormal numbers as zero.
  *   - Init returns null for a wrong bit_rate (after a message), when memory runs out, and for more than 1024
- *     channels or 2^26 samples in a block of all channels. Destroy returns 0, or -3 for a null handle.
+ *     channels or 2^26 samples in a block, or a meter's window, of all channels. Destroy returns 0, or -3 for
+ *     a null handle.
  *   - Messages go to standard error. Where a function is said to end the process, it does so with exit(-1)
  *     after one.
- *   - A channel or band number outside the handle's range changes nothing.
+ *   - A channel or band number outside the handle's range changes nothing; a linked handle does not look at the
+ *     channel number.
  */
 #ifndef ZELKAUDIO_EFFECT_EQDRC_H
 #define ZELKAUDIO_EFFECT_EQDRC_H
@@ -54,8 +56,8 @@ typedef struct AudioPostState AudioPostState;
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen);
 
 /** Processes one block.
- *  input, output  interleaved signed 16-bit PCM: frames x channels samples (channels of the record); may
- *                 be the same
+ *  input, output  interleaved signed 16-bit PCM: frames x channels samples, channels being index 3 of the record
+ *                 that Init was given, so a host whose blocks have a fixed count compares first; may be the same
  *  channels_hint  ignored; the record's channel count holds
  *  frames         must be the swFrmLen of Init, or the process ends
  *  Each sample is scaled by its channel's gain, passed through the effects whose enable flag is exactly
@@ -84,33 +86,37 @@ void AudioPost_SetPara(AudioPostState* state, const float* param, int32_t swFrmL
  *  state is answered with a message. */
 void AudioPost_GetPara(AudioPostState* state, float* param);
 
-/** Gives the equalizer new settings, creating it if it does not exist; does nothing while the EQ10 flag is 0.
+/* Those that return an int pass on what the effect's function returns. */
+
+/** Gives the equalizer new settings, creating it if it does not exist; does nothing, and returns 0, while the EQ10
+ *  flag is 0.
  *  section  100 floats; a third channel and further ones of an unlinked chain read zeros */
-void AudioPost_EQ10_SetPara(AudioPostState* state, const float* section);
+int AudioPost_EQ10_SetPara(AudioPostState* state, const float* section);
 /** Writes the equalizer's settings; without an equalizer the process ends.
  *  section  100 floats: the records of the first two channels */
 void AudioPost_EQ10_GetPara(AudioPostState* state, float* section);
-/** EQ10_GetData of the chain's equalizer; returns 0 without one. */
+/** EQ10_GetData of the chain's equalizer; returns 0 without one, or with one that a retune made for more channels than
+ *  the chain has. */
 int AudioPost_EQ10_GetData(AudioPostState* state, float** in_dst, float** out_dst);
 
 /** MultiBandDRC_Crossover_AdjustPara on the chain's compressor; without one the process ends. */
-void AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* state, int32_t channel, float low_freq_end,
-                                                 float high_freq_start, float mid1_freq_start,
-                                                 float mid1_freq_end, float mid2_freq_start,
-                                                 float mid2_freq_end);
+int AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* state, int32_t channel, float low_freq_end,
+                                                float high_freq_start, float mid1_freq_start,
+                                                float mid1_freq_end, float mid2_freq_start,
+                                                float mid2_freq_end);
 /** MultiBandDRC_DRC_AdjustPara on the chain's compressor; without one the process ends. */
-void AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* state, int32_t channel, int32_t band,
-                                           int32_t drc_enable, float gain_dB, float compress_start,
-                                           float expand_end, float noise_threshold, float max_gain,
-                                           float max_peak, float attack_time, float release_time,
-                                           float hold_time);
+int AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* state, int32_t channel, int32_t band,
+                                          int32_t drc_enable, float gain_dB, float compress_start,
+                                          float expand_end, float noise_threshold, float max_gain,
+                                          float max_peak, float attack_time, float release_time,
+                                          float hold_time);
 /** Maximizer_AdjustPara on the chain's peak stage; without one the process ends. */
-void AudioPost_Maximizer_AdjustPara(AudioPostState* state, int32_t channel, float max_threshold,
-                                    float ceiling, float release);
+int AudioPost_Maximizer_AdjustPara(AudioPostState* state, int32_t channel, float max_threshold, float ceiling,
+                                   float release);
 /** Agc_AdjustPara on the chain's peak stage; without one the process ends. */
-void AudioPost_Agc_AdjustPara(AudioPostState* state, int32_t channel, float compress_start, float expand_end,
-                              float noise_threshold, float max_gain, float max_peak, float attack_time,
-                              float release_time, float hold_time);
+int AudioPost_Agc_AdjustPara(AudioPostState* state, int32_t channel, float compress_start, float expand_end,
+                             float noise_threshold, float max_gain, float max_peak, float attack_time,
+                             float release_time, float hold_time);
 
 /* ==== Biquad section ================================================================================== */
 
@@ -438,8 +444,8 @@ float table_search(int32_t last, const float* table, float x, float start, float
  *    +9  attack_time, +10 release_time, +11 hold_time    ms, integers; hold_time has no effect
  *  The follower rises (attack) only for samples above it: negative samples always release. Curve corners out
  *  of order are warned about and used. A crossover_band outside 2 ... 4 is stored and reported as it is:
- *  none or less gives silence, 1 the low band alone, 5 and more the first three, each band from the fifth on
- *  with a message. */
+ *  none or less gives silence, 1 the low band alone, 5 and more the first three, each band from the fifth to
+ *  the hundredth with a message. */
 typedef struct MultiBandDRCState MultiBandDRCState;
 
 /** Creates a compressor; a null section gives one that answers silence until MultiBandDRC_SetPara.
@@ -496,9 +502,11 @@ typedef struct MaximizerState MaximizerState;
  *  More than two channels end the process. */
 MaximizerState* Maximizer_Init(const float* section, int bit_rate, int sample_rate, int channels,
                                int swFrmLen, int channel_link);
-/** Limits n samples of each channel. Over max_threshold the gain falls by the first sample that would pass
- *  full scale otherwise, and the output is not clipped; at or below it the gain follows the release and the
- *  output is limited to full scale. The gain starts at 0: a new stream rises from silence. The second
+/** Limits n samples of each channel. In a block whose peak is over max_threshold the gain reaches its target
+ *  by the block's end, or by the first sample that would pass full scale otherwise, and the output is not clipped:
+ *  steady sound comes out below the ceiling, the first block of a louder one may reach full scale. At or below
+ *  max_threshold the gain follows the release and the output is limited to full scale. The gain starts at 0: a new
+ *  stream rises from silence. The second
  *  channel is driven by the louder of both channels' peaks, the first by its own. Returns the channel
  *  count. */
 int Maximizer_Process(MaximizerState* state, float** in, float** out, int n);

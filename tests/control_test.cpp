@@ -171,5 +171,10 @@ TEST_CASE("a record that changes channels or bit rate in mid-stream leaves memor
     settings(chain);
     retune(chain, before);
     CHECK(process(chain, pcm) == pcm);  // auto gain is off again
+
+    const Chain late = chain_of(plain_record());
+    retune(late, after);  // creates an equalizer for the new count, which the buffers do not have
+    process(late, pcm);
+    if (r[0] > 2) CHECK(AudioPost_EQ10_GetData(late.get(), nullptr, nullptr) == 0);
   }
 }

@@ -72,6 +72,7 @@ TEST_CASE("the driver sends whole blocks of its input through the chain, and say
       {"short tuning", kError, "?", 0, kBlock, 20, -6, 1999},
       {"long tuning", kChain, "?", 0, kBlock, 20, -6, 2004},
       {"wrong version", kCopy, "you should use version 2.00!", 1, kBlock, 4, 1},
+      {"more channels", kCopy, "The record has more channels than the file\n", 1, kBlock, 3, 1024},
       {"wrong rate", kChain, rate, 1, kBlock, 0, 44100},
       {"rate truncated", kChain, rate, 0, kBlock, 0, 48000.9f},
       {"no input", kNothing, "open file fail", 1},

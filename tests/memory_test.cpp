@@ -70,11 +70,16 @@ bool disarm() {
 
 }  // namespace
 
-TEST_CASE("processing allocates and frees nothing, with every effect on") {
+TEST_CASE("processing and reading settings allocate and free nothing, with every effect on") {
   AudioPostState* chain = AudioPost_Init(full_record().data(), kFrames);
   REQUIRE(chain);
   const long created = calls;
-  for (int block = 0; block < 100; ++block) process(chain);
+  Record settings = full_record();
+  for (int block = 0; block < 100; ++block) {
+    process(chain);
+    AudioPost_GetPara(chain, settings.data());
+    AudioPost_EQ10_GetPara(chain, settings.data() + 100);
+  }
   CHECK(calls == created);
   AudioPost_Destroy(chain);
   CHECK(calls > created);

@@ -219,7 +219,7 @@ TEST_CASE("an adjusted handle sounds like one that was created so, for the chann
     const Drc adjusted = drc_of(s, 2, r.link);
     MultiBandDRC_DRC_AdjustPara(adjusted, r.channel, r.band, 1, 3, -30, -55, -70, 9, -6, 5.9f, 50.9f, 8.9f);
     MultiBandDRC_Crossover_AdjustPara(adjusted, r.channel, 150, 6000, 170, 900, 950, 5500);
-    for (int ch = 0; ch < 2 && (r.channel == 0 || r.channel == 1); ++ch) {
+    for (int ch = 0; ch < 2; ++ch) {
       if (!r.link && ch != r.channel) continue;
       const float band[10] = {3, 1, -30, -55, -70, 9, -6, 5, 50, 8};
       if (r.band >= 0 && r.band < 4) std::copy_n(band, 10, s.begin() + 100 * ch + kBandAt[r.band] + 2);

@@ -26,6 +26,13 @@ void read_tuning(const char* path, AudioPostParam& record) {
   std::exit(-1);
 }
 
+// A chain takes as many channels as its record says, and a block has room for the file's two.
+bool fits_block(const AudioPostParam& record) {
+  if (common::truncate_to_int(record[3]) <= kChannels) return true;
+  std::fputs("The record has more channels than the file\n", stderr);
+  return false;
+}
+
 // Whole blocks only: a final partial block is dropped. A null handle leaves every block as it was.
 void process_blocks(AudioPostState* chain, std::FILE* input, std::FILE* output) {
   Block block;
@@ -50,7 +57,7 @@ void process_blocks(AudioPostState* chain, std::FILE* input, std::FILE* output) 
   if (common::truncate_to_int(record[0]) != 48000) std::fputs("Sample rate is wrong \n", stderr);
 
   const std::clock_t start = std::clock();
-  AudioPostState* chain = AudioPost_Init(record, kFrames);
+  AudioPostState* chain = fits_block(record) ? AudioPost_Init(record, kFrames) : nullptr;
   process_blocks(chain, input, output);
   const double seconds = static_cast<double>(std::clock() - start) / 1000000.0;
   std::printf("Finished, speech_time = %f, cost_time = %f\n", 0.0, seconds);

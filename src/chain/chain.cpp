@@ -22,6 +22,11 @@ int usable_channels(const AudioPostState& chain) {
   return std::max(0, std::min(chain.channels, static_cast<int>(chain.channel_buf.size())));
 }
 
+bool outgrows_record(const AudioPostState& chain) {
+  return std::max(chain.channels, *std::max_element(chain.effect_channels, std::end(chain.effect_channels))) >
+         2;
+}
+
 std::vector<float> padded(const float* floats, int count) {
   std::vector<float> copy(kEq10Section + size_t{kEq10ChannelLength} * common::kMaxChannels);
   std::copy_n(floats, count, copy.begin());
@@ -65,7 +70,11 @@ bool wanted(const AudioPostState& chain, int row) {
 
 void create_effect(AudioPostState& chain, int row, const float* section) {
   chain.effects[row] = kEffectTable[row].init(chain, section);
-  chain.effect_channels[row] = chain.channels;
+  chain.effect_channels[row] = chain.effects[row] ? chain.channels : 0;
+}
+
+bool has_buffers(const AudioPostState& chain, int row) {
+  return chain.effect_channels[row] <= static_cast<int>(chain.channel_buf.size());
 }
 
 }  // namespace chain
@@ -73,13 +82,12 @@ void create_effect(AudioPostState& chain, int row, const float* section) {
 // ---- Process ---------------------------------------------------------------------------------------
 namespace {
 
-// A stage whose effect could not be created, or was created by a retune for more channels than there are
-// buffers, does not run.
+// A stage whose effect could not be created, or has no buffers, does not run.
 void run_effects(AudioPostState& s, int n) {
   float** const x = s.channel_buf.data();
   filters::Batch batch(n);
   for (int e = 0; e < chain::kEffectCount; ++e) {
-    if (!s.effects[e] || s.effect_channels[e] > static_cast<int>(s.channel_buf.size())) continue;
+    if (!s.effects[e] || !chain::has_buffers(s, e)) continue;
     const chain::Effect& effect = chain::kEffectTable[e];
     for (const chain::Stage& stage : effect.stages) {
       if (!stage.process || s.enable[stage.flag] != 1) continue;
@@ -149,7 +157,7 @@ AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
     for (int e = 0; e < chain::kEffectCount; ++e) {
       if (!chain::wanted(*s, e)) continue;
       chain::create_effect(*s, e, record.data() + chain::kEffectTable[e].section);
-      if (!s->effects[e]) return nullptr;  // only shortage of memory is left as a cause
+      if (!s->effects[e]) return nullptr;  // no memory, or a window too large for it
       chain::kEffectTable[e].print(s->effects[e]);
     }
     return s.release();

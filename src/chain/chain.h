@@ -59,8 +59,9 @@ struct AudioPostState {
   void* effects[chain::kEffectCount];
 
   // Beyond the documented fields.
-  std::vector<float> samples;                // what channel_buf points into
-  int effect_channels[chain::kEffectCount];  // the channel count that each effect was created for
+  std::vector<float> samples;  // what channel_buf points into
+  int effect_channels
+      [chain::kEffectCount];  // the channel count that each effect was created for, 0 without it
 
   ~AudioPostState();
 };
@@ -71,8 +72,11 @@ namespace chain {
 // Init only.
 int usable_channels(const AudioPostState& chain);
 
-// A copy of `count` floats of the host's, followed by the zeros that the effects may read beyond them: the
-// equalizer has a record per channel, and any number of channels.
+// Whether an effect of the chain, or one that may now be created, reads and writes beyond the host's floats: the
+// equalizer has a record for every channel, and only those of two channels lie within.
+bool outgrows_record(const AudioPostState& chain);
+
+// A copy of `count` floats of the host's, with the zeros behind them that any number of channels reads.
 std::vector<float> padded(const float* floats, int count);
 
 // The parts that Init and SetPara share.
@@ -83,5 +87,8 @@ bool version_fits(const AudioPostState& chain,
                   const char* function);            // says so in the name of `function` if not
 bool wanted(const AudioPostState& chain, int row);  // any of the effect's flags is set
 void create_effect(AudioPostState& chain, int row, const float* section);  // leaves null without memory
+
+// An effect created by a retune for more channels than there are buffers has none to work on.
+bool has_buffers(const AudioPostState& chain, int row);
 
 }  // namespace chain

@@ -8,6 +8,13 @@
 // ---- The whole chain -------------------------------------------------------------------------------
 namespace {
 
+// Calls `use` with the host's floats, as if zeros followed them.
+template <class Use>
+void with_zeros_behind(const AudioPostState& s, const float* floats, int count, Use use) {
+  if (!chain::outgrows_record(s)) return use(floats);
+  common::null_without_memory([&] { use(chain::padded(floats, count).data()); });
+}
+
 // An effect that is already there keeps its memory as far as its own SetPara lets it; one that the record turns off is
 // neither destroyed nor reset, it only stops running.
 void retune_effects(AudioPostState& s, const float* padded_record) {
@@ -29,14 +36,13 @@ void AudioPost_SetPara(AudioPostState* s, const float* param, int32_t swFrmLen) 
     LOG_LINE("error, swFrmLen is wrong!\n\n");
     common::end_process();
   }
-  common::null_without_memory([&] {
-    const std::vector<float> record = chain::padded(param, AUDIOPOST_PARAM_LENGTH);
-    // The header is stored before the version is looked at, and stays stored if the version is wrong.
-    chain::load_header(*s, param);
-    if (!chain::version_fits(*s, "AudioPost_SetPara")) return;
-    chain::load_flags(*s, param);
-    chain::load_gains(*s, record.data());
-    retune_effects(*s, record.data());
+  // The header is stored before the version is looked at, and stays stored if the version is wrong.
+  chain::load_header(*s, param);
+  if (!chain::version_fits(*s, "AudioPost_SetPara")) return;
+  with_zeros_behind(*s, param, AUDIOPOST_PARAM_LENGTH, [&](const float* record) {
+    chain::load_flags(*s, record);
+    chain::load_gains(*s, record);
+    retune_effects(*s, record);
   });
 }
 
@@ -51,10 +57,10 @@ void store_header(const AudioPostState& s, float* record) {
   for (int i = 0; i < chain::kFlags; ++i) record[chain::kFirstFlag + i] = static_cast<float>(s.enable[i]);
 }
 
-// Calls `fill` with room for as much as the equalizer writes for any number of channels, then hands the host the first
-// `count` floats of it. What `fill` does not write keeps the host's values.
+// Lets `fill` write into the host's floats; what it writes beyond `count` of them is lost.
 template <class Fill>
-void fill_within(float* floats, int count, Fill fill) {
+void fill_within(const AudioPostState& s, float* floats, int count, Fill fill) {
+  if (!chain::outgrows_record(s)) return fill(floats);
   common::null_without_memory([&] {
     std::vector<float> room = chain::padded(floats, count);
     fill(room.data());
@@ -69,7 +75,7 @@ void AudioPost_GetPara(AudioPostState* s, float* param) {
     LOG_LINE("error, EQ_DRC doesn't init!\n\n");
     return;
   }
-  fill_within(param, AUDIOPOST_PARAM_LENGTH, [&](float* record) {
+  fill_within(*s, param, AUDIOPOST_PARAM_LENGTH, [&](float* record) {
     store_header(*s, record);
     // The stride is that of an unlinked record, also for a linked chain.
     for (int ch = 0; ch < chain::usable_channels(*s); ++ch)
@@ -99,59 +105,63 @@ State* required(AudioPostState* s, chain::EffectRow row, const char* function, c
 
 }  // namespace
 
-void AudioPost_EQ10_SetPara(AudioPostState* s, const float* section) {
-  if (!s || s->enable[chain::kEq10Flag] == 0) return;
-  common::null_without_memory([&] {
-    const std::vector<float> copy = chain::padded(section, chain::kEq10SectionLength);
-    if (s->effects[chain::kEq10])
-      chain::kEffectTable[chain::kEq10].set_para(s->effects[chain::kEq10], copy.data());
+int AudioPost_EQ10_SetPara(AudioPostState* s, const float* section) {
+  if (!s || s->enable[chain::kEq10Flag] == 0) return 0;
+  auto* eq = effect_of<EQ10State>(s, chain::kEq10);
+  int result = 0;
+  with_zeros_behind(*s, section, chain::kEq10SectionLength, [&](const float* records) {
+    if (eq)
+      result = EQ10_SetPara(eq, records);
     else
-      chain::create_effect(*s, chain::kEq10, copy.data());
+      chain::create_effect(*s, chain::kEq10, records);
   });
+  return result;
 }
 
 void AudioPost_EQ10_GetPara(AudioPostState* s, float* section) {
   const auto* eq = required<EQ10State>(s, chain::kEq10, __func__, "error, EQ10 doesn't init!\n\n");
-  fill_within(section, chain::kEq10SectionLength, [&](float* room) { EQ10_GetPara(eq, room); });
+  fill_within(*s, section, chain::kEq10SectionLength, [&](float* room) { EQ10_GetPara(eq, room); });
 }
 
 int AudioPost_EQ10_GetData(AudioPostState* s, float** in_dst, float** out_dst) {
-  return EQ10_GetData(effect_of<EQ10State>(s, chain::kEq10), in_dst, out_dst);
+  const auto* eq = effect_of<EQ10State>(s, chain::kEq10);
+  return eq && chain::has_buffers(*s, chain::kEq10) ? EQ10_GetData(eq, in_dst, out_dst) : 0;
 }
 
-void AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* s, int32_t channel, float low_freq_end,
-                                                 float high_freq_start, float mid1_freq_start,
-                                                 float mid1_freq_end, float mid2_freq_start,
-                                                 float mid2_freq_end) {
+int AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* s, int32_t channel, float low_freq_end,
+                                                float high_freq_start, float mid1_freq_start,
+                                                float mid1_freq_end, float mid2_freq_start,
+                                                float mid2_freq_end) {
   auto* drc =
       required<MultiBandDRCState>(s, chain::kMultiBandDrc, __func__, "error, MBDRC doesn't init!\n\n");
-  MultiBandDRC_Crossover_AdjustPara(drc, channel, low_freq_end, high_freq_start, mid1_freq_start,
-                                    mid1_freq_end, mid2_freq_start, mid2_freq_end);
+  return MultiBandDRC_Crossover_AdjustPara(drc, channel, low_freq_end, high_freq_start, mid1_freq_start,
+                                           mid1_freq_end, mid2_freq_start, mid2_freq_end);
 }
 
-void AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* s, int32_t channel, int32_t band,
-                                           int32_t drc_enable, float gain_dB, float compress_start,
-                                           float expand_end, float noise_threshold, float max_gain,
-                                           float max_peak, float attack_time, float release_time,
-                                           float hold_time) {
+int AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* s, int32_t channel, int32_t band,
+                                          int32_t drc_enable, float gain_dB, float compress_start,
+                                          float expand_end, float noise_threshold, float max_gain,
+                                          float max_peak, float attack_time, float release_time,
+                                          float hold_time) {
   auto* drc =
       required<MultiBandDRCState>(s, chain::kMultiBandDrc, __func__, "error, MBDRC doesn't init!\n\n");
-  MultiBandDRC_DRC_AdjustPara(drc, channel, band, drc_enable, gain_dB, compress_start, expand_end,
-                              noise_threshold, max_gain, max_peak, attack_time, release_time, hold_time);
+  return MultiBandDRC_DRC_AdjustPara(drc, channel, band, drc_enable, gain_dB, compress_start, expand_end,
+                                     noise_threshold, max_gain, max_peak, attack_time, release_time,
+                                     hold_time);
 }
 
-void AudioPost_Maximizer_AdjustPara(AudioPostState* s, int32_t channel, float max_threshold, float ceiling,
-                                    float release) {
+int AudioPost_Maximizer_AdjustPara(AudioPostState* s, int32_t channel, float max_threshold, float ceiling,
+                                   float release) {
   auto* maximizer =
       required<MaximizerState>(s, chain::kMaximizer, __func__, "error, Maximizer doesn't init!\n\n");
-  Maximizer_AdjustPara(maximizer, channel, max_threshold, ceiling, release);
+  return Maximizer_AdjustPara(maximizer, channel, max_threshold, ceiling, release);
 }
 
-void AudioPost_Agc_AdjustPara(AudioPostState* s, int32_t channel, float compress_start, float expand_end,
-                              float noise_threshold, float max_gain, float max_peak, float attack_time,
-                              float release_time, float hold_time) {
+int AudioPost_Agc_AdjustPara(AudioPostState* s, int32_t channel, float compress_start, float expand_end,
+                             float noise_threshold, float max_gain, float max_peak, float attack_time,
+                             float release_time, float hold_time) {
   auto* maximizer = required<MaximizerState>(s, chain::kMaximizer, __func__,
                                              "error, Agc doesn't init!\n\n");  // AGC lives in the maximizer
-  Agc_AdjustPara(maximizer, channel, compress_start, expand_end, noise_threshold, max_gain, max_peak,
-                 attack_time, release_time, hold_time);
+  return Agc_AdjustPara(maximizer, channel, compress_start, expand_end, noise_threshold, max_gain, max_peak,
+                        attack_time, release_time, hold_time);
 }

@@ -1,4 +1,5 @@
-// When this library was built, in UTC, as the banners print it. Defined in a file that the build generates.
+// When this library was built, in UTC, as the banners print it: SOURCE_DATE_EPOCH or the time of the commit, so that
+// the same source gives the same bytes. Defined in a file that the build generates.
 #pragma once
 
 namespace common {

@@ -1,6 +1,6 @@
 // Denormals cost nothing: while an object of this class lives, this thread's processor reads and writes them
 // as zero. A recursion that has fallen silent then runs as fast as a loud one. Values this small
-// (below 1.2e-38, where a 16-bit step is 1) never reach an output sample. Every Process function that works
+// (below 1.2e-38, where a 16-bit step is 1) reach no output sample unless later gains add 750 dB and more. Every Process function that works
 // on blocks holds one.
 #pragma once
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 void common::log_line(const char* function, int line, const char* format, ...) {
-  char text[512];  // the longest message holds three %f of FLT_MAX: under 200 characters
+  char text[512];  // the longest message holds three %f of FLT_MAX: 216 characters
   const int prefix = std::snprintf(text, sizeof text, "LOG (%s(): ,%d), ", function, line);
   va_list arguments;
   va_start(arguments, format);

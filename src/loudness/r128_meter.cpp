@@ -134,7 +134,7 @@ float ebur128_gatedloudness(const Ebur128State* s) {
   int loud_count = 0;
   for (const float* e = begin; e < end; ++e)
     if (*e >= gate) loud_sum += *e, ++loud_count;
-  if (loud_count == 0) return kNothingMeasured;  // energies that are infinite
+  if (loud_count == 0) return kNothingMeasured;  // finite energies whose sum is infinite
   return std::fma(logf(loud_sum / static_cast<float>(loud_count)) / kLn10, 10.0f, kOffset_dB);
 }
 
