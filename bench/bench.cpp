@@ -151,7 +151,7 @@ Record without_times(Record record) {
 std::vector<const Kernels*> rows() {
   std::vector<const Kernels*> found;
   for (int i = 0; i < filters::kKernelCount; ++i)
-    if (filters::kKernelTable[i].runs_here()) found.push_back(&filters::kKernelTable[i]);
+    if (filters::kKernelTable[i]->runs_here()) found.push_back(filters::kKernelTable[i]);
   if (found.size() > 1 && std::string(found[1]->name) == "scalar+fma") std::swap(found[0], found[1]);
   return found;
 }

@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
   const int row = std::atoi(argv[1]), effect = std::atoi(argv[2]), blocks = std::atoi(argv[3]);
   constexpr int kBlock = 480;
   if (row >= filters::kKernelCount) return EXIT_FAILURE;
-  filters::use_kernels(filters::kKernelTable[row]);
+  filters::use_kernels(*filters::kKernelTable[row]);
   bench::Record record = bench::full_record();
   for (int flag = 0; flag < 8; ++flag)
     record[static_cast<size_t>(10 + flag)] = effect < 0 || flag == effect ? 1 : 0;

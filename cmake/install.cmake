@@ -1,5 +1,5 @@
-# What `cmake --install` lays out: libraries, header, process_file, manual pages, and what pkg-config and find_package
-# need. Everything is found relative to where it stands, so the prefix can be chosen, and moved, afterwards.
+# What `cmake --install` lays out: libraries, header, process_file, manual pages, the pages on hosts and records, and what
+# pkg-config and find_package need. Everything is found relative to where it stands, so the prefix can be chosen, and moved, afterwards.
 include(CMakePackageConfigHelpers)
 
 # Targets zelkaudio::zelkaudio (shared) and zelkaudio::static, here and in the installed package.
@@ -13,6 +13,8 @@ install(TARGETS process_file)
 install(FILES include/zelkaudio_effect_eqdrc.h TYPE INCLUDE)
 install(FILES docs/man/process_file.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/libzelkaudio.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
+install(FILES docs/integration.md docs/tuning-record.md TYPE DOC)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zelkaudio)
 install(EXPORT zelkaudio NAMESPACE zelkaudio:: DESTINATION ${package_dir} FILE zelkaudio-config.cmake)

@@ -23,7 +23,7 @@ static void soften(AudioPostState* chain, float* tuning) {
 
 /* One stage of one channel at a time: the cheapest knob. Without a limiter it would end the process. */
 static void limit_lower(AudioPostState* chain, float* tuning) {
-  if (tuning[LIMITER_FLAG] == 0) return;
+  if ((int)tuning[LIMITER_FLAG] == 0) return;
   for (int channel = 0; channel < 2; ++channel) {
     float* limiter = tuning + LIMITER_SECTION + 20 * channel;
     limiter[0] = -9, limiter[1] = -8, limiter[2] = 100;

@@ -19,9 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (int block = 0; block < 8; ++block) {
       for (int16_t& x : pcm) x = input.raw<int16_t>();
       const int row = block % 3 == 2 ? 0 : 1 + block % (filters::kKernelCount - 1);
-      const int rows[2] = {0, filters::kKernelTable[row].runs_here() ? row : 0};
+      const int rows[2] = {0, filters::kKernelTable[row]->runs_here() ? row : 0};
       for (size_t i : {0u, 1u}) {
-        filters::use_kernels(filters::kKernelTable[rows[i]]);
+        filters::use_kernels(*filters::kKernelTable[rows[i]]);
         AudioPost_Process(chains[i], pcm.data(), out[i].data(), 2, frames);
       }
       if (out[0] != out[1]) std::abort();

@@ -6,7 +6,8 @@
  *
  * Conventions that hold for every function below unless it says otherwise:
  *   - Samples between effects are float32 at the integer scale of the PCM: a 16-bit sample 1000 is 1000.0f.
- *     `float**` is an array of one pointer per channel. Input and output may be the same buffers.
+ *     `float**` is an array of one pointer per channel. Input and output may be the same buffers; two
+ *     channels may not share one, nor may one channel's output be another's input.
  *   - A `section` is the address of the effect's first float in the tuning record (docs/tuning-record.md).
  *     Integers in it are floats, truncated toward zero. Nothing keeps a pointer to it.
  *   - bit_rate is the word width of the PCM, 16, 24 or 32; sample_rate is in Hz; times are in ms; levels in
@@ -17,6 +18,8 @@
  *   - Init returns null for a wrong bit_rate (after a message), when memory runs out, and for more than 1024
  *     channels or 2^26 samples in a block, or a meter's window, of all channels. Destroy returns 0, or -3 for
  *     a null handle.
+ *   - Pointers must be valid, and aligned for their type, unless null is said to be allowed. Counts of frames
+ *     below 1 process nothing.
  *   - Messages go to standard error. Where a function is said to end the process, it does so with exit(-1)
  *     after one.
  *   - A channel or band number outside the handle's range changes nothing; a linked handle does not look at the
@@ -50,8 +53,8 @@ typedef struct AudioPostState AudioPostState;
  *  swFrmLen  frames in each later block, fixed for the chain's life
  *  Prints a banner and then the settings of every effect it creates.
  *  Returns null, after a message, when param is null, the record's version is not within 0.0001 of 2.0 or
- *  its bit_rate is not 16, 24 or 32; and silently when memory runs out (see above for what counts as too
- *  much). An effect that does not allow the record's channel count (most allow two) or an EQ filter type
+ *  its bit_rate is not 16, 24 or 32 (a version that is not a number passes); and silently when memory runs out
+ *  (see above for what counts as too much). An effect that does not allow the record's channel count (most allow two) or an EQ filter type
  *  that is unknown ends the process. */
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen);
 
@@ -59,7 +62,8 @@ AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen);
  *  input, output  interleaved signed 16-bit PCM: frames x channels samples, channels being index 3 of the record
  *                 that Init was given, so a host whose blocks have a fixed count compares first; may be the same
  *  channels_hint  ignored; the record's channel count holds
- *  frames         must be the swFrmLen of Init, or the process ends
+ *  frames         must be the swFrmLen of Init, or the process ends; so it does where AutoGain's r128_steps is
+ *                 shorter than that
  *  Each sample is scaled by its channel's gain, passed through the effects whose enable flag is exactly
  *  1, clamped to the range of the bit_rate and truncated toward zero; its low 16 bits are the output.
  *  With a bit_rate of 24 or 32 the PCM is 16 bits wide all the same. Does nothing for a null handle. */
@@ -73,12 +77,14 @@ void AudioPost_Destroy(AudioPostState* state);
 
 /** Applies a whole tuning record to a running chain: effects that the record turns on and that do not exist
  *  yet are created (without printing their settings), those that exist get their settings, those that it
- *  turns off stop running but keep their state. sample_rate, bit_rate and the channel count must be those of
- *  Init: buffers are not made again, and channels beyond them do not sound.
+ *  turns off stop running but keep their state. sample_rate, bit_rate, channel_link and the channel count must be
+ *  those of Init: buffers are not made again, channels beyond them do not sound, and effects that exist stay
+ *  linked, or not, as they were created.
  *  param     the tuning record: AUDIOPOST_PARAM_LENGTH floats, copied
  *  swFrmLen  must be the swFrmLen of Init, or the process ends
  *  Does nothing when state or param is null. When the record's version is wrong, its header (indices 0 to 4)
- *  is stored and nothing else, after a message. An effect for which memory runs out does not run. */
+ *  is stored and nothing else, after a message. An effect for which memory runs out does not run. Ends the process
+ *  where Init would. */
 void AudioPost_SetPara(AudioPostState* state, const float* param, int32_t swFrmLen);
 
 /** Writes the chain's settings into a tuning record: header, flags, gains and the section of every effect
@@ -204,7 +210,7 @@ typedef struct CrossoverFilter CrossoverFilter;
 
 /** The defaults, to be freed with free(); null, after a message, without memory. */
 CrossoverParam* Filters_Crossover_paramInit(void);
-/** Creates a filter bank for any number of channels; a null param means the defaults. mid_bands is fixed
+/** Creates a filter bank, for any number of channels up to 1024; a null param means the defaults. mid_bands is fixed
  *  from here on. Null without memory. */
 CrossoverFilter* Filters_Crossover_filterInit(int sample_rate, int channels, const CrossoverParam* param);
 /** Sets the six frequencies (not mid_bands) and clears every history: all bands restart from silence. */
@@ -236,7 +242,8 @@ typedef struct EQ10State EQ10State;
  *  channel_link  not 0: every channel has channel 0's settings, and a history of its own
  *  Any other enable value turns the band on too, but a channel runs as many filters as its ten values add
  *  up to, counting from where the channel before it ended: beyond its own it takes those of the channels
- *  that follow. */
+ *  that follow, and behind the last of them filters of coefficients 0 (after a retune, what they were before),
+ *  whose answer is silence. */
 EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
                      int channel_link);
 /** Filters n samples of each channel, n at most frame_length; of a longer block, EQ10_GetData keeps the
@@ -262,7 +269,8 @@ int EQ10_Destroy(EQ10State* state);
  *  At most two channels. Section: 10 floats per channel (channel 1's at index 10; with channel_link both
  *  read channel 0's):
  *    0 amount_dB     level of the harmonics, dB
- *    1 drive         of the waveshaper; 0 makes its curve infinite
+ *    1 drive         of the waveshaper; 0 makes its curve infinite, above 12 it jumps at zero (a low band that
+ *                    has faded below 1e-38 then counts as positive)
  *    2 blend         shape of the curve's negative half; 10.5 makes it infinite
  *    3 freq          split, Hz; harmonics are kept from here to three times it
  *    4 floor_active  integer; 1 or more also takes out what lies below floor
@@ -281,8 +289,8 @@ BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sam
 int BassEnhancer_Process(BassEnhancerState* state, float** in, float** out, int n);
 /** Retunes; every filter restarts from silence. Returns the channel count. */
 int BassEnhancer_SetPara(BassEnhancerState* state, const float* section);
-/** Writes indices 0 to 5 and, with two channels, 10 to 15, linked or not. */
-void BassEnhancer_GetPara(const BassEnhancerState* state, float* section);
+/** Writes indices 0 to 5 and, with two channels, 10 to 15, linked or not. Returns the state. */
+const BassEnhancerState* BassEnhancer_GetPara(const BassEnhancerState* state, float* section);
 /** Prints the settings. */
 void BassEnhancer_PrintPara(const BassEnhancerState* state);
 /** Returns 0, or -3 for null. */
@@ -555,7 +563,7 @@ typedef struct LevelDetectorResult {
  *  frame_len    the block length that the smoothing and the mean are made for
  *  Null without memory only. */
 LevelDetectorState* LevelDetector_Init(int bit_rate, int sample_rate, int channels, int frame_len);
-/** Sets the times and clears power and hold; the filters' memory stays.
+/** Sets the times, which it prints, and clears power and hold; the filters' memory stays.
  *  band_param  frequency (Hz) and q of each band in turn, 20 floats (q as filter_calculateCoeffs takes it: Q
  *              for the first and last band, octaves for the others); null leaves the bands alone
  *  rmstc, hold_time, decay_time  ms to rise (10 % to 90 %), to hold and to fall

@@ -1,5 +1,10 @@
 // What the library allocates, and what it does when it can't: the functions below take the place of the C library's in
 // this program.
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <filesystem>
+
 #include "full_record.h"
 
 #if !defined(__SANITIZE_ADDRESS__)  // the sanitizer puts its own in their place
@@ -128,6 +133,22 @@ TEST_CASE("SetPara and GetPara without memory leave a chain that can be processe
     CHECK(failures > 6);
     CHECK(clean);
   }
+}
+
+TEST_CASE("a library that is loaded and unloaded leaves nothing behind") {
+  // Under another name: this program has it loaded already.
+  const auto copy = std::filesystem::temp_directory_path() / ("loaded_" + std::to_string(getpid()) + ".so");
+  std::filesystem::copy_file(LIBRARY_FILE, copy);
+  long left[3];
+  for (long& blocks : left) {
+    void* const library = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+    REQUIRE(library);
+    dlclose(library);
+    CHECK(!dlopen(copy.c_str(), RTLD_NOW | RTLD_NOLOAD));
+    blocks = live;
+  }
+  CHECK(left[2] == left[1]);  // the first time the loader keeps some
+  std::filesystem::remove(copy);
 }
 
 #endif

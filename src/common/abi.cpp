@@ -19,4 +19,8 @@ static_assert(sizeof(CrossoverParam) == 28 && offsetof(CrossoverParam, mid_bands
               offsetof(CrossoverParam, mid1_low_fc) == 12 && offsetof(CrossoverParam, mid1_high_fc) == 16 &&
               offsetof(CrossoverParam, mid2_low_fc) == 20 && offsetof(CrossoverParam, mid2_high_fc) == 24);
 
-static_assert(sizeof(LevelDetectorResult) == 40);
+static_assert(sizeof(LevelDetectorResult) == 40 && offsetof(LevelDetectorResult, freq) == 0 &&
+              offsetof(LevelDetectorResult, level) == 20);
+
+static_assert(Parametric == 0 && LowShelf == 1 && HighShelf == 2 && GeneralLP == 3 && GeneralHP == 4 &&
+              BandPass == 5 && ButterworthLP == 6 && ButterworthHP == 7);

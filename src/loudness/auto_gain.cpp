@@ -1,5 +1,5 @@
 // Steers the programme towards a target loudness: a gain that follows the meter's reading of the input,
-// slowly, and that never lifts a block's peak over full scale.
+// slowly, and that never heads for lifting a block's peak over full scale.
 #include <algorithm>
 #include <cmath>
 #include <memory>

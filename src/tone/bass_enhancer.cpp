@@ -136,7 +136,7 @@ int BassEnhancer_SetPara(BassEnhancerState* s, const float* section) {
   return s->channels;
 }
 
-void BassEnhancer_GetPara(const BassEnhancerState* s, float* section) {
+const BassEnhancerState* BassEnhancer_GetPara(const BassEnhancerState* s, float* section) {
   for (int ch = 0; ch < s->channels; ++ch) {
     float* const record = section + ch * kRecordStride;
     record[0] = s->amount_dB[ch];
@@ -146,6 +146,7 @@ void BassEnhancer_GetPara(const BassEnhancerState* s, float* section) {
     record[4] = static_cast<float>(s->floor_active[ch]);
     record[5] = s->floor[ch];
   }
+  return s;
 }
 
 // ---- Print -----------------------------------------------------------------------------------------

@@ -37,16 +37,14 @@ struct EQ10State {
   int frame_length;
   std::vector<Band> bands;  // channel by channel, ten each
   // One slot per enabled band, packed: channel 0's in ascending band order, then channel 1's, and so on.
-  std::vector<BiquadCoeffs> coeffs;  // a function of the settings alone
+  // Those behind the last hold zeros, or what an earlier design with more bands left there.
+  std::vector<BiquadCoeffs> coeffs;
   std::vector<BiquadHistory>
       history;                    // belongs to the slot, not to the band: what one block hands to the next
   std::vector<float> band_count;  // per channel: the sum of its enable values
   // The latest block before and after the equalizer; frame_length samples per channel, one channel after
   // another.
   std::vector<float> in_copy, out_copy;
-
-  // Beyond the documented fields.
-  int slots;  // designed, over all channels
 };
 
 namespace {
@@ -73,13 +71,11 @@ void load_bands(EQ10State& s, const float* section) {
 // Histories stay where they are, even if a slot now belongs to another band or channel: clearing the memory
 // of a running filter is an audible click.
 void design_slots(EQ10State& s) {
-  s.slots = 0;
-  for (const Band& band : s.bands) {
-    if (!band.enable) continue;
-    filter_calculateCoeffs(&s.coeffs[static_cast<size_t>(s.slots)].b0, band.type,
-                           static_cast<float>(s.sample_rate), band.fc, band.q, band.boost);
-    ++s.slots;
-  }
+  BiquadCoeffs* slot = s.coeffs.data();
+  for (const Band& band : s.bands)
+    if (band.enable)
+      filter_calculateCoeffs(&slot++->b0, band.type, static_cast<float>(s.sample_rate), band.fc, band.q,
+                             band.boost);
 }
 
 void load(EQ10State& s, const float* section) {
@@ -89,11 +85,12 @@ void load(EQ10State& s, const float* section) {
 
 // ---- Process ---------------------------------------------------------------------------------------
 // The next slots that this channel runs. With enable values of 0 and 1 these are its own; other values count
-// more than were designed (or fewer), so the channel takes slots of the next one. The last designed slot is
-// the end.
+// more than were designed (or fewer), so the channel takes slots of the next one, and slots that no band was
+// designed into, up to the last there is room for.
 int slots_of_channel(const EQ10State& s, int ch, int cursor) {
+  const int end = static_cast<int>(s.coeffs.size());
   int done = 0;
-  while (static_cast<float>(done) < s.band_count[static_cast<size_t>(ch)] && cursor + done < s.slots) ++done;
+  while (static_cast<float>(done) < s.band_count[static_cast<size_t>(ch)] && cursor + done < end) ++done;
   return done;
 }
 

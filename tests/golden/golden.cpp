@@ -157,8 +157,8 @@ int main(int argc, char** argv) {
     for (const auto& [label, digests] : all_cases(tuning)) std::cout << label << ":" << digests << "\n";
   bool differs = false;
   for (int row = 0; argc == 3 && row < filters::kKernelCount; ++row) {
-    if (!filters::kKernelTable[row].runs_here()) continue;
-    filters::use_kernels(filters::kKernelTable[row]);
+    if (!filters::kKernelTable[row]->runs_here()) continue;
+    filters::use_kernels(*filters::kKernelTable[row]);
     differs |= differ(all_cases(tuning), argv[2]);
   }
   return differs;

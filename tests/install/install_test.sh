@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # install_test.sh SOURCE BUILD: installs into an empty prefix, moves it, and builds the host of README.md from what is
-# there: in C through pkg-config, shared and static, and in C++ through find_package. All must play the same.
+# there: in C through pkg-config, in C and C++ through find_package, shared and static. All must play the same.
 set -euo pipefail
 
 source=$1 build=$2 here=$(cd "$(dirname "$0")" && pwd)
@@ -14,43 +14,43 @@ cd "$work"
 
 libdir=$(dirname "$(find prefix -name libzelkaudio_effect_eqdrc.so)")
 for file in "$libdir"/libzelkaudio_effect_eqdrc.a include/zelkaudio_effect_eqdrc.h bin/process_file \
-    share/man/man1/process_file.1 share/man/man3/libzelkaudio.3; do
+    share/man/man1/process_file.1 share/man/man3/libzelkaudio.3 share/doc/zelkaudio/tuning-record.md; do
   [[ -s $file || -s prefix/$file ]] || { echo "not installed: $file" >&2; exit 1; }
 done
-export PKG_CONFIG_LIBDIR=$work/$libdir/pkgconfig LD_LIBRARY_PATH=$work/$libdir
+export PKG_CONFIG_LIBDIR=$work/$libdir/pkgconfig
 
 awk '/^```$/ { on = 0 } on; /^```c$/ { on = 1 }' "$source/README.md" >host.c
 cmp host.c "$source/examples/host.c"
 flags() { "$PKG_CONFIG" "$@" zelkaudio; }
 # shellcheck disable=SC2046  # the flags are words
 {
-  "$CC" -Wall -Werror host.c $(flags --cflags --libs) -o shared
+  "$CC" -Wall -Werror host.c $(flags --cflags --libs) -Wl,-rpath,"$work/$libdir" -o shared
   "$CC" -Wall -Werror -static host.c $(flags --cflags --libs --static) -o static
 }
 
-mkdir app
-cp host.c app/host.cpp
-cat >app/CMakeLists.txt <<'END'
+for language in C CXX; do
+  mkdir $language
+  cp host.c "$language/host.${language,,}"
+  cat >$language/CMakeLists.txt <<END
 cmake_minimum_required(VERSION 3.21)
-project(app CXX)
+project(app $language)
 find_package(zelkaudio 2 REQUIRED)
-add_executable(found host.cpp)
-target_link_libraries(found PRIVATE zelkaudio::zelkaudio)
-add_executable(found_static host.cpp)
-target_link_libraries(found_static PRIVATE zelkaudio::static)
+foreach(kind zelkaudio static)
+  add_executable(\${kind} host.${language,,})
+  target_link_libraries(\${kind} PRIVATE zelkaudio::\${kind})
+endforeach()
 END
-{
-  cmake -S app -B app/build -DCMAKE_PREFIX_PATH="$work/prefix" ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"}
-  cmake --build app/build
-} >log.txt
+  cmake -S $language -B $language/build -DCMAKE_PREFIX_PATH="$work/prefix" ${TOOLCHAIN:+-DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN"}
+  cmake --build $language/build
+done >log.txt
 
 "${run[@]}" "$build/examples/example_host" <in.pcm >expected.pcm 2>/dev/null
-for host in ./shared ./static app/build/found app/build/found_static; do
+for host in ./shared ./static {C,CXX}/build/{zelkaudio,static}; do
   "${run[@]}" "$host" <in.pcm >out.pcm 2>log.txt || { echo "$host failed"; cat log.txt; exit 1; }
   cmp out.pcm expected.pcm
 done
 
-# The installed driver, on whole blocks of 1024 frames.
+# The installed driver, on whole blocks of 1024 frames. It finds its library by itself, as hosts that CMake built do.
 mkdir driver
 cp tuning.bin driver/0522_48000HZ.bin
 cp in.pcm driver/raw.pcm

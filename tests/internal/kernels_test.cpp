@@ -15,11 +15,14 @@ namespace {
 // Around the vector widths and the lengths of the waves, real blocks, and one that is cut.
 const int kLengths[] = {1, 2, 3, 7, 11, 13, 63, 64, 480, 1024, 1500};
 
+// As a host's constructors see it that links statically.
+const Kernels* const before_main = &filters::kernels();
+
 // Calls check(row) for each row but the scalar one that this machine runs.
 template <class Check>
 void for_each_row(Check check) {
   for (int row = 1; row < filters::kKernelCount; ++row) {
-    const Kernels& kernels = filters::kKernelTable[row];
+    const Kernels& kernels = *filters::kKernelTable[row];
     if (!kernels.runs_here()) continue;
     const std::string name = kernels.name;
     CAPTURE(name);
@@ -28,7 +31,7 @@ void for_each_row(Check check) {
   }
 }
 
-const Kernels& scalar() { return filters::kKernelTable[0]; }
+const Kernels& scalar() { return *filters::kKernelTable[0]; }
 
 std::vector<BiquadCoeffs> sections(int count, float fc) {
   std::vector<BiquadCoeffs> coeffs(static_cast<size_t>(count));
@@ -39,6 +42,13 @@ std::vector<BiquadCoeffs> sections(int count, float fc) {
 }
 
 }  // namespace
+
+TEST_CASE("the widest row is chosen before any constructor of the host runs") {
+  const Kernels* widest = nullptr;
+  for (int row = 0; row < filters::kKernelCount; ++row)
+    if (filters::kKernelTable[row]->runs_here()) widest = filters::kKernelTable[row];
+  CHECK(before_main == widest);
+}
 
 TEST_CASE("every kernel row cascades sections to the bits of the scalar row, histories included") {
   struct {

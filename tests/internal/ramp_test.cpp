@@ -6,7 +6,7 @@
 TEST_CASE("a ramp that reaches a power of two has the bits of one that was added up") {
   const common::FlushDenormals flush;
   for (int row = 0; row < filters::kKernelCount; ++row) {
-    const filters::Kernels& kernels = filters::kKernelTable[row];
+    const filters::Kernels& kernels = *filters::kKernelTable[row];
     if (!kernels.runs_here()) continue;
     for (float power : {0.5f, 1.0f, 4.0f})
       for (int above : {-7, -3, 0, 3, 7, 40})  // where it starts, in the spacing above the power

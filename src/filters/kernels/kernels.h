@@ -138,7 +138,7 @@ struct Kernels {
   void (*to_pcm)(const float* const* in, float bottom, float top, int16_t* out, int channels, int n);
 };
 
-extern const Kernels kKernelTable[];  // scalar first, widest last
+extern const Kernels* const kKernelTable[];  // scalar first, widest last
 extern const int kKernelCount;
 
 // The widest row that runs here, chosen when the library is loaded.

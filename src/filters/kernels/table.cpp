@@ -15,28 +15,27 @@ bool has_avx512() {
 }
 #endif
 
-const Kernels kKernelTable[] = {
-    scalar::kRow,
+const Kernels* const kKernelTable[] = {
+    &scalar::kRow,
 #if defined(__x86_64__)
-    scalar_fma::kRow,
-    avx2::kRow,
-    avx512::kRow,
+    &scalar_fma::kRow,
+    &avx2::kRow,
+    &avx512::kRow,
 #elif defined(__aarch64__)
-    neon::kRow,
+    &neon::kRow,
 #endif
 };
 const int kKernelCount = sizeof kKernelTable / sizeof *kKernelTable;
 
 namespace {
 
-const Kernels* widest() {
-  const Kernels* best = kKernelTable;
-  for (const Kernels& row : kKernelTable)
-    if (row.runs_here()) best = &row;
-  return best;
-}
+const Kernels* chosen = &scalar::kRow;
 
-const Kernels* chosen = widest();
+// Before any other constructor: a host that links statically may use the library from its own.
+[[gnu::constructor(101)]] void choose_widest() {
+  for (const Kernels* row : kKernelTable)
+    if (row->runs_here()) chosen = row;
+}
 
 }  // namespace
 
