@@ -1,4 +1,6 @@
 // Which rows this build has, and which one runs.
+#include <iterator>
+
 #include "filters/kernels/rows.h"
 
 namespace filters {
@@ -25,7 +27,7 @@ const Kernels* const kKernelTable[] = {
     &neon::kRow,
 #endif
 };
-const int kKernelCount = sizeof kKernelTable / sizeof *kKernelTable;
+const int kKernelCount = std::size(kKernelTable);
 
 namespace {
 
