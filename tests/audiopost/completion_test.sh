@@ -3,14 +3,15 @@
 # completion and the manual page know them.
 set -euo pipefail
 
-audiopost=$1 source=$2 failed=0
+read -ra audiopost <<<"${EMULATOR:-} $1"
+source=$2 failed=0
 # shellcheck source=/dev/null
 . "$source/tools/audiopost/completion/audiopost.bash"
-commands() { "$audiopost" "$@" --help | sed -n '/^Subcommands:/,$s/^  \([a-z-]*\) .*/\1/p'; }
+commands() { "${audiopost[@]}" "$@" --help | sed -n '/^Subcommands:/,$s/^  \([a-z-]*\) .*/\1/p'; }
 options() { grep -oE -- '--[a-z]+(-[a-z]+)*' | sort -u; }
 check() {  # COMMAND ...
   local listed completed option file
-  listed=$("$audiopost" "$@" --help | options)
+  listed=$("${audiopost[@]}" "$@" --help | options)
   COMP_WORDS=(audiopost "$@" --) COMP_CWORD=$(($# + 1)) COMPREPLY=()
   _audiopost audiopost -- "${!#}"
   completed=$(printf '%s\n' "${COMPREPLY[@]}" | options)
