@@ -304,15 +304,8 @@ class BandMaker {
 
 // Gives channel 1 what it heard so far by way of channel 0's records.
 void unlink_channels(Record& record) {
-  for (const Table& from : tables()) {
-    if (from.channel != 0) continue;
-    std::string path = from.path;
-    path[path.find(".channel0") + sizeof ".channel" - 1] = '1';
-    const auto to =
-        std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
-    for (size_t i = 0; i < from.fields.size(); ++i)
-      record[static_cast<size_t>(to->fields[i].index)] = record[static_cast<size_t>(from.fields[i].index)];
-  }
+  for (const Table& table : tables())
+    if (table.channel == 1) copy_from_channel0(record, table);
   record[kChannelLink] = 0.0f;
 }
 

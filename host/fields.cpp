@@ -154,6 +154,18 @@ const std::vector<Table>& tables() {
 }
 
 Place place(int index) {
+const Table& table_of_channel0(const Table& table) {
+  std::string path = table.path;
+  path[path.find(".channel") + sizeof ".channel" - 1] = '0';
+  return *std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
+}
+
+void copy_from_channel0(Record& record, const Table& table) {
+  const Table& from = table_of_channel0(table);
+  for (size_t i = 0; i < table.fields.size(); ++i)
+    record[static_cast<size_t>(table.fields[i].index)] = record[static_cast<size_t>(from.fields[i].index)];
+}
+
   for (const Table& table : tables())
     for (const Field& field : table.fields)
       if (field.index == index) return {&table, &field};

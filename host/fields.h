@@ -45,6 +45,11 @@ Place place(int index);
 
 // "Parametric" for 0 and so on; null for a code that is unknown.
 const char* filter_name(int code);
+// Channel 0's table with the fields of a channel's table.
+const Table& table_of_channel0(const Table& table);
+// Gives a channel's table what channel 0's holds.
+void copy_from_channel0(Record& record, const Table& table);
+
 // The code of a name, -1 for an unknown name.
 int filter_code(std::string_view name);
 
