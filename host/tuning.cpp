@@ -104,10 +104,9 @@ void write_table(const Record& record, const Table& table, std::string& out) {
     std::string line = field.name;
     line += " = ";
     line += value_text(field.kind, record[static_cast<size_t>(field.index)]);
-    const std::string hint = field.hint;
-    std::string comment = field.unit;
-    if (!comment.empty() && !hint.empty()) comment += "; ";
-    comment += hint;
+    std::string comment;
+    for (const std::string& part : {std::string(field.unit), std::string(field.hint), range(field)})
+      comment += (comment.empty() || part.empty() ? "" : "; ") + part;
     if (!comment.empty()) line.append(line.size() < 26 ? 26 - line.size() : 1, ' ') += "# " + comment;
     out += line + "\n";
   }
@@ -158,8 +157,8 @@ class Reader {
     check_plain(text, file);
     try {
       const toml::table root = toml::parse(text, file);
-      if (fills_channel1(record)) fill_channel1();
       read_table(root, "");
+      if (fills_channel1(record)) fill_channel1();
     } catch (const toml::parse_error& error) {
       throw FileError(file_, static_cast<int>(error.source().begin.line), "",
                       std::string(error.description()));
@@ -213,11 +212,11 @@ class Reader {
         fail(node.source(), name, "is not a table");
     }
   }
+
   void fill_channel1() {
     for (const Table& table : tables())
       if (table.channel == 1 && present_.count(channel_path(table)) == 0) copy_from_channel0(record, table);
   }
-
 
   void read_unread(const toml::node& node) {
     if (!node.is_table()) fail(node.source(), kUnread, "is not a table");
@@ -264,8 +263,8 @@ class Reader {
   }
 
   const std::string file_;
-  std::set<std::string> present_;              // the tables that the text has
   std::map<std::string, const Field*> known_;  // null for a table
+  std::set<std::string> present_;              // the tables that the text has
 };
 
 // Whether TOML could hold these bytes: UTF-8 without control characters. No record that the chain accepts
