@@ -124,8 +124,12 @@ class Checker {
 
   bool usable(const std::string& where, const std::vector<Field>& fields, int start) {
     bool all = true;
-    for (const Field& field : fields)
-      all &= usable(where, field.name, field.kind, at(start + field.index - fields.front().index));
+    for (const Field& field : fields) {
+      const float value = at(start + field.index - fields.front().index);
+      all &= usable(where, field.name, field.kind, value);
+      if (std::isfinite(value) && (value < field.least || value > field.most))
+        note(where, std::string(field.name) + " " + text_of(value) + " lies outside " + range(field));
+    }
     return all;
   }
 
@@ -202,6 +206,10 @@ class Checker {
       wrong("compress_start " + text_of(compress_start) + " dB + max_gain " + text_of(max_gain) +
             " dB lies above max_peak " + text_of(max_peak) + " dB");
     if (!runs) return;
+    for (const auto& [name, gain_dB] : {std::pair("max_gain", max_gain), std::pair("max_peak", max_peak)})
+      if (gain_dB < -60.0f)  // full scale is 0 dB: max_peak is the gain there
+        note(where, std::string(name) + " " + text_of(gain_dB) +
+                        " dB asks for a gain below -60 dB; the chain's end there");
     if (noise_threshold == expand_end)
       warn(where, "noise_threshold equals expand_end; the expander would be infinitely steep");
     if (compress_start >= 0.0f)
@@ -235,7 +243,11 @@ std::string channel_name(const char* effect, int ch) {
 
 // ---- Chain -----------------------------------------------------------------------------------------
 void Checker::check_chain() {
-  usable("chain");
+  // All but the version, of which more below.
+  for (const int index : {kSampleRate, kBitRate, kChannelLink, kChannels}) {
+    const Field& field = *place(index).field;
+    usable("chain", field.name, field.kind, at(index));
+  }
   if (sample_rate_ < 1)
     warn("chain", "sample_rate " + text_of(at(kSampleRate)) + " leaves every filter without a frequency");
   const int bits = int_at(kBitRate);
@@ -255,10 +267,15 @@ void Checker::check_chain() {
     fatal("chain", "channels " + std::to_string(channels_) + ": AudioPost_Init allows 1024 at most");
   else if (int64_t{channels_} * block_ > kMostSamples)
     fatal("chain", "a block of " + std::to_string(block_) + " frames is too long; AudioPost_Init would fail");
+  else if (channels_ > 2)
+    note("chain", "channels " + std::to_string(channels_) +
+                      ": process_file and all effects but AutoGain and EQ10 take two at most");
   const float off = at(kVersion) - 2.0f;
   if (static_cast<double>(std::fabs(off)) > 0.0001)
     fatal("chain", "version " + text_of(at(kVersion)) + " is not 2.0; AudioPost_Init would fail",
           kVersionMessage);
+  else if (std::isnan(off))
+    note("chain", "version is not a number; the chain takes it for 2.0");
   for (int ch : records()) {
     usable("chain.channel" + std::to_string(ch));
     check_gain(kChannelGain + 5 * ch);
@@ -340,6 +357,9 @@ void Checker::check_bass_enhancer(int ch) {
   if (findings_.size() == before && !shaper_works(start))
     warn(where, "drive " + text_of(at(start + 1)) + " and blend " + text_of(at(start + 2)) +
                     " divide by zero in the waveshaper; the chain would play noise");
+  if (at(start + 1) > 12.0f)
+    warn(where, "drive " + text_of(at(start + 1)) +
+                    ": above 12 the waveshaper's curve jumps at zero; the start thumps and soft bass buzzes");
 }
 
 void Checker::check_exciter(int ch) {
@@ -350,8 +370,6 @@ void Checker::check_exciter(int ch) {
   if (std::isfinite(at(start + 1)) && (!std::isfinite(drive) || !std::isfinite(1.0f / drive)))
     warn(where, "distortion_amount " + text_of(at(start + 1)) + " makes a drive beyond all numbers");
   frequency(where, "Cutoff", at(start + 2));
-  if (at(start + 3) < 0.0f || at(start + 3) > 1.0f)
-    note(where, "mix " + text_of(at(start + 3)) + " lies outside 0 ... 1");
 }
 
 void Checker::check_de_esser(int ch) {
@@ -472,10 +490,12 @@ void Checker::check_crossover(const std::string& where, int start, int bands) {
     const Band &below = all[i], &above = all[i + 1];
     frequency(where + " " + below.name + " band", "freq_end", below.to);
     frequency(where + " " + above.name + " band", "freq_start", above.from);
+    const bool octave = above.from > 2.0f * below.to;
     if (below.to < above.from || below.to > above.from)
-      note(where, std::string(below.name) + " ends at " + text_of(below.to) + " Hz and " + above.name +
-                      " starts at " + text_of(above.from) + " Hz; what lies between is " +
-                      (below.to < above.from ? "lost" : "heard twice"));
+      add(octave ? Severity::warning : Severity::note, where,
+          std::string(below.name) + " ends at " + text_of(below.to) + " Hz and " + above.name +
+              " starts at " + text_of(above.from) + " Hz; what lies between is " +
+              (below.to < above.from ? "lost" : "heard twice"));
   }
 }
 

@@ -1,6 +1,7 @@
 #include "host/eq_text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -17,6 +18,11 @@ constexpr double kLeastQ = 0.01, kMostQ = 16.0, kMostSlope = 2.0,
 
 float* band_record(Record& record, int channel, int band) {
   return &record[static_cast<size_t>(kEqSection + 50 * channel + 5 * band)];
+}
+
+// What is said of a line, or of the whole file where that is 0, in the form of an error.
+std::string remark(const std::string& file, int line, const std::string& text) {
+  return FileError(file, line, "", text).what();
 }
 
 // ---- Shelves: Q and slope --------------------------------------------------------------------------
@@ -46,9 +52,16 @@ double q_from_octaves(double octaves, double fc, double sample_rate) {
 }
 
 // ---- Reading: lines to tokens ----------------------------------------------------------------------
-// Upper case, with every kind of blank as a space. No-break spaces between digits group thousands and go away.
+std::string upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// Up to a comment, with every kind of blank as a space and every minus as a hyphen. No-break spaces between digits group
+// thousands and go away.
 std::string plain(std::string_view line) {
   std::string out;
+  line = line.substr(0, line.find('#'));
   for (size_t i = 0; i < line.size(); ++i) {
     const auto byte = static_cast<unsigned char>(line[i]);
     // cppcheck-suppress incorrectStringCompare  ; it counts characters, not bytes
@@ -59,8 +72,11 @@ std::string plain(std::string_view line) {
                           std::isdigit(static_cast<unsigned char>(line[i + blank]));
       if (!groups) out += ' ';
       i += blank - 1;
+    } else if (line.substr(i, 3) == "\u2212") {
+      out += '-';
+      i += 2;
     } else {
-      out += byte < 0x20 ? ' ' : byte < 0x80 ? static_cast<char>(std::toupper(byte)) : line[i];
+      out += byte < 0x20 ? ' ' : line[i];
     }
   }
   return out;
@@ -83,10 +99,20 @@ std::optional<double> number(std::string text) {
   return value;
 }
 
+// "1,250", which as a decimal would hardly have three places.
+bool groups_thousands(const std::string& text) {
+  const size_t comma = text.find_last_of(".,");
+  return comma != std::string::npos && text[comma] == ',' && comma <= 3 && text.size() == comma + 4 &&
+         text[0] != '0';
+}
+
+constexpr unsigned kBoth = 3;  // channels as bits: 1 the left one, 2 the right one
+
 struct Filter {
   int line = 0;
+  unsigned channels = kBoth;
   bool on = true;
-  std::string type;
+  std::string type, written;  // the type in capitals, and as it stands in the text
   std::optional<double> slope_dB, fc, gain_dB, q, octaves;
 };
 
@@ -107,20 +133,25 @@ class LineReader {
     return value;
   }
 
-  Filter filter() {
+  Filter filter(unsigned channels) {
     Filter f;
     f.line = line_;
+    f.channels = channels;
     const std::string status = next();
-    if (status != "ON" && status != "OFF") fail("", "'" + status + "' stands where ON or OFF should");
-    f.on = status == "ON";
-    f.type = next();
-    if (f.type.empty()) fail("", "has no filter type");
+    f.on = upper(status) == "ON";
+    if (!f.on && upper(status) != "OFF") fail("", "'" + status + "' stands where ON or OFF should");
+    f.written = next();
+    if (f.written.empty()) fail("", "has no filter type");
+    f.type = upper(f.written);
+    if (f.type == "LSQ" || f.type == "HSQ") f.type.pop_back();
     const bool shelf = f.type == "LS" || f.type == "HS" || f.type == "LSC" || f.type == "HSC";
     if (shelf && more() && number(peek())) f.slope_dB = read("slope", "DB");
+    // "LS Q": the kind that has a Q, which follows later.
+    if (upper(peek()) == "Q" && !(at_ + 1 < tokens_.size() && number(tokens_[at_ + 1]))) ++at_;
     while (more()) {
-      const std::string word = next();
+      const std::string written = next(), word = upper(written);
       if (word == "FC") {
-        f.fc = read("Fc", "HZ", "KHZ");
+        f.fc = frequency();
       } else if (word == "GAIN") {
         f.gain_dB = read("Gain", "DB");
       } else if (word == "Q") {
@@ -130,7 +161,7 @@ class LineReader {
         f.octaves = read("BW", "OCT");
       } else if (known(f.type)) {
         if (word == "T60") break;  // what a room correction aims at; the filter is given by the rest
-        fail("", "'" + word + "' is not understood");
+        fail("", "'" + written + "' is not understood");
       } else {
         break;
       }
@@ -138,8 +169,24 @@ class LineReader {
     return f;
   }
 
+  // Those of both channels that are named; the others are appended to `unknown`.
+  unsigned channels(std::string& unknown) {
+    unsigned all = 0;
+    while (more()) {
+      const std::string written = next(), name = upper(written);
+      const unsigned bits = name == "ALL"                ? kBoth
+                            : name == "L" || name == "1" ? 1
+                            : name == "R" || name == "2" ? 2
+                                                         : 0;
+      if (bits == 0) unknown += " " + written;
+      all |= bits;
+    }
+    return all;
+  }
+
   static bool known(const std::string& type) {
-    static const char* const types[] = {"PK", "MODAL", "LS", "LSC", "HS", "HSC", "LP", "LPQ", "HP", "HPQ"};
+    static const char* const types[] = {"PK",  "PEQ", "MODAL", "LS", "LSC", "HS",
+                                        "HSC", "LP",  "LPQ",   "HP", "HPQ"};
     return std::find(std::begin(types), std::end(types), type) != std::end(types);
   }
 
@@ -163,17 +210,24 @@ class LineReader {
   std::string peek() const { return more() ? tokens_[at_] : ""; }
   std::string next() { return more() ? tokens_[at_++] : ""; }
   bool skip(const char* word) {
-    if (peek() != word) return false;
+    if (upper(peek()) != word) return false;
     ++at_;
     return true;
   }
 
-  double read(const char* field, const char* unit, const char* thousands = "") {
+  double frequency() {
+    const bool groups = groups_thousands(peek());
+    const double value = read("Fc", "");
+    const bool kilo = skip("KHZ") || skip("K");
+    skip("HZ");
+    return kilo || groups ? value * 1000.0 : value;
+  }
+
+  double read(const char* field, const char* unit) {
     if (!more()) fail(field, "has no value");
     const std::string text = next();
     const std::optional<double> value = number(text);
     if (!value) fail(field, "'" + text + "' is not a number");
-    if (*thousands && skip(thousands)) return *value * 1000.0;
     if (*unit) skip(unit);
     return *value;
   }
@@ -185,44 +239,77 @@ class LineReader {
 };
 
 struct Text {
-  double preamp_dB = 0;
+  std::array<double, 2> preamp_dB{};
   std::vector<Filter> filters;
+  unsigned channels = 0;  // that any line is for
+  bool empty = true;      // no line of either kind
 };
 
-// Lines that begin with neither word are headings, or commands for the program that plays.
-Text read_text(std::string_view text, const std::string& file, std::vector<std::string>& notes) {
-  Text result;
-  int line_number = 0;
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    std::string line = plain(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-    ++line_number;
-    if (line.compare(0, 3, "\xef\xbb\xbf") == 0) line.erase(0, 3);  // byte-order mark
-    const size_t start = line.find_first_not_of(' '), colon = line.find(':');
-    if (start == std::string::npos || line[start] == '#' || colon == std::string::npos) continue;
-    std::string command = line.substr(start, colon - start);
-    while (!command.empty() &&
-           (command.back() == ' ' || std::isdigit(static_cast<unsigned char>(command.back()))))
-      command.pop_back();
-    LineReader reader(file, line_number, line.substr(colon + 1));
+// Lines that begin with none of these words are headings, or commands for the program that plays.
+class TextReader {
+ public:
+  TextReader(const std::string& file, std::vector<std::string>& notes) : file_(file), notes_(notes) {}
+
+  Text read(std::string_view text) {
+    while (!text.empty()) {
+      const size_t end = std::min(text.find('\n'), text.size());
+      std::string line = plain(text.substr(0, end));
+      text.remove_prefix(std::min(end + 1, text.size()));
+      ++line_;
+      if (line.compare(0, 3, "\xef\xbb\xbf") == 0) line.erase(0, 3);  // byte-order mark
+      const size_t start = line.find_first_not_of(' '), colon = line.find(':');
+      if (start != std::string::npos && colon != std::string::npos)
+        read_command(line.substr(start, colon - start), line.substr(colon + 1));
+    }
+    return std::move(result_);
+  }
+
+ private:
+  void read_command(std::string written, const std::string& rest) {
+    while (!written.empty() &&
+           (written.back() == ' ' || std::isdigit(static_cast<unsigned char>(written.back()))))
+      written.pop_back();
+    const std::string command = upper(written);
+    LineReader reader(file_, line_, rest);
     if (command == "PREAMP") {
-      result.preamp_dB += reader.preamp();
+      const double preamp_dB = reader.preamp();
+      for (unsigned ch = 0; ch < 2; ++ch)
+        if (channels_ >> ch & 1) result_.preamp_dB[ch] += preamp_dB;
+      heard();
     } else if (command == "FILTER") {
-      result.filters.push_back(reader.filter());
-    } else if (command == "CHANNEL" || command == "GRAPHICEQ" || command == "CONVOLUTION" ||
-               command == "INCLUDE" || command == "DELAY" || command == "COPY") {
-      notes.push_back("line " + std::to_string(line_number) + ": " + command + " is left out");
+      result_.filters.push_back(reader.filter(channels_));
+      heard();
+    } else if (command == "CHANNEL") {
+      std::string unknown;
+      channels_ = reader.channels(unknown);
+      if (!unknown.empty()) note("left out: what is for channel" + unknown);
+    } else if (command == "GRAPHICEQ" || command == "CONVOLUTION" || command == "INCLUDE" ||
+               command == "DELAY" || command == "COPY") {
+      note("left out: " + written);
     }
   }
-  return result;
-}
+
+  void heard() {
+    result_.channels |= channels_;
+    result_.empty = false;
+  }
+
+  void note(const std::string& text) { notes_.push_back(remark(file_, line_, text)); }
+
+  const std::string& file_;
+  std::vector<std::string>& notes_;
+  Text result_;
+  int line_ = 0;
+  unsigned channels_ = kBoth;  // that the next line is for
+};
 
 // ---- Reading: filters to bands ---------------------------------------------------------------------
-struct Band {
-  int type;
-  double fc, q, gain_dB;
-};
+using Band = std::array<float, 5>;  // as in the record: enable, type, fc, Q, boost
+
+Band band_of(FilterType type, double fc, double q, double gain_dB) {
+  return {1.0f, static_cast<float>(type), static_cast<float>(fc), static_cast<float>(q),
+          static_cast<float>(gain_dB)};
+}
 
 class BandMaker {
  public:
@@ -234,12 +321,13 @@ class BandMaker {
     line_ = f.line;
     if (f.type == "NONE") return {};
     if (!f.on) return left_out("is off");
-    if (!LineReader::known(f.type)) return left_out("EQ10 has no filter of type " + f.type);
+    if (!LineReader::known(f.type)) return left_out("EQ10 has no filter of type " + f.written);
     if (!f.fc) fail("Fc", "is missing");
     if (*f.fc <= 0.0) fail("Fc", "is not above 0 Hz");
     if (*f.fc >= sample_rate_ / 2.0)
       return left_out("Fc is not below half the sample rate, " +
                       shortest(static_cast<float>(sample_rate_ / 2.0), true) + " Hz");
+    if (*f.fc < 10.0) note("Fc " + shortest(static_cast<float>(*f.fc), true) + " Hz is below 10 Hz");
     if (f.q && *f.q <= 0.0) fail("Q", "is not above 0");
     if (f.octaves && *f.octaves <= 0.0) fail("BW", "is not above 0 octaves");
     if (f.slope_dB && *f.slope_dB <= 0.0) fail("slope", "is not above 0 dB per octave");
@@ -249,14 +337,20 @@ class BandMaker {
     const double q = f.q         ? *f.q
                      : f.octaves ? q_from_octaves(*f.octaves, *f.fc, sample_rate_)
                                  : std::sqrt(0.5);
-    return Band{kind == 'L' ? GeneralLP : GeneralHP, *f.fc, clamped("Q", q, kLeastQ, kMostQ), 0.0};
+    return band_of(kind == 'L' ? GeneralLP : GeneralHP, *f.fc, clamped("Q", q, kLeastQ, kMostQ), 0.0);
+  }
+
+  std::optional<Band> left_out(const std::string& why) {
+    note("left out: " + why);
+    return {};
   }
 
  private:
   Band bell(const Filter& f) {
     if (!f.q && !f.octaves) fail("Q", "is missing");
-    const double q = f.q ? *f.q : q_from_octaves(*f.octaves, *f.fc, sample_rate_);
-    return {Parametric, *f.fc, clamped("Q", q, kLeastQ, kMostQ), gain(f)};
+    const double wanted = f.q ? *f.q : q_from_octaves(*f.octaves, *f.fc, sample_rate_);
+    const double q = clamped("Q", wanted, kLeastQ, kMostQ);
+    return band_of(Parametric, *f.fc, q, gain(f));
   }
 
   std::optional<Band> shelf(const Filter& f) {
@@ -270,7 +364,7 @@ class BandMaker {
     const double fc = low ? *f.fc * shift : *f.fc / shift;
     if (fc >= sample_rate_ / 2.0)
       return left_out("the middle of its slope is not below half the sample rate");
-    return Band{low ? LowShelf : HighShelf, fc, slope, gain_dB};
+    return band_of(low ? LowShelf : HighShelf, fc, slope, gain_dB);
   }
 
   double gain(const Filter& f) {
@@ -281,16 +375,12 @@ class BandMaker {
   double clamped(const char* what, double value, double least, double most) {
     const double bounded = std::min(std::max(value, least), most);
     if (bounded != value)
-      notes_.push_back("line " + std::to_string(line_) + ": " + what + " " +
-                       shortest(static_cast<float>(value), true) + " is clamped to " +
-                       shortest(static_cast<float>(bounded), true));
+      note(std::string(what) + " " + shortest(static_cast<float>(value), true) + " is clamped to " +
+           shortest(static_cast<float>(bounded), true));
     return bounded;
   }
 
-  std::optional<Band> left_out(const std::string& why) {
-    notes_.push_back("line " + std::to_string(line_) + ": left out: " + why);
-    return {};
-  }
+  void note(const std::string& text) { notes_.push_back(remark(file_, line_, text)); }
 
   [[noreturn]] void fail(const char* field, const char* text) const {
     throw FileError(file_, line_, field, text);
@@ -302,30 +392,39 @@ class BandMaker {
   int line_ = 0;
 };
 
+// Of each channel that is wanted.
+std::array<std::vector<Band>, 2> bands_of(const std::vector<Filter>& filters, unsigned wanted,
+                                          BandMaker& maker) {
+  std::array<std::vector<Band>, 2> bands;
+  for (const Filter& filter : filters) {
+    const unsigned channels = filter.channels & wanted;
+    const std::optional<Band> band = channels ? maker.make(filter) : std::nullopt;
+    if (!band) continue;
+    bool room = true;
+    for (unsigned ch = 0; ch < 2; ++ch) {
+      if (!(channels >> ch & 1)) continue;
+      if (bands[ch].size() < kBands)
+        bands[ch].push_back(*band);
+      else
+        room = false;
+    }
+    if (!room) maker.left_out("EQ10 has ten bands");
+  }
+  return bands;
+}
+
 // Gives channel 1 what it heard so far by way of channel 0's records.
 void unlink_channels(Record& record) {
-  for (const Table& from : tables()) {
-    if (from.channel != 0) continue;
-    std::string path = from.path;
-    path[path.find(".channel0") + sizeof ".channel" - 1] = '1';
-    const auto to =
-        std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
-    for (size_t i = 0; i < from.fields.size(); ++i)
-      record[static_cast<size_t>(to->fields[i].index)] = record[static_cast<size_t>(from.fields[i].index)];
-  }
+  for (const Table& table : tables())
+    if (table.channel == 1) copy_from_channel0(record, table);
   record[kChannelLink] = 0.0f;
 }
 
 void write_bands(Record& record, int channel, const std::vector<Band>& bands) {
+  constexpr Band kUnused = {0.0f, Parametric, 1000.0f, 1.0f, 0.0f};
   for (int b = 0; b < kBands; ++b) {
-    const bool used = static_cast<size_t>(b) < bands.size();
-    const Band band = used ? bands[static_cast<size_t>(b)] : Band{Parametric, 1000.0, 1.0, 0.0};
-    float* const to = band_record(record, channel, b);
-    to[0] = used ? 1.0f : 0.0f;
-    to[1] = static_cast<float>(band.type);
-    to[2] = static_cast<float>(band.fc);
-    to[3] = static_cast<float>(band.q);
-    to[4] = static_cast<float>(band.gain_dB);
+    const Band& band = static_cast<size_t>(b) < bands.size() ? bands[static_cast<size_t>(b)] : kUnused;
+    std::copy(band.begin(), band.end(), band_record(record, channel, b));
   }
 }
 
@@ -334,31 +433,26 @@ void write_bands(Record& record, int channel, const std::vector<Band>& bands) {
 std::vector<std::string> import_eq(Record& record, std::string_view text, const std::string& file,
                                    int channel) {
   std::vector<std::string> notes;
-  const Text parsed = read_text(text, file, notes);
+  const unsigned wanted = channel < 0 ? kBoth : 1u << channel;
+  const Text parsed = TextReader(file, notes).read(text);
+  if (!(parsed.channels & wanted))
+    throw FileError(file, 0, "",
+                    std::string("holds no line that begins with Filter") +
+                        (parsed.empty ? "" : " for the channels to set"));
+  if (parsed.filters.empty()) notes.push_back(remark(file, 0, "holds no filters; all bands are off"));
   BandMaker maker(file, field_as_int(record, kSampleRate), notes);
-  std::vector<Band> bands;
-  int beyond = 0;
-  for (const Filter& filter : parsed.filters)
-    if (const std::optional<Band> band = maker.make(filter)) {
-      if (bands.size() < kBands)
-        bands.push_back(*band);
-      else
-        ++beyond;
-    }
-  if (beyond)
-    notes.push_back("EQ10 has ten bands; the last " +
-                    (beyond == 1 ? "filter is" : std::to_string(beyond) + " filters are") + " left out");
-  if (parsed.filters.empty()) throw FileError(file, 0, "", "holds no line that begins with Filter");
-
-  const bool linked = field_as_int(record, kChannelLink) != 0;
-  if (channel >= 0 && linked) {
+  const std::array<std::vector<Band>, 2> bands = bands_of(parsed.filters, wanted, maker);
+  const bool alike = bands[0] == bands[1] && parsed.preamp_dB[0] == parsed.preamp_dB[1];
+  if (field_as_int(record, kChannelLink) != 0 && (channel >= 0 || !alike)) {
     unlink_channels(record);
-    notes.push_back("the channels were linked; each has its own settings from here on");
+    notes.push_back(remark(file, 0, "the channels were linked; each has its own settings from here on"));
   }
-  for (int ch = 0; ch < 2; ++ch) {
-    if (channel >= 0 ? ch != channel : linked && ch > 0) continue;
-    write_bands(record, ch, bands);
-    record[static_cast<size_t>(kGain + kGainStride * ch)] = static_cast<float>(parsed.preamp_dB);
+  const bool linked = field_as_int(record, kChannelLink) != 0;
+  for (int ch = 0; ch < (linked ? 1 : 2); ++ch) {
+    const auto source = static_cast<size_t>(ch);
+    if (!(wanted >> ch & 1)) continue;
+    write_bands(record, ch, bands[source]);
+    record[static_cast<size_t>(kGain + kGainStride * ch)] = static_cast<float>(parsed.preamp_dB[source]);
   }
   record[kEqEnable] = 1.0f;
   return notes;

@@ -22,27 +22,27 @@ const Fields kChain = {
     {kChannels, "channels", Kind::integer, "", "interleaved; most effects allow 1 or 2"},
     {kVersion, "version", Kind::number, "", "of the tuning tool; must be 2.0"},
 };
-const Fields kGain = {{0, "gain_dB", Kind::number, "dB", "input gain"}};
+const Fields kGain = {{0, "gain_dB", Kind::number, "dB", "input gain", -60, 20}};
 const Fields kAutoGain = {
-    {0, "target_i_dB", Kind::number, "LUFS", "integrated loudness to steer to, -40 ... -5"},
+    {0, "target_i_dB", Kind::number, "LUFS", "integrated loudness to steer to", -40, -5},
     {1, "attack_time", Kind::number, "ms", "rising gain"},
     {2, "release_time", Kind::number, "ms", "falling gain"},
     {3, "r128_wins", Kind::integer, "ms", "window of the loudness meter; 400 by the standard"},
     {4, "r128_steps", Kind::integer, "ms", "between two readings; not shorter than a block"},
 };
 const Fields kBassEnhancer = {
-    {0, "amount_dB", Kind::number, "dB", "level of the harmonics"},
-    {1, "drive", Kind::number, "", "of the waveshaper, 1 ... 11"},
-    {2, "blend", Kind::number, "", "shape of the waveshaper, 0 ... 10"},
+    {0, "amount_dB", Kind::number, "dB", "level of the harmonics", -60, 20},
+    {1, "drive", Kind::number, "", "of the waveshaper", 1, 11},
+    {2, "blend", Kind::number, "", "shape of the waveshaper", 0, 10},
     {3, "freq", Kind::number, "Hz", "what lies below is replaced by harmonics"},
     {4, "floor_active", Kind::flag, "", ""},
     {5, "floor", Kind::number, "Hz", "harmonics below are cut when floor_active"},
 };
 const Fields kExciter = {
-    {0, "even_harmonics", Kind::number, "", "bias before the clipper, -1 ... 1; 0 gives odd harmonics alone"},
-    {1, "distortion_amount", Kind::number, "", "drive is 10 to the power of twice this; 0 ... 1"},
+    {0, "even_harmonics", Kind::number, "", "bias before the clipper; 0 gives odd harmonics alone", -1, 1},
+    {1, "distortion_amount", Kind::number, "", "drive is 10 to the power of twice this", 0, 1},
     {2, "Cutoff", Kind::number, "Hz", "harmonics are made of what lies above"},
-    {3, "mix", Kind::number, "", "share of the processed signal, 0 ... 1"},
+    {3, "mix", Kind::number, "", "share of the processed signal", 0, 1},
 };
 const Fields kDeEsser = {
     {0, "f0", Kind::number, "Hz", "centre of the sibilance"},
@@ -58,7 +58,7 @@ const Fields kCrossover = {
 const Fields kDrcBand = {
     {0, "freq_start", Kind::number, "Hz", "lower edge; the low band has none"},
     {1, "freq_end", Kind::number, "Hz", "upper edge; the high band has none"},
-    {2, "gain_dB", Kind::number, "dB", "before the compressor"},
+    {2, "gain_dB", Kind::number, "dB", "before the compressor", -60, 20},
     {3, "drc_enable", Kind::flag, "", "a compressed band is scaled by 1 / crossover_band as well"},
     {4, "compress_start", Kind::number, "dBFS", "compression above; expand_end ... 0"},
     {5, "expand_end", Kind::number, "dBFS", "expansion below; noise_threshold ... compress_start"},
@@ -80,8 +80,9 @@ const Fields kAgc = {
     {10, "hold_time", Kind::number, "ms", "has no effect"},
 };
 const Fields kMaximizer = {
-    {0, "max_threshold", Kind::number, "dBFS", "limiting above, about -24 ... 0"},
-    {1, "ceiling", Kind::number, "dBFS", "highest output; ceiling - max_threshold is make-up gain"},
+    {0, "max_threshold", Kind::number, "dBFS", "limiting above", -24, 0},
+    {1, "ceiling", Kind::number, "dBFS",
+     "level of loud, steady sound; ceiling - max_threshold is make-up gain"},
     {2, "release", Kind::number, "ms", ""},
 };
 
@@ -153,6 +154,18 @@ const std::vector<Table>& tables() {
   return all;
 }
 
+const Table& table_of_channel0(const Table& table) {
+  std::string path = table.path;
+  path[path.find(".channel") + sizeof ".channel" - 1] = '0';
+  return *std::find_if(tables().begin(), tables().end(), [&](const Table& t) { return t.path == path; });
+}
+
+void copy_from_channel0(Record& record, const Table& table) {
+  const Table& from = table_of_channel0(table);
+  for (size_t i = 0; i < table.fields.size(); ++i)
+    record[static_cast<size_t>(table.fields[i].index)] = record[static_cast<size_t>(from.fields[i].index)];
+}
+
 Place place(int index) {
   for (const Table& table : tables())
     for (const Field& field : table.fields)
@@ -184,6 +197,10 @@ std::string shortest(float value, bool whole) {
   const bool negative_zero = value == 0.0f && std::signbit(value);
   if (result.find_first_of(".e") == std::string::npos && (!whole || negative_zero)) result += ".0";
   return result;
+}
+
+std::string range(const Field& field) {
+  return std::isinf(field.least) ? "" : shortest(field.least, true) + " ... " + shortest(field.most, true);
 }
 
 std::string with_unit(const Field& field, float value) {

@@ -2,6 +2,7 @@
 // range. The text form, the differences and the findings all speak of fields in these words.
 #pragma once
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,9 @@ struct Field {
   int index;  // in the record
   const char* name;
   Kind kind;
-  const char* unit;  // "" where it has none
-  const char* hint;  // range or meaning, for people; may be ""
+  const char* unit;                          // "" where it has none
+  const char* hint;                          // meaning, for people; may be ""
+  float least = -INFINITY, most = INFINITY;  // what a tuner would set; the chain takes any value
 };
 
 // Fields that belong together: one effect, one channel of it, or one band of that.
@@ -43,6 +45,11 @@ struct Place {
 // What stands at an index of the record; nulls where the chain never reads.
 Place place(int index);
 
+// Channel 0's table with the fields of a channel's table.
+const Table& table_of_channel0(const Table& table);
+// Gives a channel's table what channel 0's holds.
+void copy_from_channel0(Record& record, const Table& table);
+
 // "Parametric" for 0 and so on; null for a code that is unknown.
 const char* filter_name(int code);
 // The code of a name, -1 for an unknown name.
@@ -51,6 +58,8 @@ int filter_code(std::string_view name);
 // The shortest decimal that is read back as the same float: "0.1", "48000", "-0.0", "inf"; with a point or an
 // exponent unless `whole`. NaNs give "nan" and lose their payload.
 std::string shortest(float value, bool whole = false);
+// "-40 ... -5"; "" for a field without a range.
+std::string range(const Field& field);
 // A field's value with its unit: "2.5 dB", "on", "LowShelf".
 std::string with_unit(const Field& field, float value);
 

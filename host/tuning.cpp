@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "host/fields.h"
 #include "host/file.h"
@@ -41,6 +42,7 @@ constexpr char kUnread[] = "unread";
 constexpr char kHead[] =
     R"(# Tuning record of the effect chain. A field that is left out is 0. Times are in ms, levels in dB below full scale.
 # An integer is truncated toward zero; "0x7fc00001" gives the bits of a float that has no decimal form.
+# Where channel_link is false, an effect that has no tables for channel 1 uses those of channel 0 there too.
 )";
 constexpr char kEqHead[] =
     R"(# type   Parametric, LowShelf, HighShelf, GeneralLP, GeneralHP, BandPass, ButterworthLP or ButterworthHP
@@ -66,12 +68,25 @@ bool all_zero(const Record& record, const Table& table) {
   });
 }
 
-// Whether a channel's tables may be left out of the text, because all of them are zero.
+// "EQ10.channel1" for each of that channel's bands.
+std::string channel_path(const Table& table) {
+  return table.path.substr(0, table.path.find(".channel") + sizeof ".channel0" - 1);
+}
+
+// Whether tables of channel 1 that a text leaves out are those of channel 0; else they are zero.
+bool fills_channel1(const Record& record) {
+  return field_as_int(record, kChannelLink) == 0 && field_as_int(record, kChannels) > 1;
+}
+
+// Whether a channel's tables may be left out of the text, because all of them are zero and are read as that.
 bool left_out(const Record& record, const Table& table) {
   if (table.channel < 1) return false;
-  const std::string channel = table.path.substr(0, table.path.find(".channel") + sizeof ".channel0" - 1);
+  const std::string channel = channel_path(table);
+  const bool filled = fills_channel1(record);
   for (const Table& other : tables())
-    if (other.path.compare(0, channel.size(), channel) == 0 && !all_zero(record, other)) return false;
+    if (other.path.compare(0, channel.size(), channel) == 0 &&
+        !(all_zero(record, other) && (!filled || all_zero(record, table_of_channel0(other)))))
+      return false;
   return true;
 }
 
@@ -89,10 +104,9 @@ void write_table(const Record& record, const Table& table, std::string& out) {
     std::string line = field.name;
     line += " = ";
     line += value_text(field.kind, record[static_cast<size_t>(field.index)]);
-    const std::string hint = field.hint;
-    std::string comment = field.unit;
-    if (!comment.empty() && !hint.empty()) comment += "; ";
-    comment += hint;
+    std::string comment;
+    for (const std::string& part : {std::string(field.unit), std::string(field.hint), range(field)})
+      comment += (comment.empty() || part.empty() ? "" : "; ") + part;
     if (!comment.empty()) line.append(line.size() < 26 ? 26 - line.size() : 1, ' ') += "# " + comment;
     out += line + "\n";
   }
@@ -144,6 +158,7 @@ class Reader {
     try {
       const toml::table root = toml::parse(text, file);
       read_table(root, "");
+      if (fills_channel1(record)) fill_channel1();
     } catch (const toml::parse_error& error) {
       throw FileError(file_, static_cast<int>(error.source().begin.line), "",
                       std::string(error.description()));
@@ -192,10 +207,15 @@ class Reader {
       if (field)
         record[static_cast<size_t>(field->index)] = value(node, name, field->kind);
       else if (node.is_table())
-        read_table(*node.as_table(), name);
+        read_table(*node.as_table(), *present_.insert(name).first);
       else
         fail(node.source(), name, "is not a table");
     }
+  }
+
+  void fill_channel1() {
+    for (const Table& table : tables())
+      if (table.channel == 1 && present_.count(channel_path(table)) == 0) copy_from_channel0(record, table);
   }
 
   void read_unread(const toml::node& node) {
@@ -244,6 +264,7 @@ class Reader {
 
   const std::string file_;
   std::map<std::string, const Field*> known_;  // null for a table
+  std::set<std::string> present_;              // the tables that the text has
 };
 
 // Whether TOML could hold these bytes: UTF-8 without control characters. No record that the chain accepts
@@ -266,7 +287,11 @@ bool is_text(std::string_view bytes) {
 
 }  // namespace
 
-Record from_text(std::string_view text, const std::string& file) { return Reader(text, file).record; }
+Record from_text(std::string_view text, const std::string& file) {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) text.remove_prefix(kByteOrderMark.size());
+  return Reader(text, file).record;
+}
 
 // ---- Files -----------------------------------------------------------------------------------------
 Record load_tuning(const std::string& path) {

@@ -34,8 +34,9 @@ Record preset(const std::string& name);
 // fields that the chain never reads, for NaNs with their payload, infinities and negative zeros.
 std::string to_text(const Record& record);
 
-// The record that a TOML text describes. A field that the text leaves out is 0. Unknown tables and fields,
-// values of a wrong type and numbers beyond the range of a 32-bit float are errors.
+// The record that a TOML text describes. A field that the text leaves out is 0; an effect's settings for channel 1, where
+// the channels are not linked and it has no table for them, are those of channel 0. Unknown tables and fields, values of
+// a wrong type and numbers beyond the range of a 32-bit float are errors.
 //  file  the name that errors give
 //  Throws FileError.
 Record from_text(std::string_view text, const std::string& file);

@@ -18,7 +18,7 @@ check() {  # COMMAND ...
   [[ $completed == "$listed" ]] || { echo "$*: bash completes $completed, and there are $listed"; failed=1; }
   for option in ${listed/--help/}; do
     for file in tools/audiopost/completion/_audiopost "docs/man/audiopost-$1.1"; do
-      tr -d '\134' <"$source/$file" | grep -qF -- "$option" || { echo "$*: $file: no $option"; failed=1; }
+      grep -qF -- "$option" <<<"$(tr -d '\134' <"$source/$file")" || { echo "$*: $file: no $option"; failed=1; }
     done
   done
 }

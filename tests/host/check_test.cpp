@@ -165,6 +165,20 @@ TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
        "amount_dB 1e+09 dB is more than a float can hold; the chain would play noise"},
       {250, 1500, kNote, "MultiBandDRC channel 0",
        "mid1 ends at 1000 Hz and mid2 starts at 1500 Hz; what lies between is lost"},
+      {250, 2500, kWarning, "MultiBandDRC channel 0",
+       "mid1 ends at 1000 Hz and mid2 starts at 2500 Hz; what lies between is lost"},
+      {217, -80, kNote, "MultiBandDRC channel 0 low band",
+       "max_gain -80 dB asks for a gain below -60 dB; the chain's end there"},
+      {407, -70, kNote, "Agc channel 0",
+       "max_peak -70 dB asks for a gain below -60 dB; the chain's end there"},
+      {61, 12.5f, kWarning, "BassEnhancer channel 0",
+       "drive 12.5: above 12 the waveshaper's curve jumps at zero; the start thumps and soft bass buzzes"},
+      {20, 200, kNote, "chain channel 0", "gain_dB 200 lies outside -60 ... 20"},
+      {252, 100, kNote, "MultiBandDRC channel 0 mid2 band", "gain_dB 100 lies outside -60 ... 20"},
+      {30, 16, kNote, "AutoGain", "target_i_dB 16 lies outside -40 ... -5"},
+      {400, -40, kNote, "Maximizer channel 0", "max_threshold -40 lies outside -24 ... 0"},
+      {83, 2, kNote, "Exciter channel 0", "mix 2 lies outside 0 ... 1"},
+      {4, NAN, kNote, "chain", "version is not a number; the chain takes it for 2.0"},
       {259, 50000, kWarning, "MultiBandDRC channel 0 mid2 band",
        "attack_time 50000 ms is too long at this sample rate; it overflows"},
       {402, NAN, kWarning, "Maximizer channel 0",
@@ -181,4 +195,12 @@ TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
     }));
     CHECK(host::unusable(findings) == (r.severity == kFatal));
   }
+  // Effects that are off may hold anything.
+  Record off = host::preset("flat");
+  off[host::kChannels] = 3.0f;
+  off[30] = off[61] = off[217] = off[400] = -100.0f;
+  const std::vector<Finding> findings = host::check(off);
+  REQUIRE(findings.size() == 1);
+  CHECK(findings[0].text ==
+        "channels 3: process_file and all effects but AutoGain and EQ10 take two at most");
 }

@@ -56,6 +56,7 @@ TEST_CASE("an imported filter has the response that its line stands for") {
                kShiftSlope = std::pow(10.0, 6.0 / (80.0 * kSlope));
   const double A = std::pow(10.0, 6.0 / 40.0);
   const auto q_of_slope = [&](double s) { return 1.0 / std::sqrt((A + 1.0 / A) * (1.0 / s - 1.0) + 2.0); };
+  const double kSlopeOfQ = 1.0 / (1.0 + (1.0 / (0.9 * 0.9) - 2.0) / (A + 1.0 / A));
   const struct {
     std::string line;
     char type;
@@ -74,6 +75,15 @@ TEST_CASE("an imported filter has the response that its line stands for") {
       {"LSC 10 dB Fc 200 Hz Gain 6 dB", 'L', 200, 6, q_of_slope(kSlope)},
       {"HS 10 dB Fc 4000 Hz Gain 6 dB", 'H', 4000 / kShiftSlope, 6, q_of_slope(kSlope)},
       {"LSC Fc 200 Hz Gain 6 dB", 'L', 200, 6, q_of_slope(0.9)},
+      {"LS Q Fc 200 Hz Gain 6 dB Q 0.9", 'L', 200 * std::pow(10.0, 6.0 / (80.0 * kSlopeOfQ)), 6, 0.9},
+      {"HS 6dB Fc 4,000 Hz Gain 6 dB", 'H', 4000 / (kShift * kShift), 6, q_of_slope(0.5)},
+      {"pk Fc 1,250 Hz Gain \u22123 dB Q 2 # a comment", 'P', 1250, -3, 2},
+      {"PK Fc 1,250.5 Hz Gain 3 dB Q 2", 'P', 1250.5, 3, 2},
+      {"PK Fc 1,250 kHz Gain 3 dB Q 2", 'P', 1250, 3, 2},
+      {"PK Fc 1250,125 Hz Gain 3 dB Q 2,125", 'P', 1250.125, 3, 2.125},
+      {"PK Fc 1.5k Gain 3 dB Q 2", 'P', 1500, 3, 2},
+      {"PK Fc 1.5kHz Gain 3 dB Q 2", 'P', 1500, 3, 2},
+      {"LP Q Fc 3000 Hz Q 0.9", 'l', 3000, 0, 0.9},
       {"LP Fc 3000 Hz", 'l', 3000, 0, std::sqrt(0.5)},
       {"HPQ Fc 60 Hz Q 1.2", 'h', 60, 0, 1.2},
   };
@@ -114,17 +124,20 @@ TEST_CASE("an exported EQ reads back with the same response") {
 TEST_CASE("what EQ10 has no place for is told, line by line") {
   std::vector<std::string> notes;
   std::string text =
-      "Room EQ\nNotes: none\nPreamp: -1 dB\nPreamp: -2 dB\nChannel: L\n"
-      "Filter 1: OFF PK Fc 100 Hz Gain 1 dB Q 1\nFilter 2: ON NO Fc 50 Hz\n"
+      "Room EQ\nNotes: none\nPreamp: -1 dB\nPreamp: -2 dB\nGraphicEQ: 20 0\n"
+      "Filter 1: OFF PK Fc 100 Hz Gain 1 dB Q 1\nFilter 2: ON Notch Fc 50 Hz\n"
       "Filter 3: ON PK Fc 100 Hz Gain 25 dB Q 99\n"
-      "Filter 4: ON HSC Fc 30000 Hz Gain 2 dB Q 0.7\nFilter 5: ON None\n";
-  for (int i = 0; i < 11; ++i) text += "Filter: ON PK Fc 1000 Hz Gain 1 dB Q 1\n";
+      "Filter 4: ON HSC Fc 30000 Hz Gain 2 dB Q 0.7\nFilter 5: ON None\nChannel: C all\n"
+      "Filter: ON PK Fc 1.250 Hz Gain 1 dB Q 1\n";
+  for (int i = 0; i < 10; ++i) text += "Filter: ON PK Fc 1000 Hz Gain 1 dB Q 1\n";
   const Record record = imported(text, &notes);
-  CHECK(notes == std::vector<std::string>{"line 5: CHANNEL is left out", "line 6: left out: is off",
-                                          "line 7: left out: EQ10 has no filter of type NO",
-                                          "line 8: Q 99 is clamped to 16", "line 8: Gain 25 is clamped to 20",
-                                          "line 9: left out: Fc is not below half the sample rate, 24000 Hz",
-                                          "EQ10 has ten bands; the last 2 filters are left out"});
+  CHECK(notes == std::vector<std::string>{
+                     "eq.txt:5: left out: GraphicEQ", "eq.txt:11: left out: what is for channel C",
+                     "eq.txt:6: left out: is off", "eq.txt:7: left out: EQ10 has no filter of type Notch",
+                     "eq.txt:8: Q 99 is clamped to 16", "eq.txt:8: Gain 25 is clamped to 20",
+                     "eq.txt:9: left out: Fc is not below half the sample rate, 24000 Hz",
+                     "eq.txt:12: Fc 1.25 Hz is below 10 Hz", "eq.txt:21: left out: EQ10 has ten bands",
+                     "eq.txt:22: left out: EQ10 has ten bands"});
   CHECK(record[20] == -3.0f);
   CHECK(record[104] == 20.0f);
 
@@ -147,20 +160,62 @@ TEST_CASE("what EQ10 has no place for is told, line by line") {
   CHECK(left_out.size() == 3);
 }
 
+TEST_CASE("a channel gets the lines that are for it") {
+  const std::string band = "Filter: ON PK Gain 1 dB Q 1 Fc ";
+  const std::string text = "Preamp: -1 dB\n" + band + "100 Hz\nChannel: L\nPreamp: -2 dB\n" + band +
+                           "200 Hz\nChannel: 2\n" + band + "300 Hz\nchannel: ALL\n" + band + "400 Hz\n";
+  const struct {
+    std::string text;
+    int channel;
+    float link, left_dB, right_dB;
+    std::vector<float> left, right;  // Hz; the record's own where empty
+  } rows[] = {
+      {text, -1, 0, -3, -1, {100, 200, 400}, {100, 300, 400}},
+      {text, 1, 0, 0, -1, {}, {100, 300, 400}},
+      {"Channel: L\n" + band + "50 Hz\nChannel: R\n" + band + "50 Hz\n", -1, 1, 0, 0, {50}, {}},
+      {"Preamp: -4 dB\n", -1, 1, -4, 0, {1000}, {}},  // no filters
+  };
+  for (const auto& r : rows) {
+    CAPTURES(r.text);
+    const Record music = host::preset("music");
+    Record record = music;
+    host::import_eq(record, r.text, "eq.txt", r.channel);
+    CHECK(record[host::kChannelLink] == r.link);
+    CHECK(record[20] == r.left_dB);
+    CHECK(record[25] == r.right_dB);
+    for (size_t i = 0; i < 10; ++i) {
+      const auto own = [&](size_t start) {
+        return start < 150 || r.link == 1 ? music[start] : music[start - 50];
+      };
+      const auto expected = [&](const std::vector<float>& fc, size_t start) {
+        return fc.empty() ? own(start) : i < fc.size() ? fc[i] : 1000.0f;
+      };
+      CHECK(record[102 + 5 * i] == expected(r.left, 102 + 5 * i));
+      CHECK(record[152 + 5 * i] == expected(r.right, 152 + 5 * i));
+    }
+  }
+  Record flat = host::preset("music");
+  CHECK(host::import_eq(flat, "Preamp: 0 dB\n", "eq.txt") ==
+        std::vector<std::string>{"eq.txt: holds no filters; all bands are off"});
+  for (size_t band_enable = 100; band_enable < 150; band_enable += 5) CHECK(flat[band_enable] == 0.0f);
+}
+
 TEST_CASE("a filter line that is not understood is an error with its line and field") {
   const struct {
     const char *line, *error;
   } rows[] = {
       {"Filter 1: PK Fc 100 Hz", "eq.txt:2: 'PK' stands where ON or OFF should"},
       {"Filter 1: ON", "eq.txt:2: has no filter type"},
-      {"Filter 1: ON PK Fc abc Hz", "eq.txt:2: Fc: 'ABC' is not a number"},
+      {"Filter 1: ON PK Fc abc Hz", "eq.txt:2: Fc: 'abc' is not a number"},
       {"Filter 1: ON PK Fc", "eq.txt:2: Fc: has no value"},
       {"Filter 1: ON PK Fc 100 Hz Q 1", "eq.txt:2: Gain: is missing"},
       {"Filter 1: ON PK Fc 100 Hz Gain 1 dB", "eq.txt:2: Q: is missing"},
       {"Filter 1: ON PK Fc -5 Hz Gain 1 dB Q 1", "eq.txt:2: Fc: is not above 0 Hz"},
       {"Filter 1: ON LSC Fc 50 Hz Gain 1 dB Q 0", "eq.txt:2: Q: is not above 0"},
-      {"Filter 1: ON PK Fc 100 Hz Gain 1 dB Q 1 foo", "eq.txt:2: 'FOO' is not understood"},
-      {"Preamp: loud", "eq.txt:2: Preamp: 'LOUD' is not a number"},
+      {"Filter 1: ON PK Fc 100 Hz Gain 1 dB Q 1 foo", "eq.txt:2: 'foo' is not understood"},
+      {"Preamp: loud", "eq.txt:2: Preamp: 'loud' is not a number"},
+      {"Channel: C\nFilter: ON PK Fc 9 Hz Gain 1 dB Q 1",
+       "eq.txt: holds no line that begins with Filter for the channels to set"},
       {"nothing", "eq.txt: holds no line that begins with Filter"},
   };
   for (const auto& r : rows)

@@ -42,6 +42,26 @@ TEST_CASE("every preset is taken by the chain without a word and says what each 
   for (size_t flag = 10; flag < 18; ++flag) CHECK(flat[flag] == 0.0f);
 }
 
+TEST_CASE("an unlinked text needs no tables for a channel 1 that is like channel 0") {
+  std::string text(host::preset_text("music"));
+  const auto replace = [&](const std::string& from, const std::string& to) {
+    text.replace(text.find(from), from.size(), to);
+  };
+  replace("channel_link = true", "channel_link = false");
+  Record record =
+      host::from_text("\xef\xbb\xbf" + text + "[EQ10.channel1]\nband2 = { fc = 5.0 }\n", "marked");
+  CHECK(record[20] == record[25]);
+  CHECK(record[270] == 6000.0f);
+  CHECK(record[370] == 6000.0f);
+  CHECK(record[152] == 0.0f);  // the equalizer has a table of its own
+  CHECK(record[162] == 5.0f);
+  CHECK(same(host::from_text(host::to_text(record), "text"), record));
+  std::fill(&record[300], &record[400], 0.0f);  // zeros of its own have to be written
+  CHECK(same(host::from_text(host::to_text(record), "text"), record));
+  replace("channels = 2", "channels = 1");
+  CHECK(host::from_text(text, "mono")[370] == 0.0f);
+}
+
 TEST_CASE("errors in a text name file, line and field") {
   const struct {
     const char *text, *error;

@@ -112,7 +112,8 @@ void import_eq(const Options& o) {
   Record record = o.into.empty() ? host::preset("flat") : host::find_tuning(o.into);
   const std::string name = o.file == "-" ? "standard input" : o.file;
   const std::string text = host::read_file(o.file, size_t{1} << 20);
-  for (const std::string& note : host::import_eq(record, text, name, o.channel)) print_note(name, note);
+  for (const std::string& note : host::import_eq(record, text, name, o.channel))
+    std::fprintf(stderr, "audiopost: %s\n", note.c_str());
   write_tuning(o.out, record);
 }
 
