@@ -58,6 +58,7 @@ size_t count(const std::string& text, const std::string& part) {
 
 TEST_CASE("the output is as long as the input, in every kind of file and through pipes") {
   const Shell shell;
+  REQUIRE(shell.run("ln -s target.wav link.wav").status == 0);
   for (const int channels : {1, 2})
     for (const int frames : {1, 1023, 1024, 5000}) {
       const Bytes samples = programme(frames, channels);
@@ -70,8 +71,12 @@ TEST_CASE("the output is as long as the input, in every kind of file and through
           {"process in.wav out.aiff -q && audiopost process out.aiff - -q -t flat | cat > out", kWavHeader},
           {"process - - -q < in.wav | cat > out", kWavHeader},
           {"process in.wav /dev/stdout -q | cat > out", kWavHeader},
-          {"process in.wav in.wav -q; mv in.wav out", kWavHeader},
+          {"process <(cat in.wav) out.wav -q; mv out.wav out", kWavHeader},
+          {"process in.wav link.wav -q && test -L link.wav && mv target.wav out", kWavHeader},
           {"process in.pcm out" + raw, 0},
+          {"process <(cat in.pcm) out" + raw, 0},
+          {"process in.pcm out.wav" + raw + "; mv out.wav out", kWavHeader},  // the ending counts
+          {"process in.wav - -q --raw > out", 0},
           {"process - -" + raw + " < in.pcm | cat > out", 0}};
       Bytes expect;
       for (const auto& run : runs) {
