@@ -1,7 +1,5 @@
 #include "host/tuning.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -327,12 +325,6 @@ std::string_view preset_text(const std::string& name) {
   for (const PresetText& preset : preset_texts())
     if (name == preset.name) return preset.text;
   throw std::out_of_range("no preset is called " + name);
-}
-
-Record find_tuning(const std::string& name) {
-  const std::vector<std::string>& names = preset_names();
-  const bool known = std::find(names.begin(), names.end(), name) != names.end();
-  return known && access(name.c_str(), F_OK) != 0 ? preset(name) : load_tuning(name);
 }
 
 Record preset(const std::string& name) { return from_text(preset_text(name), "preset " + name); }

@@ -45,9 +45,6 @@ Record from_text(std::string_view text, const std::string& file);
 // Throws FileError.
 Record load_tuning(const std::string& path);
 
-// As load_tuning; where no file of that name is, the preset of that name.
-Record find_tuning(const std::string& name);
-
 // Writes the 2000 bytes, beside the path first and then renamed over it. Throws FileError.
 void save_record(const std::string& path, const Record& record);
 

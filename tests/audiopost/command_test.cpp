@@ -58,6 +58,7 @@ size_t count(const std::string& text, const std::string& part) {
 
 TEST_CASE("the output is as long as the input, in every kind of file and through pipes") {
   const Shell shell;
+  REQUIRE(shell.run("ln -s target.wav link.wav").status == 0);
   for (const int channels : {1, 2})
     for (const int frames : {1, 1023, 1024, 5000}) {
       const Bytes samples = programme(frames, channels);
@@ -70,8 +71,12 @@ TEST_CASE("the output is as long as the input, in every kind of file and through
           {"process in.wav out.aiff -q && audiopost process out.aiff - -q -t flat | cat > out", kWavHeader},
           {"process - - -q < in.wav | cat > out", kWavHeader},
           {"process in.wav /dev/stdout -q | cat > out", kWavHeader},
-          {"process in.wav in.wav -q; mv in.wav out", kWavHeader},
+          {"process <(cat in.wav) out.wav -q; mv out.wav out", kWavHeader},
+          {"process in.wav link.wav -q && test -L link.wav && mv target.wav out", kWavHeader},
           {"process in.pcm out" + raw, 0},
+          {"process <(cat in.pcm) out" + raw, 0},
+          {"process in.pcm out.wav" + raw + "; mv out.wav out", kWavHeader},  // the ending counts
+          {"process in.wav - -q --raw > out", 0},
           {"process - -" + raw + " < in.pcm | cat > out", 0}};
       Bytes expect;
       for (const auto& run : runs) {
@@ -126,14 +131,21 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
                                                  {"nan.wav", wav(bytes_of(floats), 2, 32, 48000, 3)},
                                                  {"eight.wav", wav(programme(100, 8), 8)},
                                                  {"words.txt", "not a sound\n"},
+                                                 {"long.pcm", programme(50000, 2)},
                                                  {"odd.pcm", samples.substr(0, 4095)},
                                                  {"short.bin", Bytes(1999, '\0')},
                                                  {"type.toml", "[chain]\nsample_rate = \"48000\"\n"},
                                                  {"slow.wav", wav(samples, 2, 16, 10)},
+                                                 {"tele.wav", wav(samples, 2, 16, 8000)},
                                                  {"old.wav", "what was there before"}};
   for (const auto& [name, bytes] : files) shell.write(name, bytes);
   shell.tuning("fatal.bin", {{14, {1}}, {100, {1, 9}}}), shell.tuning("bits.bin", {{1, {20}}});
-  REQUIRE(shell.run("mkdir directory").status == 0);
+  shell.tuning("nine.bin", {{3, {9}}}),
+      shell.tuning("high.bin", {{0, {8000}}, {14, {1}}, {100, {1, 0, 4000}}});
+  REQUIRE(shell
+              .run("mkdir directory; ln -s good.wav link.wav;"
+                   "audiopost process long.pcm cut.ogg --raw -q; truncate -s -1000 cut.ogg")
+              .status == 0);
   const struct {
     std::string arguments, says;
   } rows[] = {
@@ -150,12 +162,25 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
       {"process slow.wav out.wav", "slow.wav: a sample rate of 10 Hz"},
       {"process words.txt out.wav", "words.txt: not a sound file"},
       {"process odd.pcm out.pcm --raw", "odd.pcm: is cut short: it ends inside a frame"},
+      {"process cut.ogg out.wav", "cut.ogg: is cut short: its end is missing after "},
       {"process good.wav out.xyz", "out.xyz: the ending"},
+      {"process good.wav out.mp3 --raw", "out.mp3: the ending"},
+      {"process good.wav out.wav --rate 8000", "--rate requires --raw"},
+      {"process odd.pcm out.pcm --raw -t nine.bin", "nine.bin: has 9 channels"},
+      {"process good.wav ./good.wav", "./good.wav: is the input"},
+      {"process good.wav link.wav", "link.wav: is the input"},
+      {"process - good.wav < good.wav", "good.wav: is the input"},
+      {"process odd.pcm bits.bin --raw -t bits.bin", "bits.bin: is the tuning"},
       {"process good.wav out.wav -t no.toml", "no.toml: no such file"},
       {"process good.wav out.wav -t short.bin", "short.bin: is neither text nor a tuning record"},
       {"process good.wav out.wav -t type.toml", "type.toml:2: chain.sample_rate: is a string"},
       {"process good.wav out.wav -t fatal.bin", "fatal.bin: EQ10 channel 0 band 0: type 9"},
       {"process good.wav out.wav -t bits.bin", "bits.bin: chain: bit_rate 20"},
+      {"process tele.wav out.wav -q -t high.bin", "high.bin: EQ10 channel 0 band 0: fc 4000 Hz"},
+      {"process tele.wav out.wav -t music --block 1024", "music: AutoGain: r128_steps 100 ms is 800 samples"},
+      {"process tele.wav out.wav -t music --block 1024", "; --block 800 would do\n"},
+      {"process good.wav out.wav -t ''", "audiopost: the tuning's name is empty"},
+      {"process good.wav out.wav one --two 3", "audiopost: not expected: one --two 3"},
       {"process good.wav out.wav --block 0", "block"},
       {"process good.wav", "OUT"},
       {"measure fatal.bin", "fatal.bin: EQ10"},
@@ -163,6 +188,8 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
       {"measure music --tones 24000", "--tones: 24000 Hz is not below half the sample rate of 48000 Hz"},
       {"plot fatal.bin -o out.svg", "fatal.bin: EQ10"},
       {"plot music -o missing/out.svg", "missing/out.svg"},
+      {"plot bits.bin -o bits.bin", "bits.bin: is the tuning"},
+      {"report music good.wav -o good.wav", "good.wav: is the input"},
       {"report music short.wav -o out.html", "short.wav: is cut short"},
       {"report music good.wav -o directory", "directory: is a directory"},
       {"meter nan.wav --json", "nan.wav: frame 4"},
@@ -178,6 +205,75 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
     CHECK(shell.names() == before);
   }
   CHECK(shell.read("old.wav") == "what was there before");
+  CHECK(shell.read("good.wav") == good);
+  for (const std::string out : {"out.wav", "out.flac", "out.ogg", "out"})
+    CHECK(shell.run("trap '' XFSZ; ulimit -f 1; audiopost process long.pcm --raw " + out).err ==
+          "audiopost: " + out + ": file too large\n");
+}
+
+TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry, and says so") {
+  const Shell shell;
+  const struct {
+    std::string preset;
+    Shell::Changes changes;
+    int rate;
+    Shell::Changes fitted;  // by hand
+    std::vector<std::string> notes;
+  } rows[] = {
+      {"music", {}, 16000, {{115, {0}}}, {"EQ10 band 3 at 10000 Hz is off: the file reaches 8000 Hz"}},
+      {"speech",
+       {},
+       8000,
+       {{13, {0}}, {115, {0}}, {251, {3600}}, {270, {3600}}},
+       {"DeEsser at 6500 Hz is off: the file reaches 4000 Hz",
+        "EQ10 band 3 at 9000 Hz is off: the file reaches 4000 Hz",
+        "MultiBandDRC crossover at 5000 Hz moves to 3600 Hz: the file reaches 4000 Hz",
+        "blocks of 800 frames: auto gain's step is no longer at 8000 Hz"}},
+      // Edges keep their order.
+      {"flat",
+       {{12, {1}}, {15, {1}}, {82, {7999}}, {231, {7900}}, {250, {7900, 9000}}, {270, {9000}}},
+       16000,
+       {{251, {7900}}, {270, {7900}}},
+       {"MultiBandDRC crossover at 9000 Hz moves to 7900 Hz: the file reaches 8000 Hz"}},
+      // Channels with settings of their own.
+      {"flat",
+       {{2, {0}},
+        {12, {1}},
+        {14, {1}},
+        {80, {0, 0, 3000, 0.5f, 0, 0, 0, 8000, 0.5f}},
+        {150, {1, 0, 8000, 1, 6}}},
+       16000,
+       {{12, {0}}, {150, {0}}},
+       {"Exciter channel 1 at 8000 Hz is off: the file reaches 8000 Hz",
+        "EQ10 channel 1 band 0 at 8000 Hz is off: the file reaches 8000 Hz"}},
+  };
+  for (const auto& row : rows) {
+    CAPTURES(row.preset, row.rate);
+    Shell::Changes by_hand = row.changes;
+    by_hand.insert(by_hand.end(), row.fitted.begin(), row.fitted.end());
+    by_hand.push_back({0, {float(row.rate)}});
+    shell.write("in.wav", wav(programme(20000, 2), 2, 16, row.rate));
+    shell.tuning("a.bin", row.changes, row.preset), shell.tuning("b.bin", by_hand, row.preset);
+    std::string says = "audiopost: note: a.bin is for 48000 Hz and 2 channels; it runs at the stream's " +
+                       std::to_string(row.rate) + " Hz and 2\n";
+    for (const std::string& note : row.notes) says += "audiopost: note: " + note + "\n";
+    CHECK(shell.run("audiopost process in.wav a.wav -t a.bin").err == says);
+    CHECK(shell.run("audiopost process in.wav b.wav -t b.bin -q").status == 0);
+    CHECK(shell.read("a.wav") == shell.read("b.wav"));
+    const auto others = shell.run(
+        "audiopost process in.wav a.wav -t a.bin -q && audiopost plot b.bin > b.svg &&"
+        "audiopost measure a.bin in.wav --tones 1000 --levels -20 > b.txt &&"
+        "audiopost report b.bin in.wav -o b.html 2> b.txt");
+    CHECK(others.status == 0);
+    CHECK(others.err == says);  // measure's
+  }
+  // As process_file runs it.
+  shell.tuning("high.bin", {{0, {16000}}, {14, {1}}, {100, {1, 0, 8000}}});
+  const auto done = shell.run("audiopost process in.wav out.wav -q -t high.bin --driver-compatible");
+  CHECK(done.status == 0);
+  CHECK(done.err.rfind("audiopost: warning: high.bin: EQ10 channel 0 band 0: fc 8000 Hz", 0) == 0);
+  const auto none = shell.run("audiopost process in.wav out.wav -t flat --driver-compatible --block 20001");
+  CHECK(none.err.find("in.wav: is shorter than a block of 20001 frames") != std::string::npos);
 }
 
 TEST_CASE("an interrupted run takes its unfinished output away") {

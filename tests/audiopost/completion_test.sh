@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # completion_test.sh AUDIOPOST SOURCE: for every command bash completes the very options that --help lists, and zsh's
-# completion and the manual page know them.
+# completion and the manual page know them. A file's name may hold blanks.
 set -euo pipefail
 
 read -ra audiopost <<<"${EMULATOR:-} $1"
@@ -26,5 +26,11 @@ for command in $(commands); do
   if [[ $command != tuning ]]; then check "$command"; fi
 done
 for command in $(commands tuning); do check tuning "$command"; done
+place=$(mktemp -d)
+trap 'rm -r "$place"' EXIT
+touch "$place/two words.wav"
+COMP_WORDS=(audiopost process "$place/t") COMP_CWORD=2
+_audiopost audiopost "$place/t" process || true  # no option begins like that
+[[ ${COMPREPLY[0]} == "$place/two words.wav" ]] || { echo "bash completes ${COMPREPLY[0]}"; failed=1; }
 [[ -n ${command:-} ]] || failed=1
 exit $failed

@@ -28,6 +28,9 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
       {"tuning import-eq a.toml", 2, "", "audiopost: a.toml: holds no line that begins with Filter\n"},
       {"tuning build a.toml -o none/a.bin", 2, "", "audiopost: none/a.bin: no such file or directory\n"},
       {"tuning show none", 2, "", "audiopost: none: no such file or directory\n"},
+      {"tuning show speech", 0, "# Tuning record of the effect chain.", ""},  // the preset, not the file
+      {"tuning show ./speech", 2, "", "audiopost: ./speech:1: "},
+      {"tuning show ''", 2, "", "audiopost: the tuning's name is empty\n"},
       {"tuning show .", 2, "", "audiopost: .: is a directory\n"},
       {"tuning show eq.txt", 2, "", "audiopost: eq.txt:1: "},
       {"tuning new --preset loud", 2, "", "audiopost: --preset: loud not in {music,speech,night,tv,flat}\n"},
@@ -38,6 +41,7 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
       {"tuning check --help", 0, "Tell what the chain would truncate", ""},
       {"--version", 0, "audiopost ", ""},
   };
+  shell.write("speech", "no tuning\n");
   for (const auto& r : rows) {
     const support::Outcome outcome = shell.run("audiopost " + r.arguments);
     CAPTURES(r.arguments, outcome.out, outcome.err);
@@ -49,5 +53,6 @@ TEST_CASE("audiopost tuning writes, shows, builds, checks and compares records")
     CHECK(outcome.out.find('\033') == std::string::npos);
   }
   CHECK(host::load_tuning(shell.of("c.bin")) != host::load_tuning(shell.of("b.bin")));
-  CHECK(shell.names() == std::set<std::string>{"a.bin", "a.toml", "b.bin", "c.bin", "eq.txt"});  // no halves
+  CHECK(shell.names() ==
+        std::set<std::string>{"a.bin", "a.toml", "b.bin", "c.bin", "eq.txt", "speech"});  // no halves
 }

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 
 #include "app.h"
 #include "interrupt.h"
@@ -44,14 +45,32 @@ bool copy_all(FILE* from, FILE* to) {
   return !std::ferror(from) && std::fflush(to) == 0;
 }
 
-// What libsndfile calls the kind of file that a name's ending asks for; 0 when it is not known.
+// Where symbolic links lead, also when there is no file yet: it is that place that a new file is renamed to.
+std::filesystem::path target_of(std::filesystem::path path) {
+  std::error_code none;
+  for (int links = 0; links < 40 && std::filesystem::is_symlink(path, none); ++links)
+    path = path.parent_path() / std::filesystem::read_symlink(path, none);
+  return path;
+}
+
+constexpr int kReadOnly = -1;
+
+// What libsndfile calls the kind of file that a name's ending asks for; 0 when the ending is not one of a sound file.
 int format_for(const std::string& path) {
-  static constexpr std::pair<const char*, int> kFormats[] = {
-      {"wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16},   {"flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16},
-      {"aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16}, {"aif", SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
-      {"au", SF_FORMAT_AU | SF_FORMAT_PCM_16},     {"caf", SF_FORMAT_CAF | SF_FORMAT_PCM_16},
-      {"w64", SF_FORMAT_W64 | SF_FORMAT_PCM_16},   {"rf64", SF_FORMAT_RF64 | SF_FORMAT_PCM_16},
-      {"ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS}};
+  static constexpr std::pair<const char*, int> kFormats[] = {{"wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16},
+                                                             {"flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16},
+                                                             {"aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
+                                                             {"aif", SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
+                                                             {"au", SF_FORMAT_AU | SF_FORMAT_PCM_16},
+                                                             {"caf", SF_FORMAT_CAF | SF_FORMAT_PCM_16},
+                                                             {"w64", SF_FORMAT_W64 | SF_FORMAT_PCM_16},
+                                                             {"rf64", SF_FORMAT_RF64 | SF_FORMAT_PCM_16},
+                                                             {"ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS},
+                                                             {"oga", kReadOnly},
+                                                             {"opus", kReadOnly},
+                                                             {"mp3", kReadOnly},
+                                                             {"aifc", kReadOnly},
+                                                             {"snd", kReadOnly}};
   const size_t slash = path.find_last_of('/'), dot = path.find_last_of('.');
   if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return 0;
   std::string ending = path.substr(dot + 1);
@@ -66,39 +85,49 @@ int format_for(const std::string& path) {
 // ---- Input ---------------------------------------------------------------------------------------------------
 AudioInput::AudioInput(const std::string& path, const std::optional<RawFormat>& raw)
     : name_(path == "-" ? "standard input" : path), file_(nullptr, std::fclose), sound_(nullptr, sf_close) {
+  const bool headerless = raw && format_for(path) == 0, standard = path == "-";
   if (is_directory(path)) throw Failure(name_ + ": is a directory");
-  file_ = path == "-" ? File(stdin, keep_open) : File(std::fopen(path.c_str(), "rb"), std::fclose);
+  file_ = standard ? File(stdin, keep_open) : File(std::fopen(path.c_str(), "rb"), std::fclose);
+  if (InterruptNoted::came()) throw Failure("interrupted");  // while a pipe had nobody at its other end
   if (!file_) throw Failure(name_ + ": " + reason_of(errno));
-  if (raw) {
-    sample_rate_ = raw->sample_rate, channels_ = raw->channels;
-    if (path != "-") {
-      std::fseek(file_.get(), 0, SEEK_END);
-      frames_ = std::ftell(file_.get()) / (2 * channels_);
-      std::rewind(file_.get());
-    }
-  } else {
-    if (path == "-") {  // files with a header may need seeking
-      File spool(std::tmpfile(), std::fclose);
-      const bool copied = spool && copy_all(stdin, spool.get());
-      if (InterruptNoted::came()) throw Failure("interrupted");
-      if (!copied) throw Failure(name_ + ": " + reason_of(errno));
-      file_ = std::move(spool);
-    }
-    std::rewind(file_.get());
-    check_riff_length(file_.get());
-    lseek(fileno(file_.get()), 0, SEEK_SET);  // libsndfile reads on from where the descriptor stands
-    SF_INFO info = {};
-    sound_.reset(sf_open_fd(fileno(file_.get()), SFM_READ, &info, SF_FALSE));
-    if (!sound_) throw Failure(name_ + ": not a sound file that can be read (headerless PCM needs --raw)");
-    sample_rate_ = info.samplerate, channels_ = info.channels, frames_ = info.frames;
-    sf_command(sound_.get(), SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
-  }
+  if (headerless)
+    open_raw(*raw);
+  else
+    open_sound(!standard && std::fseek(file_.get(), 0, SEEK_SET) == 0);
+  const std::string& who = headerless ? raw->said_by : name_;
   if (channels_ < 1 || channels_ > 2)
-    throw Failure(name_ + ": has " + std::to_string(channels_) +
-                  " channels; the chain takes mono and stereo");
+    throw Failure(who + ": has " + std::to_string(channels_) + " channels; the chain takes mono and stereo");
   if (sample_rate_ < kLowestRate || sample_rate_ > kHighestRate)
-    throw Failure(name_ + ": a sample rate of " + std::to_string(sample_rate_) + " Hz cannot be processed");
+    throw Failure(who + ": a sample rate of " + std::to_string(sample_rate_) + " Hz cannot be processed");
   if (frames_ == 0) throw Failure(name_ + ": holds no sound (0 frames)");
+}
+
+void AudioInput::open_raw(const RawFormat& raw) {
+  sample_rate_ = raw.sample_rate, channels_ = raw.channels;
+  struct stat there = {};
+  if (file_.get() != stdin && channels_ > 0 && fstat(fileno(file_.get()), &there) == 0 &&
+      S_ISREG(there.st_mode))
+    frames_ = there.st_size / (2 * channels_);
+}
+
+void AudioInput::open_sound(bool seekable) {
+  if (!seekable) {  // as files with a header may need
+    File spool(std::tmpfile(), std::fclose);
+    const bool copied = spool && copy_all(file_.get(), spool.get());
+    if (InterruptNoted::came()) throw Failure("interrupted");
+    if (!copied) throw Failure(name_ + ": " + reason_of(errno));
+    file_ = std::move(spool);
+  }
+  std::rewind(file_.get());
+  check_riff_length(file_.get());
+  lseek(fileno(file_.get()), 0, SEEK_SET);  // libsndfile reads on from where the descriptor stands
+  SF_INFO info = {};
+  sound_.reset(sf_open_fd(fileno(file_.get()), SFM_READ, &info, SF_FALSE));
+  if (!sound_) throw Failure(name_ + ": not a sound file that can be read (headerless PCM needs --raw)");
+  sample_rate_ = info.samplerate, channels_ = info.channels;
+  end_missing_ = info.frames == SF_COUNT_MAX;
+  if (!end_missing_) frames_ = info.frames;
+  sf_command(sound_.get(), SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
 }
 
 // libsndfile takes a WAV that was cut short for a shorter one; its header still knows. Lengths that programs write when
@@ -159,6 +188,9 @@ int AudioInput::read(int16_t* pcm, int frames) {
     if (position_ < frames_)
       throw Failure(name_ + ": is cut short: " + std::to_string(position_) + " of " +
                     std::to_string(frames_) + " frames can be read");
+    if (end_missing_)
+      throw Failure(name_ + ": is cut short: its end is missing after " + std::to_string(position_) +
+                    " frames");
   }
   return got;
 }
@@ -173,13 +205,14 @@ AudioOutput::AudioOutput(const std::string& path, bool raw, int sample_rate, int
       sink_(nullptr, std::fclose),
       raw_(nullptr, std::fclose),
       sound_(nullptr, sf_close) {
-  const int format = path == "-" ? SF_FORMAT_WAV | SF_FORMAT_PCM_16 : format_for(path);
+  const int known = format_for(path), format = known == kReadOnly ? 0 : known;
+  raw = raw && known == 0;
   if (is_directory(path)) fail("is a directory");
   const bool rename = path != "-" && is_regular_or_absent(path);
   if (!raw && !format && rename)
     fail("the ending says no kind of sound file (wav, flac, aiff, au, caf, w64, rf64, ogg; or --raw)");
   if (rename) {
-    pending_ = std::make_unique<host::PendingFile>(path);
+    pending_ = std::make_unique<host::PendingFile>(target_of(path));
   } else {
     sink_ = path == "-" ? File(stdout, keep_open) : File(std::fopen(path.c_str(), "wb"), std::fclose);
     if (!sink_) fail(reason_of(errno));
@@ -206,7 +239,9 @@ AudioOutput::AudioOutput(const std::string& path, bool raw, int sample_rate, int
 
 void AudioOutput::write(const int16_t* pcm, int frames) {
   if (sound_) {
-    if (sf_writef_short(sound_.get(), pcm, frames) != frames) fail(sf_strerror(sound_.get()));
+    errno = 0;  // libsndfile's own words depend on the kind of file
+    if (sf_writef_short(sound_.get(), pcm, frames) != frames)
+      fail(errno != 0 ? reason_of(errno) : "cannot be written");
     return;
   }
   for (int i = 0; i < frames * channels_; ++i) {

@@ -47,6 +47,8 @@ int main(int argc, char** argv) {
     const std::vector<std::string> rest = app.remaining(true);
     if (error.get_name() == "RequiredError" && !rest.empty() && rest[0][0] != '-')
       return fail(rest[0] + " is no command; see audiopost --help");
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError))
+      return fail("not expected: " + CLI::detail::join(rest, " "));
     return fail(error.what());
   } catch (const std::exception& error) {
     return fail(error.what());

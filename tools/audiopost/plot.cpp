@@ -1,7 +1,6 @@
 // audiopost plot: a tuning's curves as a picture.
 #include <memory>
 
-#include "analysis/measure.h"
 #include "charts.h"
 #include "host/file.h"
 #include "programme.h"
@@ -22,7 +21,8 @@ void add_plot(CLI::App& app, Context&) {
       ->capture_default_str();
   command->callback([options] {
     const Tuning tuning = load_tuning(options->tuning);
-    require_usable(tuning, analysis::kMeasureBlock);
+    require_other_file(options->out, tuning.file, "the tuning");
+    require_usable(tuning, fitting_block(tuning.record, kBlock));
     require_measurable(tuning);
     const std::string off = effects_off(tuning.record);
     const std::vector<Chart> charts = tuning_charts(tuning.record);

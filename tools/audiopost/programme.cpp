@@ -6,7 +6,6 @@
 #include <cstdio>
 
 #include "format.h"
-#include "host/check.h"
 #include "interrupt.h"
 #include "json.h"
 
@@ -70,64 +69,33 @@ std::string programme_json(const analysis::Programme& p) {
 }  // namespace
 
 // ---- What to run -----------------------------------------------------------------------------------------------
-Tuning load_tuning(const std::string& name) { return {name, host::find_tuning(name)}; }
-
-std::vector<std::string> require_usable(const Tuning& tuning, int block) {
-  std::vector<std::string> warnings;
-  for (const host::Finding& finding : host::check(tuning.record, block)) {
-    const std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
-    if (finding.severity == host::Severity::fatal) throw Failure(text);
-    if (finding.severity == host::Severity::warning) warnings.push_back("warning: " + text);
-  }
-  return warnings;
-}
-
-void require_measurable(const Tuning& tuning) {
-  const int rate = host::field_as_int(tuning.record, host::kSampleRate);
-  const int channels = host::field_as_int(tuning.record, host::kChannels);
-  if (channels < 1 || channels > 2)
-    throw Failure(tuning.name + ": is for " + std::to_string(channels) +
-                  " channels; one or two can be measured");
-  if (rate < kLowestRate || rate > kHighestRate)
-    throw Failure(tuning.name + ": a sample rate of " + std::to_string(rate) + " Hz cannot be measured");
-}
-
-std::vector<std::string> fit_to_stream(Tuning& tuning, int sample_rate, int channels, int block) {
-  host::Record& record = tuning.record;
-  const int rate = host::field_as_int(record, host::kSampleRate),
-            count = host::field_as_int(record, host::kChannels);
-  record[host::kSampleRate] = static_cast<float>(sample_rate);
-  record[host::kChannels] = static_cast<float>(channels);
-  std::vector<std::string> notes;
-  if (rate != sample_rate || count != channels)
-    notes.push_back("note: " + tuning.name + " is for " + std::to_string(rate) + " Hz and " +
-                    std::to_string(count) + (count == 1 ? " channel" : " channels") +
-                    "; it runs at the stream's " + std::to_string(sample_rate) + " Hz and " +
-                    std::to_string(channels));
-  for (std::string& warning : require_usable(tuning, block)) notes.push_back(std::move(warning));
-  return notes;
-}
-
 std::optional<RawFormat> StreamOptions::raw_format(const host::Record& record) const {
   if (!raw) return std::nullopt;
-  return RawFormat{raw_rate ? raw_rate : std::max(1, host::field_as_int(record, host::kSampleRate)),
-                   raw_channels ? raw_channels : std::max(1, host::field_as_int(record, host::kChannels))};
+  return RawFormat{raw_rate ? raw_rate : host::field_as_int(record, host::kSampleRate),
+                   raw_channels ? raw_channels : host::field_as_int(record, host::kChannels), tuning};
 }
 
 void add_stream_options(CLI::App& command, StreamOptions& options) {
-  command.add_flag("--raw", options.raw, "Headerless PCM: 16 bit, little-endian, interleaved");
+  CLI::Option* const raw = command.add_flag(
+      "--raw", options.raw,
+      "Headerless PCM (16 bit, little-endian, interleaved) where no name's ending says else");
   command
       .add_option("--rate", options.raw_rate, "Sample rate of headerless PCM in Hz (default: the tuning's)")
+      ->needs(raw)
       ->check(CLI::Range(kLowestRate, kHighestRate))
       ->type_name("HZ");
   command
       .add_option("--channels", options.raw_channels, "Channels of headerless PCM (default: the tuning's)")
+      ->needs(raw)
       ->check(CLI::Range(1, 2))
       ->type_name("N");
-  command.add_option("--block", options.block, "Frames the chain takes at a time; enters its time constants")
+  command
+      .add_option(
+          "--block", options.block,
+          "Frames the chain takes at a time; enters its time constants (default: 1024, or auto gain's "
+          "step where that is shorter)")
       ->check(CLI::Range(1, 65536))
-      ->type_name("FRAMES")
-      ->capture_default_str();
+      ->type_name("FRAMES");
 }
 
 // ---- Running it ------------------------------------------------------------------------------------------------

@@ -6,34 +6,16 @@
 
 #include "analysis/loudness.h"
 #include "analysis/stages.h"
-#include "app.h"
-#include "audio_file.h"
+#include "fit.h"
 
 namespace audiopost {
 
 // ---- What to run -----------------------------------------------------------------------------------------------
-struct Tuning {
-  std::string name;  // of its file or preset
-  host::Record record;
-};
-
-// A file of either form, or, where there is no such file, the preset of that name. Throws FileError.
-Tuning load_tuning(const std::string& name);
-
-// Throws Failure when the chain would refuse the record or end the process; gives the warnings otherwise.
-std::vector<std::string> require_usable(const Tuning& tuning, int block);
-
-// Throws Failure for a record that test signals cannot be made for: more than two channels, a rate beyond reason.
-void require_measurable(const Tuning& tuning);
-
-// What require_usable does, with the record's sample rate and channel count set to the stream's; says so in a note.
-std::vector<std::string> fit_to_stream(Tuning& tuning, int sample_rate, int channels, int block);
-
 struct StreamOptions {
   std::string in, tuning = "music";
   bool raw = false;
   int raw_rate = 0, raw_channels = 0;  // 0: as the record says
-  int block = 1024;
+  int block = 0;                       // 0: as fit_to_stream finds it
 
   std::optional<RawFormat> raw_format(const host::Record& record) const;
 };
@@ -56,7 +38,7 @@ struct Run {
 };
 
 struct RunOptions {
-  int block = 1024;
+  int block = kBlock;
   bool whole_blocks_only = false;  // leave out a last partial block; else it is padded, processed and cut
   bool progress = false;           // show a bar on standard error
   bool color = false;

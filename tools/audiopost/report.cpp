@@ -3,7 +3,6 @@
 #include <cmath>
 #include <memory>
 
-#include "analysis/measure.h"
 #include "charts.h"
 #include "host/file.h"
 #include "json.h"
@@ -143,15 +142,17 @@ void add_report(CLI::App& app, Context& context) {
   add_stream_options(*command, *options);
   command->callback([options, &context] {
     Tuning tuning = load_tuning(options->tuning);
+    require_other_file(options->out, options->in, "the input");
+    require_other_file(options->out, tuning.file, "the tuning");
     AudioInput input(options->in, options->raw_format(tuning.record));
-    fit_to_stream(tuning, input.sample_rate(), input.channels(), options->block);
-    require_usable(tuning, analysis::kMeasureBlock);
+    const Fit fit = fit_to_stream(tuning, input, options->block);
     RunOptions run_options;
-    run_options.block = options->block;
+    run_options.block = fit.block;
     run_options.progress = context.progress;
     run_options.color = context.color;
     const Run run = run_programme(input, tuning, nullptr, run_options);
     host::write_file(options->out, page(run, tuning.record));
+    fit.print();
   });
 }
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "app.h"
+#include "fit.h"
 #include "host/check.h"
 #include "host/diff.h"
 #include "host/eq_text.h"
@@ -50,7 +50,7 @@ void create(const Options& o) {
 }
 
 void build(const Options& o) {
-  const Record record = host::find_tuning(o.file);
+  const Record record = load_tuning(o.file).record;
   host::save_record(o.out, record);
   if (host::unusable(host::check(record, o.block)))
     print_note(o.file, "the chain would refuse this record; see audiopost tuning check");
@@ -72,7 +72,7 @@ Look look_of(host::Severity severity) {
 }
 
 void check(const Options& o, Context& context) {
-  const std::vector<host::Finding> findings = host::check(host::find_tuning(o.file), o.block);
+  const std::vector<host::Finding> findings = host::check(load_tuning(o.file).record, o.block);
   std::string text;
   std::vector<std::string> items;
   for (const host::Finding& f : findings) {
@@ -94,7 +94,7 @@ void check(const Options& o, Context& context) {
 
 void compare(const Options& o, Context& context) {
   const std::vector<host::Difference> differences =
-      host::diff(host::find_tuning(o.file), host::find_tuning(o.other));
+      host::diff(load_tuning(o.file).record, load_tuning(o.other).record);
   std::string text;
   std::vector<std::string> items;
   for (const host::Difference& d : differences) {
@@ -109,7 +109,7 @@ void compare(const Options& o, Context& context) {
 }
 
 void import_eq(const Options& o) {
-  Record record = o.into.empty() ? host::preset("flat") : host::find_tuning(o.into);
+  Record record = o.into.empty() ? host::preset("flat") : load_tuning(o.into).record;
   const std::string name = o.file == "-" ? "standard input" : o.file;
   const std::string text = host::read_file(o.file, size_t{1} << 20);
   for (const std::string& note : host::import_eq(record, text, name, o.channel))
@@ -118,7 +118,7 @@ void import_eq(const Options& o) {
 }
 
 void export_eq(const Options& o) {
-  const Record record = host::find_tuning(o.file);
+  const Record record = load_tuning(o.file).record;
   std::vector<std::string> left_out;
   const std::string text = host::export_eq(record, o.channel < 0 ? 0 : o.channel, left_out);
   for (const std::string& note : left_out) print_note(o.file, "left out: " + note);
@@ -165,7 +165,7 @@ void add_tuning(CLI::App& app, Context& context) {
 
   c = command("show", "Print a record as text");
   file(c, "TUNING", o->file, kTuning);
-  c->callback([o] { print(host::to_text(host::find_tuning(o->file))); });
+  c->callback([o] { print(host::to_text(load_tuning(o->file).record)); });
 
   c = command("build", "Write the 2000 bytes that the chain reads");
   file(c, "TUNING", o->file, kTuning);

@@ -111,6 +111,14 @@ Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
   return curve;
 }
 
+// Auto gain ends the process when its step is shorter than a block: it measures every block then.
+Chain measured_chain(host::Record record) {
+  constexpr size_t kAutoGainStep = 34;  // ms
+  record[kAutoGainStep] = std::max(record[kAutoGainStep],
+                                   std::ceil(1000.0f * kMeasureBlock / static_cast<float>(rate_of(record))));
+  return make_chain(record, kMeasureBlock);
+}
+
 // One channel's part of a section with so many floats per channel.
 const float* part(const host::Record& record, int section, int stride, int channel) {
   return record.data() + section + (host::field_as_int(record, host::kChannelLink) ? 0 : stride * channel);
@@ -156,7 +164,7 @@ std::vector<Response> sweep(const Processor& process, int channels, int sample_r
 }
 
 std::vector<Response> chain_response(const host::Record& record, double level_dB) {
-  const Chain chain = make_chain(record, kMeasureBlock);
+  const Chain chain = measured_chain(record);
   const int channels = host::field_as_int(record, host::kChannels);
   std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
   const auto through = [&](float** buffers, int frames) {
@@ -202,7 +210,7 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 
 // ---- Distortion ----------------------------------------------------------------------------------------------
 Distortion distortion(const host::Record& record, double hz, double level_dB) {
-  const Chain chain = make_chain(record, kMeasureBlock);
+  const Chain chain = measured_chain(record);
   const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
   const auto count = static_cast<size_t>(channels), lead = 3 * static_cast<size_t>(rate);
   std::vector<int16_t> pcm(kMeasureBlock * count);
@@ -356,7 +364,7 @@ std::vector<double> measured_bass_harmonics(const host::Record& record, int chan
 
 // ---- Latency -------------------------------------------------------------------------------------------------
 int latency(const host::Record& record) {
-  const Chain with = make_chain(record, kMeasureBlock), without = make_chain(record, kMeasureBlock);
+  const Chain with = measured_chain(record), without = measured_chain(record);
   const int channels = host::field_as_int(record, host::kChannels), click = 100;
   std::vector<int16_t> a(static_cast<size_t>(kMeasureBlock * channels)), b = a;
   constexpr int kClickBlock =

@@ -1,18 +1,26 @@
 # bash completion for audiopost: commands, options, presets and files.
+
+# Files by the name so far, a line each: names may hold blanks. Only with files among the words are words quoted.
+_audiopost_files() {
+  mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$1")
+  compopt -o filenames 2>/dev/null || true
+}
+
 _audiopost() {
   local word=$2 previous=$3 command=${COMP_WORDS[1]} words=
   [[ $command == tuning && $COMP_CWORD -gt 2 ]] && command="tuning ${COMP_WORDS[2]}"
   local presets='music speech night tv flat'
   case $previous in
     --preset) COMPREPLY=($(compgen -W "$presets" -- "$word")); return ;;
-    -t | --tuning | --into) COMPREPLY=($(compgen -W "$presets" -- "$word") $(compgen -f -- "$word")); return ;;
-    -o | --output) COMPREPLY=($(compgen -f -- "$word")); return ;;
+    -t | --tuning | --into) COMPREPLY=($(compgen -W "$presets" -- "$word")); _audiopost_files "$word"; return ;;
+    -o | --output) COMPREPLY=(); _audiopost_files "$word"; return ;;
     --block | --rate | --channels | --channel | --sweep-level | --tones | --levels) return ;;
   esac
   if ((COMP_CWORD == 1)); then
     COMPREPLY=($(compgen -W 'tuning process measure plot report meter --help --version' -- "$word"))
     return
   fi
+  COMPREPLY=()
   local stream='--raw --rate --channels --block'
   case $command in
     tuning) words='new show build check diff import-eq export-eq' ;;
@@ -29,9 +37,9 @@ _audiopost() {
     report) words="-o --output $stream" ;;
     meter) words='--raw --rate --channels --fast --json' ;;
   esac
-  [[ $word == -* || $command == tuning ]] || COMPREPLY=($(compgen -f -- "$word"))
+  [[ $word == -* || $command == tuning ]] || _audiopost_files "$word"
   [[ $command == tuning\ * || $command == measure || $command == plot || $command == report ]] && [[ $word != -* ]] &&
     COMPREPLY+=($(compgen -W "$presets" -- "$word"))
   COMPREPLY+=($(compgen -W "$words --help" -- "$word"))
 }
-complete -o filenames -F _audiopost audiopost
+complete -F _audiopost audiopost

@@ -1,0 +1,52 @@
+// The tuning that a command is to run: found, checked, and made to fit the stream.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "analysis/design.h"
+#include "app.h"
+#include "audio_file.h"
+
+namespace audiopost {
+
+// Frames in a block, as process_file takes them, where nothing asks for another.
+constexpr int kBlock = 1024;
+
+struct Tuning {
+  std::string name;  // of its file or preset
+  std::string file;  // "" for a preset
+  host::Record record;
+};
+
+// The preset of that name, whatever files there are, or else a file of either form; "-" is standard input. Throws
+// FileError, and Failure for no name at all.
+Tuning load_tuning(const std::string& name);
+
+// Throws Failure when the chain would refuse the record or end the process; gives the warnings otherwise.
+std::vector<std::string> require_usable(const Tuning& tuning, int block);
+
+// Throws Failure for a record that test signals cannot be made for: more than two channels, a rate beyond reason.
+void require_measurable(const Tuning& tuning);
+
+// Throws Failure when writing to `out` would take away a file that is read from; `what` says which it is.
+void require_other_file(const std::string& out, const std::string& read, const char* what);
+
+// The longest block, up to `most` frames, that auto gain's step at the record's rate allows.
+int fitting_block(const host::Record& record, int most);
+
+struct Fit {
+  int block;  // frames that the chain is to be given at a time
+  std::vector<std::string> notes,
+      warnings;  // what there is to say; warnings are for those who want quiet, too
+
+  void print(bool quiet = false) const;
+};
+
+// Sets the record's sample rate and channel count to the stream's. Where the rate is another, filters whose frequency
+// it does not reach are turned off, and edges of the compressor's bands moved down. A `block` of 0 stands for kBlock or
+// the longest that fits. Throws Failure as require_usable does and, unless `unstable_too`, for a filter that the record
+// leaves unstable.
+Fit fit_to_stream(Tuning& tuning, const AudioInput& stream, int block, bool unstable_too = false);
+
+}  // namespace audiopost
