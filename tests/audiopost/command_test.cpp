@@ -237,11 +237,15 @@ TEST_CASE("the closing report says what the sound and the stages did") {
 
   auto done = shell.run("audiopost process tone.wav out.wav");
   CHECK(done.out.find("integrated loudness       -23.0") != std::string::npos);
-  CHECK(done.out.find('\033') == std::string::npos);           // colours and bars are for terminals
+  CHECK(done.out.find('\033') == std::string::npos);  // colours and bars are for terminals
+  CHECK(done.out.find("0.0  dB") != std::string::npos);
+  CHECK(count(done.out, "-0.0") + count(done.out, "+0.0") == 0);
   done = shell.run("audiopost process tone.wav - > out.wav");  // standard output is the sound's
   CHECK(done.err.find("integrated loudness") != std::string::npos);
   CHECK(shell.run("audiopost process tone.wav - -q > out.wav").err.empty());
-  CHECK(shell.run("audiopost process slow.wav out.wav").err ==
+  done = shell.run("audiopost process slow.wav out.wav");
+  CHECK(done.out.find("loudness range                -        -  LU") != std::string::npos);  // of one second
+  CHECK(done.err ==
         "audiopost: note: music is for 48000 Hz and 2 channels; it runs at the stream's 44100 Hz and 1\n");
 }
 

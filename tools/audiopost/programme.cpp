@@ -186,7 +186,8 @@ std::string report_text(const Run& run, bool color) {
   if (!run.gains.empty())
     text += format("\n%s%-22s%9s%9s%9s%s\n", bold, "gain applied", "least", "mean", "most", plain);
   for (const analysis::StageGain& gain : run.gains)
-    text += format("%-22s%+9.1f%+9.1f%+9.1f  dB\n", gain.name, gain.lowest(), gain.mean(), gain.highest());
+    text += format("%-22s%9s%9s%9s  dB\n", gain.name, signed_number(gain.lowest()).c_str(),
+                   signed_number(gain.mean()).c_str(), signed_number(gain.highest()).c_str());
   return text;
 }
 
