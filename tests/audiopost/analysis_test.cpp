@@ -295,6 +295,22 @@ TEST_CASE("distortion is that of a clipped sine, and next to none where nothing 
   CHECK(clean.thdn_dB < -88);  // what rounding to 16 bits leaves
 }
 
+TEST_CASE("distortion waits for a gain that is on its way, a minute at most") {
+  Record record = support::plain_record(1);
+  set(record, 10, {1});
+  const struct {
+    float release_ms, window_ms;
+    bool settled;
+  } rows[] = {{12000, 400, true}, {12000, 5000, true}, {300000, 400, false}};
+  for (const auto& row : rows) {
+    set(record, 30, {-30, 300, row.release_ms, row.window_ms, 100});
+    const Distortion d = distortion(record, 1000, -1);
+    CAPTURES(row.release_ms, row.window_ms, d.out_dB);
+    CHECK(d.settled == row.settled);
+    if (row.settled) CHECK(std::abs(d.out_dB + 27) < 0.2);  // -4 LUFS, led to -30
+  }
+}
+
 TEST_CASE("the chain answers a click within the block") {
   for (const std::string& name : host::preset_names()) CHECK(latency(host::preset(name)) == 0);
   Record mute = support::plain_record(1);

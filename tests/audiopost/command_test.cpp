@@ -292,6 +292,8 @@ TEST_CASE("measure finds a bell where it was put, and says so as a table and as 
   CHECK(std::abs(number(json, "integrated_lufs", "\"after\"") + 17) < 0.1);
   CHECK(table.find("\n      1000    +6.00    +6.00\n") != std::string::npos);
   CHECK(table.find("latency 0 frames") != std::string::npos);
+  shell.tuning("two.bin", {{2, {0}}}, "music");
+  CHECK(shell.run("audiopost measure two.bin").out.find(" high L limiter L ") != std::string::npos);
 }
 
 TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothing else") {
