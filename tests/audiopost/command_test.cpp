@@ -318,6 +318,14 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
     CHECK(count(svg, "class='title'") == row.charts);
     CHECK(count(svg, ">measured<") == row.charts);
   }
+  // The lowest point of a bell narrower than the grid, at its place between the axes' ends of 6 and -24 dB.
+  shell.tuning("narrow.bin", {{14, {1}}, {100, {1, 0, 99, 16, -20}}});
+  const std::string narrow = shell.run("audiopost plot narrow.bin").out;
+  CHECK(count(narrow, "L188.6 286.5") == 2);  // the band and the product of all
+  CHECK(narrow.find(">0: bell 99 Hz -20.0 dB<") != std::string::npos);
+
+  shell.write("short.wav", wav(tone(440, -20, 2), 2));
+  CHECK(count(shell.run("audiopost report music short.wav -o -").out, ">no value<") == 1);
   shell.write("a<b&c.wav", wav(tone(440, -20, 4), 2));
   const auto done =
       shell.run("audiopost process 'a<b&c.wav' out.wav && audiopost report music 'a<b&c.wav' -o out.html");
