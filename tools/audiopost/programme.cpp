@@ -9,6 +9,7 @@
 #include "host/check.h"
 #include "interrupt.h"
 #include "json.h"
+#include "terminal.h"
 
 namespace audiopost {
 namespace {
@@ -34,16 +35,17 @@ class ProgressBar {
     if (!shown_ || (drawn_ && seconds_since(last_) < 0.1)) return;
     last_ = Clock::now();
     const double seconds = static_cast<double>(done) / sample_rate_, speed = seconds / seconds_since(start_);
-    if (frames_ > 0) {
-      constexpr int kWidth = 40;
-      const auto filled = static_cast<int>(kWidth * done / frames_);
-      std::fprintf(stderr, "\r\033[K%s%s%s%s %3d %%  %.0f x real time", color_ ? "\033[36m" : "",
-                   std::string(static_cast<size_t>(filled), '#').c_str(), color_ ? "\033[0m" : "",
-                   std::string(static_cast<size_t>(kWidth - filled), '.').c_str(),
-                   static_cast<int>(100 * done / frames_), speed);
-    } else {
-      std::fprintf(stderr, "\r\033[K%.1f s  %.0f x real time", seconds, speed);
-    }
+    const int room = window_size(STDERR_FILENO).columns - 1;  // what wraps cannot be redrawn
+    std::string text =
+        frames_ > 0 ? format(" %3d %%", static_cast<int>(100 * done / frames_)) : format("%.1f s", seconds);
+    const std::string pace = format("  %.0f x real time", speed);
+    const int least = frames_ > 0 ? 10 : 0;  // of the bar
+    if (least + static_cast<int>(text.size() + pace.size()) <= room) text += pace;
+    const int width = frames_ > 0 ? std::clamp(room - static_cast<int>(text.size()), 0, 40) : 0;
+    const auto filled = frames_ > 0 ? static_cast<size_t>(width * done / frames_) : 0;
+    std::fprintf(stderr, "\r\033[K%s%s%s%s%s", color_ ? "\033[36m" : "", std::string(filled, '#').c_str(),
+                 color_ ? "\033[0m" : "", std::string(static_cast<size_t>(width) - filled, '.').c_str(),
+                 text.c_str());
     drawn_ = true;
   }
 
