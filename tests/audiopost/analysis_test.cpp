@@ -120,7 +120,41 @@ TEST_CASE("a programme's crest, rails and silence") {
   for (const LoudnessMeter* meter : {&silence, &nothing}) {
     CHECK(meter->integrated() == -INFINITY);
     CHECK(meter->programme().true_peak_dB == -INFINITY);
-    CHECK(meter->range() == 0);
+    CHECK(std::isnan(meter->range()));
+  }
+  LoudnessMeter short_tone = after_tones({{2.9, -20}}, 48000), constant(48000, 2);
+  CHECK(std::isnan(short_tone.range()));
+  const std::vector<int16_t> offset(2 * 48000 * 5, 8000);
+  constant.add(offset.data(), 48000 * 5);
+  CHECK(constant.momentary() == -INFINITY);  // what is left of the step is far below the gate
+}
+
+TEST_CASE("a limiter's gain is told without its opening, and not at all where nothing sounds") {
+  // Threshold, ceiling, release; the tone's level and the gain that the curve designs for it.
+  const struct {
+    float threshold, ceiling, release, level_dB;
+  } rows[] = {
+      {-1, -1, 150, -20}, {-1, -1, 2000, -20}, {-12, -6, 150, -30}, {-12, -6, 150, -3}, {-6, -1, 5, -1}};
+  for (const auto& row : rows) {
+    Record record = support::plain_record(1);
+    set(record, 17, {1}), set(record, 400, {row.threshold, row.ceiling, row.release});
+    GainTrace trace(record, 480);
+    const std::vector<int16_t> silence(480);
+    trace.add(silence.data());
+    CHECK(std::isnan(trace.gains()[0].lowest()));
+    CHECK(std::isnan(trace.gains()[0].mean()));
+    for (int block = 0; block < 500; ++block) {
+      std::vector<int16_t> pcm;
+      for (const float x : support::sine(480, 1000, 48000, support::full_scale(row.level_dB)))
+        pcm.push_back(int16_t(std::lround(x)));
+      trace.add(pcm.data());
+    }
+    const double designed = peak_stage(record, 0).limiter_gain_dB(row.level_dB);
+    CAPTURES(row.level_dB, row.release, designed);
+    // A slow release leaves the last tenth of a dB.
+    CHECK(std::abs(trace.gains()[0].lowest() - designed) < 0.2);
+    CHECK(std::abs(trace.gains()[0].mean() - designed) < 0.1);
+    CHECK(std::abs(trace.gains()[0].highest() - designed) < 0.1);
   }
 }
 
@@ -259,6 +293,22 @@ TEST_CASE("distortion is that of a clipped sine, and next to none where nothing 
   CHECK(std::abs(clean.out_dB + 6) < 0.01);
   CHECK(clean.thd_dB < -95);
   CHECK(clean.thdn_dB < -88);  // what rounding to 16 bits leaves
+}
+
+TEST_CASE("distortion waits for a gain that is on its way, a minute at most") {
+  Record record = support::plain_record(1);
+  set(record, 10, {1});
+  const struct {
+    float release_ms, window_ms;
+    bool settled;
+  } rows[] = {{12000, 400, true}, {12000, 5000, true}, {300000, 400, false}};
+  for (const auto& row : rows) {
+    set(record, 30, {-30, 300, row.release_ms, row.window_ms, 100});
+    const Distortion d = distortion(record, 1000, -1);
+    CAPTURES(row.release_ms, row.window_ms, d.out_dB);
+    CHECK(d.settled == row.settled);
+    if (row.settled) CHECK(std::abs(d.out_dB + 27) < 0.2);  // -4 LUFS, led to -30
+  }
 }
 
 TEST_CASE("the chain answers a click within the block") {

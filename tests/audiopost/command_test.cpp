@@ -333,11 +333,15 @@ TEST_CASE("the closing report says what the sound and the stages did") {
 
   auto done = shell.run("audiopost process tone.wav out.wav");
   CHECK(done.out.find("integrated loudness       -23.0") != std::string::npos);
-  CHECK(done.out.find('\033') == std::string::npos);           // colours and bars are for terminals
+  CHECK(done.out.find('\033') == std::string::npos);  // colours and bars are for terminals
+  CHECK(done.out.find("0.0  dB") != std::string::npos);
+  CHECK(count(done.out, "-0.0") + count(done.out, "+0.0") == 0);
   done = shell.run("audiopost process tone.wav - > out.wav");  // standard output is the sound's
   CHECK(done.err.find("integrated loudness") != std::string::npos);
   CHECK(shell.run("audiopost process tone.wav - -q > out.wav").err.empty());
-  CHECK(shell.run("audiopost process slow.wav out.wav").err ==
+  done = shell.run("audiopost process slow.wav out.wav");
+  CHECK(done.out.find("loudness range                -        -  LU") != std::string::npos);  // of one second
+  CHECK(done.err ==
         "audiopost: note: music is for 48000 Hz and 2 channels; it runs at the stream's 44100 Hz and 1\n");
 }
 
@@ -362,7 +366,9 @@ TEST_CASE("a terminal gets a progress bar that leaves nothing behind") {
   shell.write("in.wav", wav(tone(440, -20, 5), 2));
   // script(1) gives the program a terminal.
   const auto run = [&](const std::string& environment) {
-    return shell.run(environment + " script -qec '" AUDIOPOST " process in.wav out.wav' /dev/null </dev/null")
+    return shell
+        .run("TERM=xterm " + environment +
+             " script -qec '" AUDIOPOST " process in.wav out.wav' /dev/null </dev/null")
         .out;
   };
   const std::string seen = run("");
@@ -370,6 +376,35 @@ TEST_CASE("a terminal gets a progress bar that leaves nothing behind") {
   CHECK(seen.find("\033[1m") != std::string::npos);
   CHECK(seen.rfind("\r\033[K") < seen.find("integrated loudness"));
   CHECK(run("NO_COLOR=1").find("\033[1m") == std::string::npos);
+  CHECK(run("TERM=dumb").find('\033') == std::string::npos);
+}
+
+TEST_CASE("what is redrawn in a terminal's window fits there") {
+  const Shell shell;
+  shell.write("in.wav", wav(tone(440, -20, 4), 2));
+  const struct {
+    int columns, lines;
+    bool bars;
+  } rows[] = {{100, 30, true}, {60, 12, true},  {40, 12, true},
+              {24, 12, true},  {60, 11, false}, {20, 30, false}};
+  for (const auto& row : rows)
+    for (const std::string command : {"meter in.wav --fast", "process in.wav out.wav", "process - out.wav"}) {
+      CAPTURES(row.columns, row.lines, command);
+      std::ostringstream run;
+      run << "LC_ALL=C TERM=xterm script -qec 'stty cols " << row.columns << " rows " << row.lines
+          << "; cat in.wav | " AUDIOPOST " " << command << "' /dev/null </dev/null"
+          << " | sed 's/\\x1b\\[[0-9?]*[A-Za-z]//g' | tr '\\r' '\\n'"  // escapes take no room
+          << " | sed '/integrated\\|tuning$/,$d'";                     // the report may be wider
+      std::istringstream seen(shell.run(run.str()).out);
+      size_t widest = 0, bars = 0;
+      for (std::string line; std::getline(seen, line);) {
+        widest = std::max(widest, line.size());
+        bars += count(line, " Hz ");
+      }
+      CHECK(widest > 10);
+      CHECK(widest < size_t(row.columns));
+      if (command[0] == 'm') CHECK(bars == (row.bars ? 800 : 0));
+    }
 }
 
 TEST_CASE("measure finds a bell where it was put, and says so as a table and as JSON") {
@@ -384,6 +419,8 @@ TEST_CASE("measure finds a bell where it was put, and says so as a table and as 
   CHECK(std::abs(number(json, "integrated_lufs", "\"after\"") + 17) < 0.1);
   CHECK(table.find("\n      1000    +6.00    +6.00\n") != std::string::npos);
   CHECK(table.find("latency 0 frames") != std::string::npos);
+  shell.tuning("two.bin", {{2, {0}}}, "music");
+  CHECK(shell.run("audiopost measure two.bin").out.find(" high L limiter L ") != std::string::npos);
 }
 
 TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothing else") {
@@ -408,6 +445,14 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
     CHECK(count(svg, "class='title'") == row.charts);
     CHECK(count(svg, ">measured<") == row.charts);
   }
+  // The lowest point of a bell narrower than the grid, at its place between the axes' ends of 6 and -24 dB.
+  shell.tuning("narrow.bin", {{14, {1}}, {100, {1, 0, 99, 16, -20}}});
+  const std::string narrow = shell.run("audiopost plot narrow.bin").out;
+  CHECK(count(narrow, "L188.6 286.5") == 2);  // the band and the product of all
+  CHECK(narrow.find(">0: bell 99 Hz -20.0 dB<") != std::string::npos);
+
+  shell.write("short.wav", wav(tone(440, -20, 2), 2));
+  CHECK(count(shell.run("audiopost report music short.wav -o -").out, ">no value<") == 1);
   shell.write("a<b&c.wav", wav(tone(440, -20, 4), 2));
   const auto done =
       shell.run("audiopost process 'a<b&c.wav' out.wav && audiopost report music 'a<b&c.wav' -o out.html");
@@ -424,9 +469,9 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
   CHECK(page.find("<td>" + before + "</td><td>" + after + "</td><td>LUFS</td>") != std::string::npos);
 }
 
-TEST_CASE("meter shows the band that sounds") {
+TEST_CASE("meter shows the band that sounds, and none that the sample rate cannot carry") {
   const Shell shell;
-  shell.write("tone.wav", wav(tone(1000, -20, 4), 2));
+  shell.write("tone.wav", wav(tone(1000, -20, 4.02), 2));  // the rest of a block would read low
   const std::string json = shell.run("audiopost meter tone.wav --json").out;
   CHECK(count(json, "levels_db") == 80);  // twenty a second
   CHECK(std::abs(number(json, "integrated_lufs") + 20) < 0.1);
@@ -443,7 +488,15 @@ TEST_CASE("meter shows the band that sounds") {
   CHECK(count(table, "\n") == 6);  // a head, a line a second, and the sum
   CHECK(table.find("integrated -20.0 LUFS") != std::string::npos);
   const std::string live =
-      shell.run("LC_ALL=C script -qec '" AUDIOPOST " meter tone.wav --fast' /dev/null </dev/null").out;
+      shell.run("LC_ALL=C TERM=xterm script -qec '" AUDIOPOST " meter tone.wav --fast' /dev/null </dev/null")
+          .out;
   CHECK(count(live, "\033[11A") == 79);  // redrawn in place
   CHECK(live.find("1000 Hz") != std::string::npos);
+  const std::string dumb =
+      shell.run("TERM=dumb script -qec '" AUDIOPOST " meter tone.wav' /dev/null </dev/null").out;
+  CHECK(dumb.find('\033') == std::string::npos);
+
+  shell.write("slow.wav", wav(programme(8000, 1), 1, 16, 8000));
+  CHECK(count(shell.run("audiopost meter slow.wav --json").out, ", null, null, null]") == 20);
+  CHECK(count(shell.run("audiopost meter slow.wav").out, "     -     -     - ") == 1);
 }

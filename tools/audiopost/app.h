@@ -10,8 +10,9 @@ namespace audiopost {
 
 // Exit codes: 0 done, 1 done and the answer is no (check, diff), 2 could not be done.
 struct Context {
-  bool color = false;     // standard output is a terminal and NO_COLOR is not set
-  bool progress = false;  // standard error is a terminal
+  bool screen = false;    // standard output is a terminal, and not a dumb one
+  bool color = false;     // the same, and NO_COLOR is not set
+  bool progress = false;  // standard error is such a terminal
   int exit_code = 0;
 };
 

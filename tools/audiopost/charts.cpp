@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "analysis/measure.h"
+#include "format.h"
 
 namespace audiopost {
 namespace {
@@ -15,13 +16,18 @@ constexpr double kLowest_hz = 20, kHighest_hz = 20000;
 const std::vector<double> kDecades = {20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000};
 double rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
 
-Points over_frequency(const host::Record& record, int points, const std::function<double(double)>& dB) {
+// At equal steps of pitch, and at frequencies where a curve may be narrower than those.
+Points over_frequency(const host::Record& record, int points, const std::function<double(double)>& dB,
+                      const std::vector<double>& also_hz = {}) {
   const double high = std::min(kHighest_hz, 0.49 * rate_of(record));
   Points result;
   for (int i = 0; i <= points; ++i) {
     const double hz = kLowest_hz * std::pow(high / kLowest_hz, static_cast<double>(i) / points);
     result.emplace_back(hz, dB(hz));
   }
+  for (const double hz : also_hz)
+    if (hz > kLowest_hz && hz < high) result.emplace_back(hz, dB(hz));
+  std::sort(result.begin(), result.end());
   return result;
 }
 constexpr int kLine = 400, kDots = 60;
@@ -53,6 +59,15 @@ std::string rounded(double x, const char* unit) {
 }
 
 // ---- Equalizer -----------------------------------------------------------------------------------------------
+std::string band_name(const EqBand& band, bool whole) {
+  static constexpr const char* kTypes[] = {"bell",      "low shelf", "high shelf", "low-pass",
+                                           "high-pass", "band-pass", "low-pass",   "high-pass"};
+  const std::string hz = rounded(band.fc_hz, "Hz"), number = std::to_string(band.number) + ": ";
+  if (!whole) return number + hz;
+  const std::string gain = band.boost_dB == 0 ? "" : " " + signed_number(band.boost_dB) + " dB";
+  return number + kTypes[band.type] + " " + hz + gain;
+}
+
 Chart eq_chart(const host::Record& record, int channel, const Response& measured) {
   Chart chart{"Equalizer" + channel_name(record, channel),
               "single bands, their product, and EQ10 measured by sweep",
@@ -60,22 +75,25 @@ Chart eq_chart(const host::Record& record, int channel, const Response& measured
               {},
               {}};
   std::vector<EqBand> on;
+  std::vector<double> centres_hz;
   for (const EqBand& band : eq_bands(record, channel))
-    if (band.on) on.push_back(band);
-  for (const EqBand& band : on)
-    chart.series.push_back({std::to_string(band.number) + ": " + rounded(band.fc_hz, "Hz"), 1 + band.number,
-                            Mark::thin, over_frequency(record, kLine, [&](double hz) {
-                              return to_dB(std::abs(band_response(band, rate_of(record), hz)));
-                            })});
+    if (band.on) on.push_back(band), centres_hz.push_back(band.fc_hz);
+  for (const EqBand& band : on) {
+    const auto one = [&](double hz) { return to_dB(std::abs(band_response(band, rate_of(record), hz))); };
+    chart.series.push_back(
+        {band_name(band, true), 1 + band.number, Mark::thin, over_frequency(record, kLine, one, centres_hz)});
+  }
   const auto all = [&](double hz) {
     Complex product = 1;
     for (const EqBand& band : on) product *= band_response(band, rate_of(record), hz);
     return to_dB(std::abs(product));
   };
-  chart.series.push_back({"all", 0, Mark::thick, over_frequency(record, kLine, all)});
+  chart.series.push_back({"all", 0, Mark::thick, over_frequency(record, kLine, all, centres_hz)});
   chart.series.push_back({"measured", 0, Mark::dots, over_frequency(record, kDots, [&](double hz) {
                             return to_dB(std::abs(measured.at(hz)));
                           })});
+  if (!legend_fits(chart))
+    for (size_t b = 0; b < on.size(); ++b) chart.series[b].name = band_name(on[b], false);
   chart.y = gain_axis(chart.series, -30);
   return chart;
 }
@@ -146,8 +164,10 @@ Chart compressor_chart(const host::Record& record, int channel) {
       same->name += ", " + name;  // one line cannot show two
     else
       chart.series.push_back({name, color, Mark::thick, designed});
-    chart.series.push_back({b + 1 == bands.size() ? "measured" : "", color, Mark::dots, measured});
+    chart.series.push_back({"", color, Mark::dots, measured});
   }
+  chart.series.push_back(
+      {"measured", 0, Mark::dots, {}});  // for the legend: the rings have their bands' colours
   chart.y = gain_axis(chart.series, -36);
   return chart;
 }

@@ -1,6 +1,7 @@
 // printf into a string.
 #pragma once
 
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -15,6 +16,13 @@ namespace audiopost {
   std::vsnprintf(text, sizeof text, pattern, values);
   va_end(values);
   return text;
+}
+
+// With its sign, but for a zero; "-" for what is not finite.
+inline std::string signed_number(double x, int digits = 1) {
+  if (!std::isfinite(x)) return "-";
+  const bool zero = std::abs(x) < 0.5 * std::pow(10.0, -digits);
+  return zero ? format("%.*f", digits, 0.0) : format("%+.*f", digits, x);
 }
 
 }  // namespace audiopost

@@ -1,6 +1,4 @@
 // audiopost: author a tuning record, check it, hear it, see it.
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -8,6 +6,7 @@
 #include <vector>
 
 #include "app.h"
+#include "terminal.h"
 
 namespace {
 
@@ -31,8 +30,9 @@ int main(int argc, char** argv) {
 
   audiopost::Context context;
   const char* no_color = std::getenv("NO_COLOR");
-  context.color = isatty(STDOUT_FILENO) && !(no_color && *no_color);
-  context.progress = isatty(STDERR_FILENO);
+  context.screen = audiopost::is_screen(STDOUT_FILENO);
+  context.color = context.screen && !(no_color && *no_color);
+  context.progress = audiopost::is_screen(STDERR_FILENO);
   audiopost::add_tuning(app, context);
   audiopost::add_process(app, context);
   audiopost::add_measure(app, context);

@@ -75,20 +75,21 @@ void print_table(const Tuning& tuning, const Measurements& m, const MeasureOptio
     std::printf("%9s", m.response_dB.size() == 1 ? "mono" : ch == 0 ? "left" : "right");
   for (size_t i = 0; i < m.hz.size(); ++i) {
     std::printf("\n%10g", m.hz[i]);
-    for (const auto& channel : m.response_dB) std::printf("%+9.2f", channel[i]);
+    for (const auto& channel : m.response_dB) std::printf("%9s", signed_number(channel[i], 2).c_str());
   }
   std::printf("  dB\n\ndistortion of a tone, settled\n%10s%9s%9s%9s%9s\n", "Hz", "in", "out", "THD", "THD+N");
   for (const Distortion& d : m.distortion)
-    std::printf("%10g%9.1f%9.1f%9s%9.1f  dB\n", d.hz, d.level_dB, d.out_dB,
-                std::isfinite(d.thd_dB) ? format("%.1f", d.thd_dB).c_str() : "-", d.thdn_dB);
+    std::printf("%10g%9.1f%9.1f%9s%9.1f  dB%s\n", d.hz, d.level_dB, d.out_dB,
+                std::isfinite(d.thd_dB) ? format("%.1f", d.thd_dB).c_str() : "-", d.thdn_dB,
+                d.settled ? "" : format(", not settled after %d s", kLongestWait).c_str());
   if (!m.curves.empty()) {
     std::printf("\nstatic curves: settled output, dBFS\n%10s", "in");
     const bool two = m.curves.back().channel == 1;
     for (const NamedCurve& curve : m.curves)
-      std::printf("%9s", (curve.stage + (two ? curve.channel ? " R" : " L" : "")).c_str());
+      std::printf("%10s", (curve.stage + (two ? curve.channel ? " R" : " L" : "")).c_str());
     for (size_t i = 0; i < m.curves.front().points.size(); i += 2) {
       std::printf("\n%10.1f", m.curves.front().points[i].in_dB);
-      for (const NamedCurve& curve : m.curves) std::printf("%9.1f", curve.points[i].out_dB);
+      for (const NamedCurve& curve : m.curves) std::printf("%10.1f", curve.points[i].out_dB);
     }
     std::printf("\n");
   }
@@ -108,7 +109,8 @@ std::string measurements_json(const Tuning& tuning, const Measurements& m, const
                                   {"in_dbfs", json::number(d.level_dB)},
                                   {"out_dbfs", json::number(d.out_dB)},
                                   {"thd_db", json::number(d.thd_dB)},
-                                  {"thdn_db", json::number(d.thdn_dB)}}));
+                                  {"thdn_db", json::number(d.thdn_dB)},
+                                  {"settled", d.settled ? "true" : "false"}}));
   for (const NamedCurve& curve : m.curves) {
     std::vector<double> in, out;
     for (const CurvePoint& point : curve.points) in.push_back(point.in_dB), out.push_back(point.out_dB);

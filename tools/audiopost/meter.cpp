@@ -1,6 +1,5 @@
 // audiopost meter: ten bands and the loudness of a sound, live in the terminal or as a series of numbers.
-#include <unistd.h>
-
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -8,13 +7,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "analysis/loudness.h"
 #include "analysis/stages.h"
+#include "format.h"
 #include "interrupt.h"
 #include "json.h"
 #include "programme.h"
+#include "terminal.h"
 
 namespace audiopost {
 namespace {
@@ -25,7 +27,8 @@ constexpr float kRise_ms = 60, kDecay_ms = 400;  // quick up, slow down, as eyes
 
 struct Reading {
   double seconds;
-  std::array<int, kBands> levels_dB;  // against a full-scale sine's peak; the louder channel
+  // Against a full-scale sine's peak; the louder channel. None of a band that the sample rate cannot carry.
+  std::array<std::optional<int>, kBands> levels_dB;
   double momentary_lufs, short_term_lufs;
 };
 
@@ -40,23 +43,28 @@ class Meter {
       if (!detectors_.back()) throw std::bad_alloc();
       LevelDetector_SetPara(detectors_.back().get(), nullptr, kRise_ms, 0, kDecay_ms);
     }
+    LevelDetectorResult result;
+    LevelDetector_GetRes(detectors_.front().get(), &result);
+    std::copy_n(result.freq, kBands, bands_hz_.begin());
   }
 
-  Reading add(const int16_t* pcm, int frames) {
+  // What follows the last whole block counts in the programme; the detectors, whose means are over whole blocks, would
+  // read it low.
+  void add_rest(const int16_t* pcm, int frames) { loudness_.add(pcm, frames); }
+
+  Reading add(const int16_t* pcm, int frames) {  // one whole block
     loudness_.add(pcm, frames);
     Reading reading{static_cast<double>(loudness_.frames()) / sample_rate_,
                     {},
                     loudness_.momentary(),
                     loudness_.short_term()};
-    reading.levels_dB.fill(-100);
     for (size_t ch = 0; ch < detectors_.size(); ++ch) {
       LevelDetector_Process(detectors_[ch].get(), pcm + ch, static_cast<uint32_t>(frames));
       LevelDetectorResult result;
       LevelDetector_GetRes(detectors_[ch].get(), &result);
-      for (size_t b = 0; b < kBands; ++b) {
-        reading.levels_dB[b] = std::max(reading.levels_dB[b], static_cast<int>(result.level[b]));
-        bands_hz_[b] = result.freq[b];
-      }
+      for (size_t b = 0; b < kBands; ++b)
+        if (2 * bands_hz_[b] < sample_rate_)
+          reading.levels_dB[b] = std::max(reading.levels_dB[b].value_or(-100), int{result.level[b]});
     }
     return reading;
   }
@@ -72,6 +80,7 @@ class Meter {
 };
 
 std::string lufs(double value) { return std::isfinite(value) ? json::number(value, 1) : "-"; }
+std::string level_text(std::optional<int> level_dB) { return level_dB ? std::to_string(*level_dB) : "-"; }
 
 // ---- Live ----------------------------------------------------------------------------------------------------
 bool terminal_knows_utf8() {
@@ -81,7 +90,8 @@ bool terminal_knows_utf8() {
   return false;
 }
 
-// Redrawn in place: ten bars from -60 to 0 dB and a line of loudness.
+// Redrawn in place: ten bars from -60 to 0 dB and a line of loudness; in a window too small for them one line, with a
+// letter for each bar.
 class Display {
  public:
   Display(bool color, int64_t frames, int sample_rate)
@@ -89,45 +99,76 @@ class Display {
     std::fputs("\033[?25l", stdout);  // the cursor would flicker
   }
   ~Display() {
-    std::fputs("\033[?25h", stdout);
+    std::fputs(drawn_ && !bars_ ? "\n\033[?25h" : "\033[?25h", stdout);
     std::fflush(stdout);
   }
   Display(const Display&) = delete;
   Display& operator=(const Display&) = delete;
 
   void show(const Meter& meter, const Reading& reading) {
-    std::string text = drawn_ ? "\033[" + std::to_string(kBands + 1) + "A" : "";
-    for (size_t b = 0; b < kBands; ++b) text += bar(meter.bands_hz()[b], reading.levels_dB[b]);
-    char line[160];
-    std::snprintf(line, sizeof line, "\033[K%7.1f s", reading.seconds);
-    text += line;
-    if (seconds_ > 0) text += " of " + json::number(seconds_, 1);
-    text += "   M " + lufs(reading.momentary_lufs) + "  S " + lufs(reading.short_term_lufs) + "  I " +
-            lufs(meter.loudness().integrated()) + " LUFS\n";
+    std::string text;
+    const WindowSize window = window_size(STDOUT_FILENO);
+    if (drawn_ && window != window_)
+      text = "\033[H\033[J";  // how the new window broke the old lines is unknown
+    else if (drawn_)
+      text = bars_ ? "\033[" + std::to_string(kBands + 1) + "A" : "\r";
+    window_ = window, drawn_ = true;
+    // Bars of four characters at least, and the last column free: what wraps cannot be redrawn.
+    bars_ = window.lines >= kBands + 2 && window.columns >= kBarText + 4 + 1;
+    if (bars_)
+      for (size_t b = 0; b < kBands; ++b) text += bar(meter.bands_hz()[b], reading.levels_dB[b]);
+    text += "\033[K";
+    if (!bars_) text += letters(reading);
+    text += numbers(meter, reading, window.columns - 1 - (bars_ ? 0 : kBands)) + (bars_ ? "\n" : "");
     std::fputs(text.c_str(), stdout);
     std::fflush(stdout);
-    drawn_ = true;
   }
 
  private:
-  static constexpr int kWidth = 48;
+  static constexpr int kWidth = 48;    // of a bar
+  static constexpr int kBarText = 19;  // characters beside it
 
-  std::string bar(int hz, int level_dB) const {
-    char head[32], tail[32];
-    std::snprintf(head, sizeof head, "\033[K%7d Hz ", hz);
-    std::snprintf(tail, sizeof tail, " %4d dB\n", level_dB);
-    const int filled = std::clamp((level_dB + 60) * kWidth / 60, 0, kWidth);
-    std::string text = head;
-    if (color_) text += level_dB > -6 ? "\033[31m" : level_dB > -18 ? "\033[33m" : "\033[32m";
+  std::string bar(int hz, std::optional<int> level_dB) const {
+    const int width = std::min(kWidth, window_.columns - 1 - kBarText);
+    const int filled = level_dB ? std::clamp((*level_dB + 60) * width / 60, 0, width) : 0;
+    std::string text = format("\033[K%7d Hz ", hz);
+    if (color_ && level_dB) text += *level_dB > -6 ? "\033[31m" : *level_dB > -18 ? "\033[33m" : "\033[32m";
     for (int i = 0; i < filled; ++i) text += utf8_ ? "\u2588" : "#";
     if (color_) text += "\033[0m";
-    for (int i = filled; i < kWidth; ++i) text += utf8_ ? "\u00b7" : ".";
-    return text + tail;
+    for (int i = filled; i < width; ++i) text += utf8_ ? "\u00b7" : ".";
+    return text + format(" %4s dB\n", level_text(level_dB).c_str());
+  }
+
+  std::string letters(const Reading& reading) const {
+    static constexpr const char *kBlocks[] = {"\u2581", "\u2582", "\u2583", "\u2584",
+                                              "\u2585", "\u2586", "\u2587", "\u2588"},
+                                *kPlain[] = {"_", ".", "-", "=", "+", "*", "#", "@"};
+    std::string text;
+    for (const std::optional<int>& level : reading.levels_dB) {
+      const int step = level ? std::clamp((*level + 60) * 8 / 60, 0, 7) : 0;
+      text += !level ? " " : (utf8_ ? kBlocks : kPlain)[step];
+    }
+    return text;
+  }
+
+  // Loudness and time, as far as the columns reach.
+  std::string numbers(const Meter& meter, const Reading& reading, int columns) const {
+    std::string text;
+    for (const std::string& part :
+         {format(" M%6s", lufs(reading.momentary_lufs).c_str()),
+          format(" S%6s", lufs(reading.short_term_lufs).c_str()),
+          format(" I%6s LUFS", lufs(meter.loudness().integrated()).c_str()),
+          format("%7.1f s", reading.seconds), seconds_ > 0 ? format(" of %.1f s", seconds_) : ""}) {
+      if (static_cast<int>(text.size() + part.size()) > columns) break;
+      text += part;
+    }
+    return text;
   }
 
   const bool color_, utf8_;
   const double seconds_;
-  bool drawn_ = false;
+  bool drawn_ = false, bars_ = false;  // bars_: as they were drawn last
+  WindowSize window_{};
 };
 
 // ---- As numbers ----------------------------------------------------------------------------------------------
@@ -139,13 +180,13 @@ void print_head(const Meter& meter) {
 
 void print_row(const Reading& reading) {
   std::printf("%8.1f", reading.seconds);
-  for (const int level : reading.levels_dB) std::printf("%6d", level);
+  for (const auto& level : reading.levels_dB) std::printf("%6s", level_text(level).c_str());
   std::printf("%8s%8s\n", lufs(reading.momentary_lufs).c_str(), lufs(reading.short_term_lufs).c_str());
 }
 
 std::string reading_json(const Reading& reading) {
   std::vector<std::string> levels;
-  for (const int level : reading.levels_dB) levels.push_back(std::to_string(level));
+  for (const auto& level : reading.levels_dB) levels.push_back(level ? std::to_string(*level) : "null");
   return json::object({{"s", json::number(reading.seconds)},
                        {"levels_db", json::array(levels)},
                        {"momentary_lufs", json::number(reading.momentary_lufs, 2)},
@@ -179,17 +220,21 @@ void run_meter(const MeterOptions& options, const Context& context) {
   AudioInput input(options.in, raw);
   const int block = input.sample_rate() / kStepsPerSecond;
   Meter meter(input.sample_rate(), input.channels(), block);
-  const bool live = !options.json && isatty(STDOUT_FILENO);
+  const bool live = !options.json && context.screen;
   std::unique_ptr<Display> display;
 
   const InterruptNoted interrupt;
   const auto start = std::chrono::steady_clock::now();
   std::vector<int16_t> pcm(static_cast<size_t>(block * input.channels()));
   std::vector<std::string> series;
-  for (int step = 0, frames = block; frames == block && !InterruptNoted::came(); ++step) {
-    frames = input.read(pcm.data(), block);
-    if (frames == 0) break;
-    const Reading reading = meter.add(pcm.data(), frames);
+  std::optional<Reading> unprinted;  // of a second that is not over
+  for (int step = 0; !InterruptNoted::came(); ++step) {
+    const int frames = input.read(pcm.data(), block);
+    if (frames < block) {
+      meter.add_rest(pcm.data(), frames);
+      break;
+    }
+    const Reading reading = meter.add(pcm.data(), block);
     if (options.json) {
       series.push_back(reading_json(reading));
     } else if (live) {
@@ -199,10 +244,14 @@ void run_meter(const MeterOptions& options, const Context& context) {
         std::this_thread::sleep_until(start + std::chrono::milliseconds(1000 / kStepsPerSecond * (step + 1)));
     } else {
       if (step == 0) print_head(meter);
-      if ((step + 1) % kStepsPerSecond == 0 || frames < block) print_row(reading);
+      unprinted = reading;
+      if ((step + 1) % kStepsPerSecond != 0) continue;
+      print_row(reading);
+      unprinted.reset();
     }
   }
   display.reset();
+  if (unprinted) print_row(*unprinted);
   if (options.json) {
     print_json(input, meter, series);
   } else {

@@ -8,6 +8,7 @@
 #include "format.h"
 #include "interrupt.h"
 #include "json.h"
+#include "terminal.h"
 
 namespace audiopost {
 namespace {
@@ -33,16 +34,17 @@ class ProgressBar {
     if (!shown_ || (drawn_ && seconds_since(last_) < 0.1)) return;
     last_ = Clock::now();
     const double seconds = static_cast<double>(done) / sample_rate_, speed = seconds / seconds_since(start_);
-    if (frames_ > 0) {
-      constexpr int kWidth = 40;
-      const auto filled = static_cast<int>(kWidth * done / frames_);
-      std::fprintf(stderr, "\r\033[K%s%s%s%s %3d %%  %.0f x real time", color_ ? "\033[36m" : "",
-                   std::string(static_cast<size_t>(filled), '#').c_str(), color_ ? "\033[0m" : "",
-                   std::string(static_cast<size_t>(kWidth - filled), '.').c_str(),
-                   static_cast<int>(100 * done / frames_), speed);
-    } else {
-      std::fprintf(stderr, "\r\033[K%.1f s  %.0f x real time", seconds, speed);
-    }
+    const int room = window_size(STDERR_FILENO).columns - 1;  // what wraps cannot be redrawn
+    std::string text =
+        frames_ > 0 ? format(" %3d %%", static_cast<int>(100 * done / frames_)) : format("%.1f s", seconds);
+    const std::string pace = format("  %.0f x real time", speed);
+    const int least = frames_ > 0 ? 10 : 0;  // of the bar
+    if (least + static_cast<int>(text.size() + pace.size()) <= room) text += pace;
+    const int width = frames_ > 0 ? std::clamp(room - static_cast<int>(text.size()), 0, 40) : 0;
+    const auto filled = frames_ > 0 ? static_cast<size_t>(width * done / frames_) : 0;
+    std::fprintf(stderr, "\r\033[K%s%s%s%s%s", color_ ? "\033[36m" : "", std::string(filled, '#').c_str(),
+                 color_ ? "\033[0m" : "", std::string(static_cast<size_t>(width) - filled, '.').c_str(),
+                 text.c_str());
     drawn_ = true;
   }
 
@@ -154,7 +156,8 @@ std::string report_text(const Run& run, bool color) {
   if (!run.gains.empty())
     text += format("\n%s%-22s%9s%9s%9s%s\n", bold, "gain applied", "least", "mean", "most", plain);
   for (const analysis::StageGain& gain : run.gains)
-    text += format("%-22s%+9.1f%+9.1f%+9.1f  dB\n", gain.name, gain.lowest(), gain.mean(), gain.highest());
+    text += format("%-22s%9s%9s%9s  dB\n", gain.name, signed_number(gain.lowest()).c_str(),
+                   signed_number(gain.mean()).c_str(), signed_number(gain.highest()).c_str());
   return text;
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "charts.h"
+#include "format.h"
 #include "host/file.h"
 #include "json.h"
 #include "programme.h"
@@ -13,16 +14,23 @@ namespace {
 
 constexpr size_t kMostPoints = 1200;  // of a line over time: about two a pixel
 
-// Values at equal steps of time; of a long series every so many, averaged, so that the page stays small.
+// Values at equal steps of time; of a long series the lowest and the highest of every so many, so that the page stays
+// small and shows the extremes that the tables tell.
 Points over_time(const std::vector<double>& values, double step_seconds) {
-  const size_t stride = std::max<size_t>(1, (values.size() + kMostPoints - 1) / kMostPoints);
+  const auto point = [&](size_t i) {
+    return std::pair(static_cast<double>(i + 1) * step_seconds, values[i]);
+  };
+  const size_t stride = values.size() <= kMostPoints ? 1 : 2 * values.size() / kMostPoints + 1;
   Points points;
   for (size_t i = 0; i < values.size(); i += stride) {
-    double sum = 0;
-    int count = 0;
-    for (size_t k = i; k < std::min(i + stride, values.size()); ++k)
-      if (std::isfinite(values[k])) sum += values[k], ++count;
-    points.emplace_back(static_cast<double>(i + stride) * step_seconds, count ? sum / count : NAN);
+    size_t low = i, high = i;
+    for (size_t k = i; k < std::min(i + stride, values.size()); ++k) {
+      if (!std::isfinite(values[k])) continue;
+      if (!std::isfinite(values[low]) || values[k] < values[low]) low = k;
+      if (!std::isfinite(values[high]) || values[k] > values[high]) high = k;
+    }
+    points.push_back(point(std::min(low, high)));
+    if (low != high) points.push_back(point(std::max(low, high)));
   }
   return points;
 }
@@ -48,20 +56,23 @@ Chart loudness_chart(const Run& run) {
 }
 
 Chart gain_chart(const Run& run) {
-  Chart chart{"Gain over time",
-              "of the stages that ride the level, block by block",
-              {"time, s", 0, run.seconds()},
-              {},
-              {}};
+  Chart chart{
+      "Gain over time",
+      "of the stages that ride the level; of a long sound the least and the most of neighbouring blocks",
+      {"time, s", 0, run.seconds()},
+      {},
+      {}};
   int color = 1;
   for (const analysis::StageGain& gain : run.gains)
     chart.series.push_back({gain.name, color++, Mark::thin,
                             over_time(gain.series, static_cast<double>(run.block) / run.sample_rate)});
-  chart.y = level_axis("gain, dB", chart.series, -6, 6, -36);
+  chart.y = level_axis("gain, dB", chart.series, -6, 6, -60);
   return chart;
 }
 
 std::string number(double x) { return std::isfinite(x) ? json::number(x, 1) : "\u2013"; }
+
+std::string gain(double dB) { return std::isfinite(dB) ? signed_number(dB) : "\u2013"; }
 
 std::string row(const std::string& name, const std::vector<std::string>& cells) {
   std::string text = "<tr><th scope='row'>" + name + "</th>";
@@ -84,8 +95,8 @@ std::string programme_table(const Run& run) {
 
 std::string gain_table(const Run& run) {
   std::string text = "<table><tr><td></td><th>least</th><th>mean</th><th>most</th><th></th></tr>\n";
-  for (const analysis::StageGain& gain : run.gains)
-    text += row(gain.name, {number(gain.lowest()), number(gain.mean()), number(gain.highest()), "dB"});
+  for (const analysis::StageGain& stage : run.gains)
+    text += row(stage.name, {gain(stage.lowest()), gain(stage.mean()), gain(stage.highest()), "dB"});
   return text + "</table>\n";
 }
 

@@ -67,7 +67,8 @@ std::string line(const Chart& chart, const Series& series) {
   for (const auto& [x, y] : series.points) {
     const double py =
         std::clamp(y_of(chart, y), -1000.0, 2000.0);  // the clip path hides what leaves the area
-    if (std::isfinite(y)) path += format("%c%.1f %.1f", down ? 'L' : 'M', x_of(chart, x), py);
+    if (std::isfinite(y))
+      path += format(down ? "L%.1f %.1f" : "M%.1f %.1fh0", x_of(chart, x), py);  // h0: a point alone shows
     down = std::isfinite(y);
   }
   return format("<path class='%s c%d' d='", series.mark == Mark::thick ? "thick" : "thin", series.color) +
@@ -87,14 +88,28 @@ std::string marks(const Chart& chart, const Series& series) {
   return text;
 }
 
-// In rows under the chart, each entry as wide as its text.
-std::string legend(const Chart& chart) {
-  std::string text;
+// In rows under the chart, each entry as wide as its text: where they stand.
+struct Entry {
+  const Series* series;
+  double x, y;
+};
+std::vector<Entry> legend_entries(const Chart& chart) {
+  std::vector<Entry> entries;
   double x = kLeft, y = kBottom + 50;
   for (const Series& series : chart.series) {
     if (series.name.empty()) continue;
     const double width = 34 + 6.6 * static_cast<double>(series.name.size());
     if (x + width > kWidth) x = kLeft, y += 17;
+    entries.push_back({&series, x, y});
+    x += width;
+  }
+  return entries;
+}
+
+std::string legend(const Chart& chart) {
+  std::string text;
+  for (const auto& [entry, x, y] : legend_entries(chart)) {
+    const Series& series = *entry;
     if (series.mark == Mark::dots)
       text +=
           format("<circle class='dot c%d' cx='%.1f' cy='%.1f' r='%g'/>", series.color, x + 9, y - 4, kRing);
@@ -102,12 +117,23 @@ std::string legend(const Chart& chart) {
       text += format("<path class='%s c%d' d='M%.1f %.1fh18'/>", series.mark == Mark::thin ? "thin" : "thick",
                      series.color, x, y - 4);
     text += format("<text class='legend' x='%.1f' y='%.1f'>", x + 23, y) + escaped(series.name) + "</text>";
-    x += width;
   }
   return text;
 }
 
+bool has_value(const Chart& chart) {
+  for (const Series& series : chart.series)
+    for (const auto& point : series.points)
+      if (std::isfinite(point.second)) return true;
+  return false;
+}
+
 }  // namespace
+
+bool legend_fits(const Chart& chart) {
+  const std::vector<Entry> entries = legend_entries(chart);
+  return entries.empty() || entries.back().y < kHeight;
+}
 
 std::string escaped(const std::string& text) {
   std::string result;
@@ -135,7 +161,7 @@ std::string svg_style() {
 text{font-family:system-ui,'DejaVu Sans',sans-serif;fill:#222}
 .head{font-weight:600} .title{font-size:15px;font-weight:600}
 .note,.tick{font-size:11px;fill:#666} .label,.legend{font-size:12px;fill:#444}
-path{fill:none} .grid{stroke:#dcdcd8} .zero{stroke:#999} .diagonal{stroke:#b5b5b0;stroke-dasharray:4 4}
+path{fill:none} .thin,.thick{stroke-linecap:round;stroke-linejoin:round} .grid{stroke:#dcdcd8} .zero{stroke:#999} .diagonal{stroke:#b5b5b0;stroke-dasharray:4 4}
 .thin{stroke-width:1.2} .thick{stroke-width:2.4} .bar{stroke-width:14;opacity:.75} .dot{stroke-width:1.4}
 .c0{stroke:#222} .c1{stroke:#1f77d0} .c2{stroke:#d9601a} .c3{stroke:#2a9d4a} .c4{stroke:#c2356b}
 .c5{stroke:#8a5cd6} .c6{stroke:#9a7b12} .c7{stroke:#14939c} .c8{stroke:#777} .c9{stroke:#8b3a1e}
@@ -160,6 +186,9 @@ std::string svg_chart(const Chart& chart) {
   text += format("<text class='note' x='%g' y='42'>", kLeft) + escaped(chart.note) + "</text>";
   text += format("<rect class='area' x='%g' y='%g' width='%g' height='%g'/>", kLeft, kTop, kRight - kLeft,
                  kBottom - kTop);
+  if (!has_value(chart))
+    return text + format("<text class='label' x='%.1f' y='%.1f' text-anchor='middle'>no value</text></svg>\n",
+                         (kLeft + kRight) / 2, (kTop + kBottom) / 2);
   text += grid(chart);
   // Everything drawn stays inside the area: a nested viewport clips without an id that a second chart could repeat.
   // A ring at either end may stand over it by half.

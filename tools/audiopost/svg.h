@@ -44,6 +44,9 @@ std::string svg_style();
 // Charts in two columns under a title and a small line, as a whole file.
 std::string svg_page(const std::string& title, const std::string& note, const std::vector<Chart>& charts);
 
+// Whether the legend's rows stay within the chart.
+bool legend_fits(const Chart& chart);
+
 std::string escaped(const std::string& text);  // for XML and HTML
 
 }  // namespace audiopost

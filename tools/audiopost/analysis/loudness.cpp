@@ -96,8 +96,9 @@ void LoudnessMeter::add(const int16_t* pcm, int frames) {
 double LoudnessMeter::loudness_at(size_t end, size_t hops) const {
   if (end < hops) return -kInfinity;
   const auto last = hop_energy_.begin() + static_cast<std::ptrdiff_t>(end);
-  return lufs(std::accumulate(last - static_cast<std::ptrdiff_t>(hops), last, 0.0) /
-              static_cast<double>(hops));
+  const double energy =
+      std::accumulate(last - static_cast<std::ptrdiff_t>(hops), last, 0.0) / static_cast<double>(hops);
+  return energy < kAbsoluteGate ? -kInfinity : lufs(energy);
 }
 
 std::vector<double> LoudnessMeter::windows(size_t hops) const {
@@ -124,13 +125,13 @@ double LoudnessMeter::integrated() const {
 }
 
 // The span between the 10th and the 95th percentile of the short-term loudness, gated at -70 LUFS and at 20 LU below
-// the mean of what passes it. 0 for a programme shorter than 3 s.
+// the mean of what passes it. NaN when nothing does, and for a programme shorter than 3 s.
 double LoudnessMeter::range() const {
   std::vector<double> blocks = windows(30);
   const double gate = std::max(kAbsoluteGate, 0.01 * mean_above(blocks, kAbsoluteGate));
   blocks.erase(std::remove_if(blocks.begin(), blocks.end(), [&](double e) { return e < gate; }),
                blocks.end());
-  if (blocks.empty()) return 0.0;
+  if (blocks.empty()) return std::numeric_limits<double>::quiet_NaN();
   std::sort(blocks.begin(), blocks.end());
   const auto percentile = [&](double p) {
     return lufs(blocks[static_cast<size_t>(std::lround(p * static_cast<double>(blocks.size() - 1)))]);

@@ -8,7 +8,8 @@
 
 namespace analysis {
 
-// What a meter has measured. Levels of digital silence, and loudness that no block passed the gate for, are -infinity.
+// What a meter has measured. Levels of digital silence, and loudness that no block passed the gate for, are -infinity;
+// a range of no block is NaN.
 struct Programme {
   int64_t frames = 0;
   double integrated_lufs, range_lu;  // ITU-R BS.1770-4; EBU Tech 3342
@@ -40,7 +41,8 @@ class LoudnessMeter {
   Programme programme() const;
   double integrated() const;  // LUFS
   double range() const;       // LU
-  // Loudness at each tenth of a second, over the last 400 ms or 3 s; the latest, or all of it.
+  // Loudness at each tenth of a second, over the last 400 ms or 3 s; the latest, or all of it. -infinity before there is
+  // so much sound, and below the absolute gate of -70 LUFS: what is fainter is the filters' rest of a DC offset.
   double momentary() const { return loudness_at(hop_energy_.size(), 4); }
   double short_term() const { return loudness_at(hop_energy_.size(), 30); }
   std::vector<double> short_term_series() const;

@@ -124,6 +124,20 @@ const float* part(const host::Record& record, int section, int stride, int chann
   return record.data() + section + (host::field_as_int(record, host::kChannelLink) ? 0 : stride * channel);
 }
 
+// Mean square under a window, in dB: free of where the second cuts the tone's period.
+double windowed_level_dB(const std::vector<double>& x) {
+  double sum = 0;
+  for (size_t i = 0; i < x.size(); ++i)
+    sum += x[i] * x[i] * blackman_harris(static_cast<double>(i) / static_cast<double>(x.size()));
+  return 10 * std::log10(std::max(sum / static_cast<double>(x.size()), 1e-30));
+}
+
+// Seconds in which nothing need move yet: auto gain has no reading before its window is full.
+int least_wait(const host::Record& record) {
+  const double window_s = runs(record, kAutoGain) ? host::field_as_int(record, 33) / 1000.0 : 0.0;
+  return 1 + static_cast<int>(std::clamp(window_s, 0.0, kLongestWait / 2.0));
+}
+
 }  // namespace
 
 // ---- Response ------------------------------------------------------------------------------------------------
@@ -212,21 +226,37 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 Distortion distortion(const host::Record& record, double hz, double level_dB) {
   const Chain chain = measured_chain(record);
   const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
-  const auto count = static_cast<size_t>(channels), lead = 3 * static_cast<size_t>(rate);
+  const auto count = static_cast<size_t>(channels), second = static_cast<size_t>(rate);
   std::vector<int16_t> pcm(kMeasureBlock * count);
   std::vector<double> out;
-  while (out.size() < lead + kToneLength) {
-    for (size_t i = 0; i < kMeasureBlock; ++i) {
-      const double t = static_cast<double>(out.size() + i) / rate;
-      const double x = 32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * t);
-      std::fill_n(&pcm[i * count], count, static_cast<int16_t>(std::lround(x)));
+  int64_t frame = 0;
+  // Plays on until so many samples have come out, and takes them.
+  const auto play = [&](size_t samples) {
+    while (out.size() < samples) {
+      for (size_t i = 0; i < kMeasureBlock; ++i, ++frame) {
+        const double x =
+            32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * static_cast<double>(frame) / rate);
+        std::fill_n(&pcm[i * count], count, static_cast<int16_t>(std::lround(x)));
+      }
+      AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kMeasureBlock);
+      for (size_t i = 0; i < pcm.size(); i += count) out.push_back(pcm[i] / 32767.0);
     }
-    AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kMeasureBlock);
-    for (size_t i = 0; i < pcm.size(); i += count) out.push_back(pcm[i] / 32767.0);
+    std::vector<double> taken(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(samples));
+    out.erase(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(samples));
+    return taken;
+  };
+
+  int still = 0;  // seconds in a row; one alone may be where a gain turns round
+  double level = NAN;
+  for (int waited = 0; still < 2 && waited < kLongestWait; ++waited) {
+    const double now = windowed_level_dB(play(second));
+    still = std::abs(now - level) < 0.01 && waited > least_wait(record) ? still + 1 : 0;
+    level = now;
   }
 
   // Power around a frequency, under a window whose side lobes lie below 92 dB.
-  std::vector<Complex> spectrum(out.end() - kToneLength, out.end());
+  const std::vector<double> tail = play(kToneLength);
+  std::vector<Complex> spectrum(tail.begin(), tail.end());
   double window_power = 0;
   for (size_t i = 0; i < spectrum.size(); ++i) {
     const double w = blackman_harris(static_cast<double>(i) / kToneLength);
@@ -249,8 +279,12 @@ Distortion distortion(const host::Record& record, double hz, double level_dB) {
   for (int k = 2; k <= 10 && k * hz < rate / 2.0; ++k) harmonics += power(k * bin - skirt, k * bin + skirt);
   const double rest = power(kSkirt / 2, bin - skirt) + power(bin + skirt, kToneLength);
   const auto ratio_dB = [&](double x) { return 10 * std::log10(std::max(x, 1e-30) / std::max(tone, 1e-30)); };
-  return {hz, level_dB, 10 * std::log10(std::max(tone, 1e-30)),
-          std::isnan(harmonics) ? NAN : ratio_dB(harmonics), ratio_dB(rest)};
+  return {hz,
+          level_dB,
+          10 * std::log10(std::max(tone, 1e-30)),
+          std::isnan(harmonics) ? NAN : ratio_dB(harmonics),
+          ratio_dB(rest),
+          still == 2};
 }
 
 // ---- Static curves -------------------------------------------------------------------------------------------

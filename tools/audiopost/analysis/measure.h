@@ -43,8 +43,11 @@ struct Distortion {
   double thd_dB,
       thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out; the former
                 // NaN when none lies below half the sample rate
+  bool settled;
 };
-// A tone on every channel of a fresh chain, measured on channel 0 after three seconds.
+// A tone on every channel of a fresh chain, measured on channel 0 when its level has moved by less than 0.01 dB in each
+// of the last two seconds, or after kLongestWait seconds all the same.
+constexpr int kLongestWait = 60;
 Distortion distortion(const host::Record& record, double hz, double level_dB);
 
 // ---- Static curves: settled output against input, each in dB against full scale ---------------------------------

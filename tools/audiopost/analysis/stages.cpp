@@ -13,6 +13,7 @@ namespace analysis {
 namespace {
 
 constexpr double kQuiet_dB = -60.0;  // below this the ratio of two levels says nothing
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 double energy(float* const* channels, size_t count, int frames) {
   double sum = 0;
@@ -107,15 +108,15 @@ void Stages::process(const int16_t* pcm, const Listener& after) {
 
 // ---- Gains ---------------------------------------------------------------------------------------------------
 double StageGain::lowest() const {
-  double low = std::numeric_limits<double>::infinity();
-  for (const double g : series) low = g < low ? g : low;
-  return std::isinf(low) ? 0.0 : low;
+  double low = kNone;
+  for (const double g : series) low = std::fmin(low, g);  // of a number and NaN, the number
+  return low;
 }
 
 double StageGain::highest() const {
-  double high = -std::numeric_limits<double>::infinity();
-  for (const double g : series) high = g > high ? g : high;
-  return std::isinf(high) ? 0.0 : high;
+  double high = kNone;
+  for (const double g : series) high = std::fmax(high, g);
+  return high;
 }
 
 double StageGain::mean() const {
@@ -123,14 +124,24 @@ double StageGain::mean() const {
   int count = 0;
   for (const double g : series)
     if (!std::isnan(g)) sum += g, ++count;
-  return count ? sum / count : 0.0;
+  return count ? sum / count : kNone;
 }
 
-GainTrace::GainTrace(const host::Record& record, int block) : stages_(record, block), block_(block) {
+GainTrace::GainTrace(const host::Record& record, int block)
+    : stages_(record, block), block_(block), opening_dB_(-std::numeric_limits<double>::infinity()) {
   bound_ = host::field_as_int(record, host::kBitRate) == 16 ? 32767.0 : full_scale(record);
   for (const auto& [flag, name] : {std::pair(kAutoGain, "auto gain"), std::pair(kMultiBandDrc, "compressor"),
                                    std::pair(kAgc, "AGC"), std::pair(kMaximizer, "limiter")})
     if (runs(record, flag)) gains_.push_back({flag, name, {}});
+}
+
+// A new limiter starts from gain 0, which is no limiting. Its gain only rises from block to block, whatever the sound,
+// until it has arrived or has to give way to a peak.
+bool GainTrace::opens(double limiter_dB) {
+  if (std::isnan(limiter_dB)) return false;
+  const bool rises = limiter_dB > opening_dB_ + 0.001;
+  opening_dB_ = rises ? limiter_dB : std::numeric_limits<double>::infinity();
+  return rises;
 }
 
 void GainTrace::add(const int16_t* pcm) {
@@ -140,10 +151,11 @@ void GainTrace::add(const int16_t* pcm) {
       std::pow(10.0, kQuiet_dB / 10.0) * 32768.0 * 32768.0 * block_ * static_cast<double>(count);
   stages_.process(pcm, [&](Flag flag, float* const* channels) {
     const double now = energy(channels, count, block_);
-    for (StageGain& gain : gains_)
-      if (gain.flag == flag)
-        gain.series.push_back(before > quiet ? 10.0 * std::log10(now / before)
-                                             : std::numeric_limits<double>::quiet_NaN());
+    for (StageGain& gain : gains_) {
+      if (gain.flag != flag) continue;
+      const double dB = before > quiet ? 10.0 * std::log10(now / before) : kNone;
+      gain.series.push_back(flag == kMaximizer && opens(dB) ? kNone : dB);
+    }
     before = now;
   });
   for (const auto& channel : stages_.output())

@@ -58,8 +58,9 @@ class Stages {
 struct StageGain {
   Flag flag;
   const char* name;
-  std::vector<double> series;  // one value a block; NaN where what entered was below -60 dBFS
-  // Over the blocks that have a value; 0 when none has.
+  std::vector<double>
+      series;  // one value a block; NaN where what entered was below -60 dBFS, and in a limiter's opening
+  // Over the blocks that have a value; NaN when none has.
   double lowest() const, mean() const, highest() const;
 };
 
@@ -72,9 +73,12 @@ class GainTrace {
   int64_t clipped() const { return clipped_; }  // output samples that the chain had to clamp
 
  private:
+  bool opens(double limiter_dB);
+
   Stages stages_;
   int block_;
   double bound_;
+  double opening_dB_;  // the limiter's gain so far; infinite when it is open
   std::vector<StageGain> gains_;
   int64_t clipped_ = 0;
 };
