@@ -84,6 +84,10 @@ class Checker {
   void add(Severity severity, const std::string& where, const std::string& text, const char* message = "") {
     findings_.push_back({severity, where, text, message});
   }
+  void unstable(const std::string& where, const std::string& text) {
+    warn(where, text + " would be unstable");
+    findings_.back().unstable = true;
+  }
   void note(const std::string& where, const std::string& text) { add(Severity::note, where, text); }
   void warn(const std::string& where, const std::string& text, const char* message = "") {
     add(Severity::warning, where, text, message);
@@ -173,8 +177,8 @@ class Checker {
     if (!(hz > 0.0f))
       warn(where, std::string(name) + " " + text_of(hz) + " Hz is not above 0; its filter would not work");
     else if (!(hz < half))
-      warn(where, std::string(name) + " " + text_of(hz) + " Hz is not below half the sample rate, " +
-                      text_of(half) + " Hz; its filter would be unstable");
+      unstable(where, std::string(name) + " " + text_of(hz) + " Hz is not below half the sample rate, " +
+                          text_of(half) + " Hz; its filter");
   }
 
   void time(const std::string& where, const char* name, float ms) {
@@ -350,9 +354,8 @@ void Checker::check_bass_enhancer(int ch) {
   const size_t before = findings_.size();
   frequency(where, "freq", at(start + 3));
   if (at(start + 3) * 3.0f >= static_cast<float>(sample_rate_) / 2.0f && findings_.size() == before)
-    warn(where, "three times freq " + text_of(at(start + 3)) +
-                    " Hz is not below half the sample rate; the harmonics' filter "
-                    "would be unstable");
+    unstable(where, "three times freq " + text_of(at(start + 3)) +
+                        " Hz is not below half the sample rate; the harmonics' filter");
   if (int_at(start + 4) > 0) frequency(where, "floor", at(start + 5));
   if (findings_.size() == before && !shaper_works(start))
     warn(where, "drive " + text_of(at(start + 1)) + " and blend " + text_of(at(start + 2)) +

@@ -20,6 +20,7 @@ struct Finding {
   std::string text;     // "type 9 is unknown; the chain would end the process"
   std::string message;  // what the library will write to standard error, without the "LOG (…), " and the line
                         // feeds; empty where it says nothing
+  bool unstable = false;  // a filter will blow up: what comes out is no sound
 };
 
 // The findings in the order of the record. Nothing fatal and no message among them: the record runs through a

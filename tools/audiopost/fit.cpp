@@ -92,10 +92,11 @@ Tuning load_tuning(const std::string& name) {
   return {name, name, host::load_tuning(name)};
 }
 
-std::vector<std::string> require_usable(const Tuning& tuning, int block) {
+std::vector<std::string> require_usable(const Tuning& tuning, int block, bool unstable_too) {
   std::vector<std::string> warnings;
   for (const host::Finding& finding : host::check(tuning.record, block)) {
     std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
+    if (finding.unstable && !unstable_too) throw Failure(text);
     if (finding.severity == host::Severity::warning) warnings.push_back(text);
     if (finding.severity != host::Severity::fatal) continue;
     const int fitting = fitting_block(tuning.record, block);
@@ -159,9 +160,7 @@ Fit fit_to_stream(Tuning& tuning, const AudioInput& stream, int block, bool unst
     notes.push_back("blocks of " + std::to_string(block) + " frames: auto gain's step is no longer at " +
                     std::to_string(stream.sample_rate()) + " Hz");
 
-  std::vector<std::string> warnings = require_usable(tuning, block);
-  for (const std::string& warning : warnings)
-    if (!unstable_too && warning.find("would be unstable") != std::string::npos) throw Failure(warning);
+  std::vector<std::string> warnings = require_usable(tuning, block, unstable_too);
   return {block, std::move(notes), std::move(warnings)};
 }
 

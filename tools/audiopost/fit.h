@@ -23,8 +23,9 @@ struct Tuning {
 // FileError, and Failure for no name at all.
 Tuning load_tuning(const std::string& name);
 
-// Throws Failure when the chain would refuse the record or end the process; gives the warnings otherwise.
-std::vector<std::string> require_usable(const Tuning& tuning, int block);
+// Throws Failure when the chain would refuse the record or end the process and, unless `unstable_too`, when one of its
+// filters would blow up; gives the warnings otherwise.
+std::vector<std::string> require_usable(const Tuning& tuning, int block, bool unstable_too);
 
 // Throws Failure for a record that test signals cannot be made for: more than two channels, a rate beyond reason.
 void require_measurable(const Tuning& tuning);
@@ -45,8 +46,7 @@ struct Fit {
 
 // Sets the record's sample rate and channel count to the stream's. Where the rate is another, filters whose frequency
 // it does not reach are turned off, and edges of the compressor's bands moved down. A `block` of 0 stands for kBlock or
-// the longest that fits. Throws Failure as require_usable does and, unless `unstable_too`, for a filter that the record
-// leaves unstable.
+// the longest that fits. Throws Failure as require_usable does.
 Fit fit_to_stream(Tuning& tuning, const AudioInput& stream, int block, bool unstable_too = false);
 
 }  // namespace audiopost

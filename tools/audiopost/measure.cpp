@@ -135,7 +135,7 @@ std::string measurements_json(const Tuning& tuning, const Measurements& m, const
 
 void run_measure(const MeasureOptions& options, const Context& context) {
   Tuning tuning = load_tuning(options.tuning);
-  require_usable(tuning, fitting_block(tuning.record, kMeasureBlock));
+  require_usable(tuning, fitting_block(tuning.record, kMeasureBlock), false);
   require_measurable(tuning);
   std::string text, programme;
   Fit fit{};

@@ -267,11 +267,15 @@ void add_meter(CLI::App& app, Context& context) {
   CLI::App* const command = app.add_subcommand("meter", "Show ten bands and the loudness of a sound, live");
   const auto options = std::make_shared<MeterOptions>();
   command->add_option("IN", options->in, "Sound file, or - for standard input")->required();
-  command->add_flag("--raw", options->raw, "Headerless PCM: 16 bit, little-endian, interleaved");
+  CLI::Option* const raw = command->add_flag(
+      "--raw", options->raw,
+      "Headerless PCM (16 bit, little-endian, interleaved) where the name's ending does not say otherwise");
   command->add_option("--rate", options->raw_rate, "Sample rate of headerless PCM in Hz (default: 48000)")
+      ->needs(raw)
       ->check(CLI::Range(kLowestRate, kHighestRate))
       ->type_name("HZ");
   command->add_option("--channels", options->raw_channels, "Channels of headerless PCM (default: 2)")
+      ->needs(raw)
       ->check(CLI::Range(1, 2))
       ->type_name("N");
   command->add_flag("--fast", options->fast, "Do not wait for the clock");

@@ -22,7 +22,7 @@ void add_plot(CLI::App& app, Context&) {
   command->callback([options] {
     const Tuning tuning = load_tuning(options->tuning);
     require_other_file(options->out, tuning.file, "the tuning");
-    require_usable(tuning, fitting_block(tuning.record, kBlock));
+    require_usable(tuning, fitting_block(tuning.record, kBlock), false);
     require_measurable(tuning);
     const std::string off = effects_off(tuning.record);
     const std::vector<Chart> charts = tuning_charts(tuning.record);

@@ -80,7 +80,7 @@ std::optional<RawFormat> StreamOptions::raw_format(const host::Record& record) c
 void add_stream_options(CLI::App& command, StreamOptions& options) {
   CLI::Option* const raw = command.add_flag(
       "--raw", options.raw,
-      "Headerless PCM (16 bit, little-endian, interleaved) where no name's ending says else");
+      "Headerless PCM (16 bit, little-endian, interleaved) where no name's ending says otherwise");
   command
       .add_option("--rate", options.raw_rate, "Sample rate of headerless PCM in Hz (default: the tuning's)")
       ->needs(raw)
