@@ -64,15 +64,15 @@ std::string plain(std::string_view line) {
   line = line.substr(0, line.find('#'));
   for (size_t i = 0; i < line.size(); ++i) {
     const auto byte = static_cast<unsigned char>(line[i]);
-    // cppcheck-suppress incorrectStringCompare  ; it counts characters, not bytes
-    const size_t blank = line.substr(i, 2) == "\u00a0" ? 2 : line.substr(i, 3) == "\u202f" ? 3 : 0;
+    const auto here = [&](std::string_view bytes) { return line.compare(i, bytes.size(), bytes) == 0; };
+    const size_t blank = here("\u00a0") ? 2 : here("\u202f") ? 3 : 0;
     if (blank) {
       const bool groups = !out.empty() && std::isdigit(static_cast<unsigned char>(out.back())) &&
                           i + blank < line.size() &&
                           std::isdigit(static_cast<unsigned char>(line[i + blank]));
       if (!groups) out += ' ';
       i += blank - 1;
-    } else if (line.substr(i, 3) == "\u2212") {
+    } else if (here("\u2212")) {
       out += '-';
       i += 2;
     } else {
