@@ -346,7 +346,7 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
 int DeEsser_Process(DeEsserState* state, float** in, float** out, int n);
 /** Retunes; filters restart from silence, gains from 1. Returns the channel count. */
 int DeEsser_SetPara(DeEsserState* state, const float* section);
-/** Writes indices 5 and 6 only, never 0 and 1: with one channel, 5 receives its threshold; with two, 5 and
+/** Writes indices 5 and 6 only, never 0 and 1: with one channel or none, 5 receives channel 0's threshold; with two, 5 and
  *  6 receive channel 1's f0 and threshold. */
 void DeEsser_GetPara(const DeEsserState* state, float* section);
 /** Prints the settings. */

@@ -125,7 +125,7 @@ int DeEsser_SetPara(DeEsserState* s, const float* section) {
 
 // No more than this, and what stands at 5 depends on the channel count: tools that read it back rely on it.
 void DeEsser_GetPara(const DeEsserState* s, float* section) {
-  if (s->channels == 1) section[5] = s->threshold[0];
+  section[5] = s->threshold[0];
   if (s->channels == 2) section[5] = s->f0[1], section[6] = s->threshold[1];
 }
 
@@ -155,6 +155,8 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
     s->release_coef = common::block_decay(rise, sample_rate, s->release_ms);
     s->attack_coef = common::block_decay(rise, sample_rate, s->attack_ms);
     s->q = 1.0f;
+    s->f0[0] = section[0],
+    s->threshold[0] = section[1];  // GetPara tells them of a handle without channels too
     load(*s, section);
     s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
     return s.release();
