@@ -35,21 +35,25 @@ inline int32_t wrapping_mul(int32_t a, int32_t b) {
 inline float tan_rounded_once(float x) { return static_cast<float>(std::tan(static_cast<double>(x))); }
 inline float sinh_rounded_once(float x) { return static_cast<float>(std::sinh(static_cast<double>(x))); }
 
-// Base-10 logarithm of a float that is not denormal. log10f itself is 1 ulp off at two floats (16406.543 and 269447872)
-// where the mathematics library was compiled with fused multiply-add, as for 64-bit Arm, and differs between
-// its versions. This is its classic form, log10(2^k m) = k log10(2) + log(m) / ln(10) with log10(2) in two
-// parts so that k times the first is exact, and m below 1 for a negative k; logf is the same everywhere.
+// Base-10 logarithm. log10f itself is 1 ulp off at two floats (16406.543 and 269447872) where the mathematics
+// library was compiled with fused multiply-add, as for 64-bit Arm, and differs between its versions. This is its
+// classic form, log10(2^k m) = k log10(2) + log(m) / ln(10) with log10(2) in two parts so that k times the first is
+// exact; logf is the same everywhere.
+[[gnu::always_inline]] inline float log10_of(float k, float m) {
+  return k * 0x1.3441p-2f + (k * 0x1.a84fb6p-21f + 0x1.bcb7b2p-2f * logf(m));
+}
+float log10_below_1(float x);  // and of what is no positive finite number
+
 // Always inline, so that the kernels of every instruction set can have a copy of their own.
 [[gnu::always_inline]] inline float log10_portable(float x) {
-  if (!(x >= FLT_MIN && x <= FLT_MAX)) return log10f(x);
+  if (!(x >= 1.0f && x <= FLT_MAX)) return log10_below_1(x);
   uint32_t bits;
   std::memcpy(&bits, &x, sizeof bits);
-  const uint32_t below_1 = bits < 0x3f800000u;
-  const float k = static_cast<float>(static_cast<int>((bits >> 23) + below_1) - 127);
-  bits = (bits & 0x7fffffu) | ((127u - below_1) << 23);
+  const float k = static_cast<float>(static_cast<int>(bits >> 23) - 127);
+  bits = (bits & 0x7fffffu) | 0x3f800000u;
   float m;
   std::memcpy(&m, &bits, sizeof m);
-  return k * 0x1.3441p-2f + (k * 0x1.a84fb6p-21f + 0x1.bcb7b2p-2f * logf(m));
+  return log10_of(k, m);
 }
 
 // A level in dB as a linear factor.

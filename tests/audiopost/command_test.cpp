@@ -207,10 +207,10 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
   CHECK(shell.read("old.wav") == "what was there before");
   CHECK(shell.read("good.wav") == good);
   // libsndfile loses the memory of an Ogg stream that it cannot end.
-  const std::string limited = "export ASAN_OPTIONS=detect_leaks=0; trap '' XFSZ; ulimit -f 1; ";
+  const std::string limited =
+      "export ASAN_OPTIONS=detect_leaks=0; trap '' XFSZ; ulimit -f 1; audiopost process long.pcm --raw ";
   for (const std::string out : {"out.wav", "out.flac", "out.ogg", "out"})
-    CHECK(shell.run(limited + "audiopost process long.pcm --raw " + out).err ==
-          "audiopost: " + out + ": file too large\n");
+    CHECK(shell.run(limited + out).err == "audiopost: " + out + ": file too large\n");
 }
 
 TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry, and says so") {
