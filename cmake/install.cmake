@@ -1,5 +1,6 @@
-# What `cmake --install` lays out: libraries, header, process_file, manual pages, the pages on hosts and records, and what
-# pkg-config and find_package need. Everything is found relative to where it stands, so the prefix can be chosen, and moved, afterwards.
+# What `cmake --install` lays out: libraries, header, programs, manual pages, the pages on hosts and records, and what
+# pkg-config and find_package need. Everything is found relative to where it stands, so the prefix can be chosen, and
+# moved, afterwards.
 include(CMakePackageConfigHelpers)
 
 # Targets zelkaudio::zelkaudio (shared) and zelkaudio::static, here and in the installed package.

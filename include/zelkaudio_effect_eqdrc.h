@@ -18,8 +18,8 @@
  *   - Init returns null for a wrong bit_rate (after a message), when memory runs out, and for more than 1024
  *     channels or 2^26 samples in a block, or a meter's window, of all channels. Destroy returns 0, or -3 for
  *     a null handle.
- *   - Pointers must be valid, and aligned for their type, unless null is said to be allowed. Counts of frames
- *     below 1 process nothing.
+ *   - Pointers must be valid, and aligned for their type, unless null is said to be allowed. With a count
+ *     of frames below 1 no sample is read or written.
  *   - Messages go to standard error. Where a function is said to end the process, it does so with exit(-1)
  *     after one.
  *   - A channel or band number outside the handle's range changes nothing; a linked handle does not look at the
@@ -52,10 +52,10 @@ typedef struct AudioPostState AudioPostState;
  *  param     the tuning record: AUDIOPOST_PARAM_LENGTH floats, copied
  *  swFrmLen  frames in each later block, fixed for the chain's life
  *  Prints a banner and then the settings of every effect it creates.
- *  Returns null, after a message, when param is null, the record's version is not within 0.0001 of 2.0 or
- *  its bit_rate is not 16, 24 or 32 (a version that is not a number passes); and silently when memory runs out
- *  (see above for what counts as too much). An effect that does not allow the record's channel count (most allow two) or an EQ filter type
- *  that is unknown ends the process. */
+ *  Returns null, after a message, when param is null, the record's version is not within 0.0001 of 2.0 (one
+ *  that is not a number passes) or its bit_rate is not 16, 24 or 32; and silently when memory runs out (see
+ *  above for what counts as too much). An effect that does not allow the record's channel count (most allow
+ *  two) or an EQ filter type that is unknown ends the process. */
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen);
 
 /** Processes one block.
@@ -346,8 +346,8 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
 int DeEsser_Process(DeEsserState* state, float** in, float** out, int n);
 /** Retunes; filters restart from silence, gains from 1. Returns the channel count. */
 int DeEsser_SetPara(DeEsserState* state, const float* section);
-/** Writes indices 5 and 6 only, never 0 and 1: with one channel or none, 5 receives channel 0's threshold; with two, 5 and
- *  6 receive channel 1's f0 and threshold. */
+/** Writes indices 5 and 6 only, never 0 and 1: with two channels, 5 and 6 receive channel 1's f0 and
+ *  threshold; with fewer, 5 receives channel 0's threshold. */
 void DeEsser_GetPara(const DeEsserState* state, float* section);
 /** Prints the settings. */
 void DeEsser_PrintPara(const DeEsserState* state);

@@ -75,7 +75,8 @@ bool disarm() {
 
 }  // namespace
 
-TEST_CASE("processing and reading settings allocate and free nothing, with every effect on") {
+TEST_CASE(
+    "processing, reading settings and turning EQ knobs allocate and free nothing, with every effect on") {
   AudioPostState* chain = AudioPost_Init(full_record().data(), kFrames);
   REQUIRE(chain);
   const long created = calls;
@@ -84,6 +85,7 @@ TEST_CASE("processing and reading settings allocate and free nothing, with every
     process(chain);
     AudioPost_GetPara(chain, settings.data());
     AudioPost_EQ10_GetPara(chain, settings.data() + 100);
+    AudioPost_EQ10_SetPara(chain, settings.data() + 100);
   }
   CHECK(calls == created);
   AudioPost_Destroy(chain);

@@ -155,8 +155,8 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
     s->release_coef = common::block_decay(rise, sample_rate, s->release_ms);
     s->attack_coef = common::block_decay(rise, sample_rate, s->attack_ms);
     s->q = 1.0f;
-    s->f0[0] = section[0],
-    s->threshold[0] = section[1];  // GetPara tells them of a handle without channels too
+    // GetPara tells them of a handle without channels too.
+    s->f0[0] = section[0], s->threshold[0] = section[1];
     load(*s, section);
     s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
     return s.release();
