@@ -28,24 +28,23 @@ bool outgrows_record(const AudioPostState& chain) {
 }
 
 std::vector<float> padded(const float* floats, int count) {
-  std::vector<float> copy(kEq10Section + size_t{kEq10ChannelLength} * common::kMaxChannels);
+  std::vector<float> copy(AUDIOPOST_EQ10_SECTION + size_t{AUDIOPOST_EQ10_STRIDE} * common::kMaxChannels);
   std::copy_n(floats, count, copy.begin());
   return copy;
 }
 
 void load_header(AudioPostState& chain, const float* record) {
-  chain.sample_rate = truncate_to_int(record[kSampleRate]);
-  chain.bit_rate = truncate_to_int(record[kBitRate]);
-  chain.channel_link = truncate_to_int(record[kChannelLink]);
-  chain.channels = truncate_to_int(record[kChannels]);
-  chain.version = record[kVersion];
+  chain.sample_rate = truncate_to_int(record[AUDIOPOST_SAMPLE_RATE]);
+  chain.bit_rate = truncate_to_int(record[AUDIOPOST_BIT_RATE]);
+  chain.channel_link = truncate_to_int(record[AUDIOPOST_CHANNEL_LINK]);
+  chain.channels = truncate_to_int(record[AUDIOPOST_CHANNELS]);
+  chain.version = record[AUDIOPOST_VERSION];
 }
 
 bool version_fits(const AudioPostState& chain, const char* function) {
   // Not "<= 0.0001": a version that is not a number passes, as it always has.
   if (!(static_cast<double>(std::fabs(chain.version - kToolVersion)) > 0.0001)) return true;
-  LOG_LINE_AS(function, "The Version of Tuning Tool is Wrong, you should use version %.2f!\n",
-              static_cast<double>(kToolVersion));
+  LOG_LINE_AS(function, "The Version of Tuning Tool is Wrong, you should use version %.2f!\n", kToolVersion);
   return false;
 }
 
@@ -62,10 +61,12 @@ void load_gains(AudioPostState& chain, const float* padded_record) {
   }
 }
 
+int flag(const AudioPostState& chain, int index) { return chain.enable[index - kFirstFlag]; }
+
 bool wanted(const AudioPostState& chain, int row) {
   const Effect& effect = kEffectTable[row];
   return std::any_of(effect.stages, effect.stages + effect.stage_count,
-                     [&](const Stage& stage) { return chain.enable[stage.flag] != 0; });
+                     [&](const Stage& stage) { return flag(chain, stage.flag) != 0; });
 }
 
 void create_effect(AudioPostState& chain, int row, const float* section) {
@@ -90,7 +91,7 @@ void run_effects(AudioPostState& s, int n) {
     if (!s.effects[e] || !chain::has_buffers(s, e)) continue;
     const chain::Effect& effect = chain::kEffectTable[e];
     for (const chain::Stage& stage : effect.stages) {
-      if (!stage.process || s.enable[stage.flag] != 1) continue;
+      if (!stage.process || chain::flag(s, stage.flag) != 1) continue;
       if (stage.join && stage.join(s.effects[e], x, n, batch)) continue;
       batch.run();
       stage.process(s.effects[e], x, x, n);
@@ -136,8 +137,8 @@ float clamp_bound(int bit_rate) {
 }  // namespace
 
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
-  LOG_LINE("ZELK_AudioEffect-RELEASE-VERSION %.2f,  RELEASE DATE %s, %s \n\n",
-           static_cast<double>(chain::kToolVersion), common::kBuildDate, common::kBuildTime);
+  LOG_LINE("ZELK_AudioEffect-RELEASE-VERSION %.2f,  RELEASE DATE %s, %s \n\n", chain::kToolVersion,
+           common::kBuildDate, common::kBuildTime);
   if (!param) {
     LOG_LINE("Param is None,EQ_DRC will not be inited \n\n");
     return nullptr;

@@ -20,26 +20,11 @@ namespace {
 using dynamics::kDrcBands;
 
 // ---- Section ---------------------------------------------------------------------------------------
-constexpr int kStride = 100;  // floats of the section per channel
 // Where a band's record begins. Ascending in frequency there, while bands are numbered low, high, middle 1,
 // middle 2.
-constexpr int kLow = 10, kHigh = 70, kMiddle1 = 30, kMiddle2 = 50;
+constexpr int kLow = AUDIOPOST_DRC_LOW, kHigh = AUDIOPOST_DRC_HIGH;
+constexpr int kMiddle1 = AUDIOPOST_DRC_MID1, kMiddle2 = AUDIOPOST_DRC_MID2;
 constexpr int kBandRecord[kDrcBands] = {kLow, kHigh, kMiddle1, kMiddle2};
-enum Index {
-  kFreqStart,
-  kFreqEnd,
-  kGain,
-  kDrcEnable,
-  kCompressStart,
-  kExpandEnd,
-  kNoiseThreshold,
-  kMaxGain,
-  kMaxPeak,
-  kAttackTime,
-  kReleaseTime,
-  kHoldTime,
-};
-
 // Loops that only report stop here: a record may claim two thousand million bands.
 constexpr int kReportedBands = 100;
 
@@ -104,14 +89,15 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
 void load_band(MultiBandDRCState& s, int ch, int band, const float* record, const char* function) {
   const float* r = record + band_record(band, function);
   const BandSettings settings{
-      truncate_to_int(r[kDrcEnable]),
-      r[kGain],
-      {r[kNoiseThreshold], r[kExpandEnd], r[kCompressStart], r[kMaxGain], r[kMaxPeak]},
-      r[kAttackTime],
-      r[kReleaseTime],
-      r[kHoldTime]};
+      truncate_to_int(r[AUDIOPOST_DRC_BAND_ENABLE]),
+      r[AUDIOPOST_DRC_GAIN_DB],
+      {r[AUDIOPOST_DRC_NOISE_THRESHOLD], r[AUDIOPOST_DRC_EXPAND_END], r[AUDIOPOST_DRC_COMPRESS_START],
+       r[AUDIOPOST_DRC_MAX_GAIN], r[AUDIOPOST_DRC_MAX_PEAK]},
+      r[AUDIOPOST_DRC_ATTACK_TIME],
+      r[AUDIOPOST_DRC_RELEASE_TIME],
+      r[AUDIOPOST_DRC_HOLD_TIME]};
   if (band < kDrcBands) {
-    s.freq_start[ch][band] = r[kFreqStart], s.freq_end[ch][band] = r[kFreqEnd];
+    s.freq_start[ch][band] = r[AUDIOPOST_DRC_FREQ_START], s.freq_end[ch][band] = r[AUDIOPOST_DRC_FREQ_END];
     load_compressor(s, ch, band, settings);
   }
   warn_if_wrong(settings.points, function);
@@ -121,10 +107,11 @@ void load_band(MultiBandDRCState& s, int ch, int band, const float* record, cons
 // crossover, and the followers restart. False without memory: the channel then keeps the crossover and the
 // count it has.
 bool load_crossover(MultiBandDRCState& s, int ch, const float* r) {
-  const int bands = truncate_to_int(r[0]);
-  s.crossover_param = {common::wrapping_sub(bands, 2), r[kLow + kFreqEnd],     r[kHigh + kFreqStart],
-                       r[kMiddle1 + kFreqStart],       r[kMiddle1 + kFreqEnd], r[kMiddle2 + kFreqStart],
-                       r[kMiddle2 + kFreqEnd]};
+  const int bands = truncate_to_int(r[AUDIOPOST_DRC_CROSSOVER_BAND]);
+  s.crossover_param = {common::wrapping_sub(bands, 2),       r[kLow + AUDIOPOST_DRC_FREQ_END],
+                       r[kHigh + AUDIOPOST_DRC_FREQ_START],  r[kMiddle1 + AUDIOPOST_DRC_FREQ_START],
+                       r[kMiddle1 + AUDIOPOST_DRC_FREQ_END], r[kMiddle2 + AUDIOPOST_DRC_FREQ_START],
+                       r[kMiddle2 + AUDIOPOST_DRC_FREQ_END]};
   if (s.crossover[ch] && bands == s.crossover_band[ch]) {
     Filters_Crossover_filterSetParam(s.crossover[ch].get(), &s.crossover_param);
     return true;
@@ -140,7 +127,7 @@ bool load_crossover(MultiBandDRCState& s, int ch, const float* r) {
 }
 
 const float* channel_record(const MultiBandDRCState& s, int ch, const float* section) {
-  return section + (s.channel_link ? 0 : ch * kStride);
+  return section + (s.channel_link ? 0 : ch * AUDIOPOST_DRC_STRIDE);
 }
 
 bool load_crossovers(MultiBandDRCState& s, const float* section) {
@@ -214,18 +201,19 @@ int MultiBandDRC_SetPara(MultiBandDRCState* s, const float* section) {
 // hosts keep theirs there.
 void MultiBandDRC_GetPara(const MultiBandDRCState* s, float* section) {
   for (int ch = 0; ch < channels_of(*s); ++ch) {
-    float* const record = section + ch * kStride;
-    record[0] = static_cast<float>(s->crossover_band[ch]);
+    float* const record = section + ch * AUDIOPOST_DRC_STRIDE;
+    record[AUDIOPOST_DRC_CROSSOVER_BAND] = static_cast<float>(s->crossover_band[ch]);
     for (int band = 0; band < bands_to_report(*s, ch); ++band) {
       float* const r = record + band_record(band, "MultiBandDRC_GetPara");
       const int b = stored(band);
-      r[kFreqStart] = s->freq_start[ch][b], r[kFreqEnd] = s->freq_end[ch][b];
-      r[kCompressStart] = s->compress_start[ch][b], r[kExpandEnd] = s->expand_end[ch][b];
-      r[kNoiseThreshold] = s->noise_threshold[ch][b];
-      r[kMaxGain] = s->max_gain[ch][b], r[kMaxPeak] = s->max_peak[ch][b];
-      r[kAttackTime] = static_cast<float>(s->attack_time[ch][b]);
-      r[kReleaseTime] = static_cast<float>(s->release_time[ch][b]);
-      r[kHoldTime] = static_cast<float>(s->hold_time[ch][b]);
+      r[AUDIOPOST_DRC_FREQ_START] = s->freq_start[ch][b], r[AUDIOPOST_DRC_FREQ_END] = s->freq_end[ch][b];
+      r[AUDIOPOST_DRC_COMPRESS_START] = s->compress_start[ch][b],
+      r[AUDIOPOST_DRC_EXPAND_END] = s->expand_end[ch][b];
+      r[AUDIOPOST_DRC_NOISE_THRESHOLD] = s->noise_threshold[ch][b];
+      r[AUDIOPOST_DRC_MAX_GAIN] = s->max_gain[ch][b], r[AUDIOPOST_DRC_MAX_PEAK] = s->max_peak[ch][b];
+      r[AUDIOPOST_DRC_ATTACK_TIME] = static_cast<float>(s->attack_time[ch][b]);
+      r[AUDIOPOST_DRC_RELEASE_TIME] = static_cast<float>(s->release_time[ch][b]);
+      r[AUDIOPOST_DRC_HOLD_TIME] = static_cast<float>(s->hold_time[ch][b]);
     }
   }
 }
@@ -283,15 +271,15 @@ void MultiBandDRC_PrintPara(const MultiBandDRCState* s) {
     for (int band = 0; band < bands_to_report(*s, ch); ++band) {
       const int b = stored(band);
       LOG_LINE("---- band:%i ----\n", band);
-      LOG_LINE("freq_start:%.2f\n", static_cast<double>(s->freq_start[ch][b]));
-      LOG_LINE("freq_end:%.2f\n", static_cast<double>(s->freq_end[ch][b]));
-      LOG_LINE("gain_dB:%.2f\n", static_cast<double>(s->gain_dB[ch][b]));
+      LOG_LINE("freq_start:%.2f\n", s->freq_start[ch][b]);
+      LOG_LINE("freq_end:%.2f\n", s->freq_end[ch][b]);
+      LOG_LINE("gain_dB:%.2f\n", s->gain_dB[ch][b]);
       LOG_LINE("drc_enable:%i\n", s->drc_enable[ch][b]);
-      LOG_LINE("compress_start:%.2f\n", static_cast<double>(s->compress_start[ch][b]));
-      LOG_LINE("expand_end:%.2f\n", static_cast<double>(s->expand_end[ch][b]));
-      LOG_LINE("noise_threshold:%.2f\n", static_cast<double>(s->noise_threshold[ch][b]));
-      LOG_LINE("max_gain:%.2f\n", static_cast<double>(s->max_gain[ch][b]));
-      LOG_LINE("max_peak:%.2f\n", static_cast<double>(s->max_peak[ch][b]));
+      LOG_LINE("compress_start:%.2f\n", s->compress_start[ch][b]);
+      LOG_LINE("expand_end:%.2f\n", s->expand_end[ch][b]);
+      LOG_LINE("noise_threshold:%.2f\n", s->noise_threshold[ch][b]);
+      LOG_LINE("max_gain:%.2f\n", s->max_gain[ch][b]);
+      LOG_LINE("max_peak:%.2f\n", s->max_peak[ch][b]);
       LOG_LINE("attack_time:%i\n", s->attack_time[ch][b]);
       LOG_LINE("release_time:%i\n", s->release_time[ch][b]);
       LOG_LINE("hold_time:%i\n", s->hold_time[ch][b]);

@@ -15,9 +15,8 @@
 // ---- Record ----------------------------------------------------------------------------------------
 namespace {
 
-constexpr int kBands = 10;
-constexpr int kBandLength = 5;  // floats of one band in a section
-constexpr int kChannelLength = kBands * kBandLength;
+constexpr int kBands = AUDIOPOST_EQ10_BANDS;
+constexpr int kBandLength = AUDIOPOST_EQ10_BAND_STRIDE;
 
 struct Band {
   int enable;          // 0 is off; every other value adds itself to band_count
@@ -51,13 +50,15 @@ namespace {
 
 // ---- Design ----------------------------------------------------------------------------------------
 Band read_band(const float* record) {
-  return {common::truncate_to_int(record[0]), common::truncate_to_int(record[1]), record[2], record[3],
-          record[4]};
+  return {common::truncate_to_int(record[AUDIOPOST_EQ10_BAND_ENABLE]),
+          common::truncate_to_int(record[AUDIOPOST_EQ10_TYPE]), record[AUDIOPOST_EQ10_FC],
+          record[AUDIOPOST_EQ10_Q], record[AUDIOPOST_EQ10_BOOST]};
 }
 
 void load_bands(EQ10State& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* record = section && !s.channel_link ? section + ptrdiff_t{kChannelLength} * ch : section;
+    const float* record =
+        section && !s.channel_link ? section + ptrdiff_t{AUDIOPOST_EQ10_STRIDE} * ch : section;
     Band* const bands = s.bands.data() + ptrdiff_t{kBands} * ch;
     int sum = 0;
     for (int b = 0; b < kBands; ++b) {
@@ -180,9 +181,9 @@ void EQ10_PrintPara(const EQ10State* s) {
       const Band& band = bands[b];
       if (band.enable != 1) continue;  // not merely on
       if (band.type >= Parametric && band.type <= GeneralHP) LOG_LINE("filterTypes:%s\n", names[band.type]);
-      LOG_LINE("fc:%.2f\n", static_cast<double>(band.fc));
-      LOG_LINE("Q:%.2f\n", static_cast<double>(band.q));
-      LOG_LINE("boost:%.2f\n", static_cast<double>(band.boost));
+      LOG_LINE("fc:%.2f\n", band.fc);
+      LOG_LINE("Q:%.2f\n", band.q);
+      LOG_LINE("boost:%.2f\n", band.boost);
     }
   }
 }
