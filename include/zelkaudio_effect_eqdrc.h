@@ -22,8 +22,8 @@
  *     of frames below 1 no sample is read or written.
  *   - Messages go to standard error. Where a function is said to end the process, it does so with exit(-1)
  *     after one.
- *   - A channel or band number outside the handle's range changes nothing; a linked handle does not look at the
- *     channel number.
+ *   - A channel or band number outside the handle's range changes nothing; on a linked handle every channel is
+ *     adjusted whatever number is named.
  */
 #ifndef ZELKAUDIO_EFFECT_EQDRC_H
 #define ZELKAUDIO_EFFECT_EQDRC_H
@@ -153,7 +153,8 @@ typedef struct AudioPostState AudioPostState;
  *  Returns null, after a message, when param is null, the record's version is not within 0.0001 of 2.0 (one
  *  that is not a number passes) or its bit_rate is not 16, 24 or 32; and silently when memory runs out (see
  *  above for what counts as too much). An effect that does not allow the record's channel count (most allow
- *  two) or an EQ filter type that is unknown ends the process. */
+ *  two) or an EQ filter type that is unknown ends the process, the first also where there are more than 1024
+ *  channels. */
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen);
 
 /** Processes one block.
@@ -570,14 +571,16 @@ void MultiBandDRC_GetPara(const MultiBandDRCState* state, float* section);
 /** Prints all settings. */
 void MultiBandDRC_PrintPara(const MultiBandDRCState* state);
 /** Sets the crossover's frequencies (Hz) of one channel, or of all when linked, and restarts it from
- *  silence. The frequencies of bands that the named channel does not have are not stored. Returns the
- *  channel count. */
+ *  silence. The frequencies of bands that the named channel does not have are not reported by GetPara; a channel
+ *  that the handle does not have counts as one without bands, so a linked handle then reports the outer edges
+ *  alone. Returns the channel count. */
 int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* state, int channel, float low_freq_end,
                                       float high_freq_start, float mid1_freq_start, float mid1_freq_end,
                                       float mid2_freq_start, float mid2_freq_end);
 /** Sets one band's compressor of one channel, or of all when linked; its follower goes on. The times are
- *  truncated to integers. A band that the channel does not run is set too, after a message, as far as there
- *  is one (0 ... 3). Returns the channel count. */
+ *  truncated to integers. A band that the named channel does not run is answered with a message and set all
+ *  the same, as far as there is one (0 ... 3): for a channel that the handle does not have that is every band.
+ *  Returns the channel count. */
 int MultiBandDRC_DRC_AdjustPara(MultiBandDRCState* state, int channel, int band, int drc_enable,
                                 float gain_dB, float compress_start, float expand_end, float noise_threshold,
                                 float max_gain, float max_peak, float attack_time, float release_time,

@@ -130,6 +130,13 @@ void make_buffers(AudioPostState& s) {
   s.channel_gain.resize(channels);
 }
 
+// An effect made for two channels answers more of them with a message and the end of the process, also where the chain
+// itself could not serve them.
+void end_if_made_for_two(AudioPostState& s, const float* param) {
+  for (int e = 0; s.channels > 2 && e < chain::kEffectCount; ++e)
+    if (chain::wanted(s, e)) chain::create_effect(s, e, param + chain::kEffectTable[e].section);
+}
+
 float clamp_bound(int bit_rate) {
   return bit_rate == 16 ? 32767.0f : bit_rate == 24 ? 8388607.0f : 2147483648.0f;
 }
@@ -151,7 +158,10 @@ AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
     chain::load_flags(*s, param);
     if (!common::sample_format(s->bit_rate, "AudioPost_Init")) return nullptr;
     s->full_scale = clamp_bound(s->bit_rate);
-    if (!common::servable(s->channels, swFrmLen)) return nullptr;
+    if (!common::servable(s->channels, swFrmLen)) {
+      end_if_made_for_two(*s, param);
+      return nullptr;
+    }
     make_buffers(*s);
     const std::vector<float> record = chain::padded(param, AUDIOPOST_PARAM_LENGTH);
     chain::load_gains(*s, record.data());

@@ -34,11 +34,12 @@ int bands_to_report(const MultiBandDRCState& s, int ch) {
 }
 // Bands that have storage: the others exist in number only.
 int bands_to_run(const MultiBandDRCState& s, int ch) { return std::min(s.crossover_band[ch], kDrcBands); }
-// The channel whose bands an adjustment counts by. A linked handle does not look at the number.
-int named_channel(const MultiBandDRCState& s, int channel) {
-  const bool exists = channel >= 0 && channel < s.channels;
-  return exists ? channel : s.channel_link && s.channels > 0 ? 0 : -1;
+// The bands that an adjustment counts by: those of the channel that the call names, also where a linked handle adjusts
+// others; 0 for one that the handle does not have.
+int named_bands(const MultiBandDRCState& s, int channel) {
+  return channel >= 0 && channel < dynamics::kDrcChannels ? s.crossover_band[channel] : 0;
 }
+bool adjusts(const MultiBandDRCState& s, int ch, int channel) { return s.channel_link || ch == channel; }
 // A band without storage is answered with the low band.
 int stored(int band) { return band < kDrcBands ? band : 0; }
 
@@ -221,8 +222,6 @@ void MultiBandDRC_GetPara(const MultiBandDRCState* s, float* section) {
 int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float low_freq_end,
                                       float high_freq_start, float mid1_freq_start, float mid1_freq_end,
                                       float mid2_freq_start, float mid2_freq_end) {
-  const int named = named_channel(*s, channel);
-  if (named < 0) return s->channels;
   // mid_bands stays as last written; a redesign does not read it.
   s->crossover_param = {s->crossover_param.mid_bands,
                         low_freq_end,
@@ -231,9 +230,9 @@ int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float l
                         mid1_freq_end,
                         mid2_freq_start,
                         mid2_freq_end};
-  const int bands = s->crossover_band[named];  // for every linked channel
+  const int bands = named_bands(*s, channel);  // for every linked channel
   for (int ch = 0; ch < s->channels; ++ch) {
-    if (!s->channel_link && ch != named) continue;
+    if (!adjusts(*s, ch, channel)) continue;
     if (s->crossover[ch]) Filters_Crossover_filterSetParam(s->crossover[ch].get(), &s->crossover_param);
     s->freq_end[ch][0] = low_freq_end, s->freq_start[ch][1] = high_freq_start;
     if (bands >= 3) s->freq_start[ch][2] = mid1_freq_start, s->freq_end[ch][2] = mid1_freq_end;
@@ -245,16 +244,14 @@ int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float l
 int MultiBandDRC_DRC_AdjustPara(MultiBandDRCState* s, int channel, int band, int drc_enable, float gain_dB,
                                 float compress_start, float expand_end, float noise_threshold, float max_gain,
                                 float max_peak, float attack_time, float release_time, float hold_time) {
-  const int named = named_channel(*s, channel);
-  if (named < 0) return s->channels;
   // A band that the channel does not run now is said, and set all the same.
-  if (band >= s->crossover_band[named]) LOG_LINE("i_band out of bound\n");
+  if (band >= named_bands(*s, channel)) LOG_LINE("i_band out of bound\n");
   if (band < 0 || band >= kDrcBands) return s->channels;
   const BandSettings settings{
       drc_enable,  gain_dB,      {noise_threshold, expand_end, compress_start, max_gain, max_peak},
       attack_time, release_time, hold_time};
   for (int ch = 0; ch < s->channels; ++ch) {
-    if (!s->channel_link && ch != named) continue;
+    if (!adjusts(*s, ch, channel)) continue;
     load_compressor(*s, ch, band, settings);
     warn_if_wrong(settings.points, "MultiBandDRC_DRC_AdjustPara");
   }
