@@ -38,7 +38,7 @@ void load_header(AudioPostState& chain, const float* record) {
   chain.bit_rate = truncate_to_int(record[AUDIOPOST_BIT_RATE]);
   chain.channel_link = truncate_to_int(record[AUDIOPOST_CHANNEL_LINK]);
   chain.channels = truncate_to_int(record[AUDIOPOST_CHANNELS]);
-  chain.version = record[AUDIOPOST_VERSION];
+  chain.version = record[AUDIOPOST_TOOL_VERSION];
 }
 
 bool version_fits(const AudioPostState& chain, const char* function) {

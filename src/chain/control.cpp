@@ -53,7 +53,7 @@ void store_header(const AudioPostState& s, float* record) {
   record[AUDIOPOST_BIT_RATE] = static_cast<float>(s.bit_rate);
   record[AUDIOPOST_CHANNEL_LINK] = static_cast<float>(s.channel_link);
   record[AUDIOPOST_CHANNELS] = static_cast<float>(s.channels);
-  record[AUDIOPOST_VERSION] = s.version;
+  record[AUDIOPOST_TOOL_VERSION] = s.version;
   for (int i = 0; i < chain::kFlags; ++i) record[chain::kFirstFlag + i] = static_cast<float>(s.enable[i]);
 }
 
