@@ -20,9 +20,8 @@ constexpr float kDefaults[] = {-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200};
 // ---- Design ----------------------------------------------------------------------------------------
 void load_limiter(MaximizerState& s, size_t ch, float max_threshold, float ceiling, float release) {
   s.max_threshold[ch] = max_threshold, s.ceiling[ch] = ceiling, s.release[ch] = release;
-  // 0.998 leaves 0.02 dB below the ceiling.
-  s.ceiling_gain[ch] = common::dB_to_linear(ceiling - max_threshold) * 0.998f;
-  s.release_coef[ch] = dynamics::block_share(s, release);
+  s.ceiling_gain[ch] = dynamics::limiter_factor(max_threshold, ceiling);
+  s.release_coef[ch] = dynamics::block_share(s.swFrmLen, s.sample_rate, release);
   dynamics::build_limiter_table(max_threshold, s.ceiling_gain[ch], s.max_table[ch], s.max_table_start[ch],
                                 s.max_table_scale[ch]);
 }

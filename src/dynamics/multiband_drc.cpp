@@ -53,12 +53,14 @@ void warn_if_wrong(const dynamics::CurvePoints& points, const char* function) {
   if (!dynamics::in_order(points)) LOG_LINE_AS(function, "wrong param for MultiDRC, please check again\n\n");
 }
 
+}  // namespace
+
 // ---- Design ----------------------------------------------------------------------------------------
-// What one sample leaves of a follower: exp(-1000 / (fs ms)), the RC time constant. The product is a 32-bit
-// integer.
-float sample_decay(int ms, int sample_rate) {
+float dynamics::sample_decay(int ms, int sample_rate) {
   return expf(-1000.0f / static_cast<float>(common::wrapping_mul(ms, sample_rate)));
 }
+
+namespace {
 
 struct BandSettings {
   int drc_enable;
@@ -78,8 +80,8 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
   s.attack_time[ch][band] = truncate_to_int(from.attack_time);
   s.release_time[ch][band] = truncate_to_int(from.release_time);
   s.hold_time[ch][band] = truncate_to_int(from.hold_time);
-  s.attack_coef[ch][band] = sample_decay(s.attack_time[ch][band], s.sample_rate);
-  s.release_coef[ch][band] = sample_decay(s.release_time[ch][band], s.sample_rate);
+  s.attack_coef[ch][band] = dynamics::sample_decay(s.attack_time[ch][band], s.sample_rate);
+  s.release_coef[ch][band] = dynamics::sample_decay(s.release_time[ch][band], s.sample_rate);
   s.gain_linear[ch][band] = common::dB_to_linear(from.gain_dB);
   dynamics::build_compressor_table(from.points, 0.0f, s.gain_table[ch][band], s.table_start[ch][band],
                                    s.table_inv_step[ch][band]);

@@ -36,12 +36,16 @@ namespace {
 constexpr float kNothingMeasured = -1000.0f;
 constexpr float kMaxGain_dB = 20.0f;
 
+}  // namespace
+
 // ---- Design ----------------------------------------------------------------------------------------
 // -2200 * frames is a 32-bit integer product.
-float share_per_block(const AutoGainState& s, float ms) {
-  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, s.frame_length));
-  return 1.0f - common::block_decay(rise, s.sample_rate, ms);
+float loudness::share_per_block(int frame_length, int sample_rate, float ms) {
+  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, frame_length));
+  return 1.0f - common::block_decay(rise, sample_rate, ms);
 }
+
+namespace {
 
 void load(AutoGainState& s, const float* section) {
   s.target_i_dB = section[AUDIOPOST_AUTOGAIN_TARGET_I_DB];
@@ -49,8 +53,8 @@ void load(AutoGainState& s, const float* section) {
   s.release_time = section[AUDIOPOST_AUTOGAIN_RELEASE_TIME];
   s.r128_wins = common::truncate_to_int(section[AUDIOPOST_AUTOGAIN_R128_WINS]);
   s.r128_steps = common::truncate_to_int(section[AUDIOPOST_AUTOGAIN_R128_STEPS]);
-  s.attack_coef = share_per_block(s, s.attack_time);
-  s.release_coef = share_per_block(s, s.release_time);
+  s.attack_coef = loudness::share_per_block(s.frame_length, s.sample_rate, s.attack_time);
+  s.release_coef = loudness::share_per_block(s.frame_length, s.sample_rate, s.release_time);
 }
 
 // A fresh meter and unity gain: what new window or step lengths ask for. The smoothed loudness goes on.

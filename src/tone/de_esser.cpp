@@ -10,6 +10,7 @@
 #include "common/sample_format.h"
 #include "common/time_constant.h"
 #include "filters/kernels/kernels.h"
+#include "tone/designs.h"
 #include "tone/joins.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -22,7 +23,7 @@ struct DeEsserState {
   float release_ms, attack_ms;
   // Coefficients.
   float release_coef, attack_coef;  // share of the old gain that is left after one block
-  float q;                          // octaves for the detector, Q for the notch
+  float q;                          // kDeEsserQ
   BiquadCoeffs detector_coeffs[2];
   BiquadHistory detector_history[2];
   BiquadCoeffs notch_coeffs[2];
@@ -61,15 +62,23 @@ BiquadCoeffs design_notch(Angle w, float q) {
   return {1.0f / a0, mid, 1.0f / a0, mid, (1.0f - alpha) / a0};
 }
 
+}  // namespace
+
+tone::DeEsserDesign tone::design_de_esser(float f0, float q, int sample_rate) {
+  const Angle w = angle(f0, sample_rate);
+  return {design_detector(w, q), design_notch(w, q)};
+}
+
+namespace {
+
 // Settings and filters; filters and gain start afresh.
 void load(DeEsserState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
     const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_DEESSER_STRIDE);
     s.f0[ch] = record[AUDIOPOST_DEESSER_F0];
     s.threshold[ch] = record[AUDIOPOST_DEESSER_THRESHOLD];
-    const Angle w = angle(s.f0[ch], s.sample_rate);
-    s.detector_coeffs[ch] = design_detector(w, s.q);
-    s.notch_coeffs[ch] = design_notch(w, s.q);
+    const auto d = tone::design_de_esser(s.f0[ch], s.q, s.sample_rate);
+    s.detector_coeffs[ch] = d.detector, s.notch_coeffs[ch] = d.notch;
     s.detector_history[ch] = s.notch_history[ch] = {};
     s.gain[ch] = 1.0f;
   }
@@ -155,7 +164,7 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
     const float rise = static_cast<float>(common::kRiseTime) * static_cast<float>(frame_length);
     s->release_coef = common::block_decay(rise, sample_rate, s->release_ms);
     s->attack_coef = common::block_decay(rise, sample_rate, s->attack_ms);
-    s->q = 1.0f;
+    s->q = tone::kDeEsserQ;
     // GetPara tells them of a handle without channels too.
     s->f0[0] = section[AUDIOPOST_DEESSER_F0], s->threshold[0] = section[AUDIOPOST_DEESSER_THRESHOLD];
     load(*s, section);

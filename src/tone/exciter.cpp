@@ -7,7 +7,9 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/sample_format.h"
+#include "filters/design.h"
 #include "filters/kernels/kernels.h"
+#include "tone/designs.h"
 #include "tone/joins.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -28,9 +30,17 @@ struct ExciterState {
   BiquadHistory post_history[2];
 };
 
+// ---- Design ----------------------------------------------------------------------------------------
+tone::ExciterDesign tone::design_exciter(float distortion_amount, float cutoff_hz, int sample_rate) {
+  const float drive = powf(10.0f, distortion_amount + distortion_amount);
+  return {drive, 1.0f / drive,
+          filters::design(ButterworthHP, static_cast<float>(sample_rate), cutoff_hz, 0.0f, 0.0f)};
+}
+
 namespace {
 
-// ---- Design ----------------------------------------------------------------------------------------
+constexpr int AUDIOPOST_EXCITER_STRIDE = 5;
+
 // Settings, coefficients, and filters that start from silence.
 void load(ExciterState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
@@ -39,11 +49,9 @@ void load(ExciterState& s, const float* section) {
     s.distortion_amount[ch] = record[AUDIOPOST_EXCITER_DISTORTION_AMOUNT];
     s.Cutoff[ch] = record[AUDIOPOST_EXCITER_CUTOFF];
     s.mix[ch] = record[AUDIOPOST_EXCITER_MIX];
-    s.drive[ch] = powf(10.0f, s.distortion_amount[ch] + s.distortion_amount[ch]);
-    s.inverse_drive[ch] = 1.0f / s.drive[ch];
-    filter_calculateCoeffs(&s.pre_coeffs[ch].b0, ButterworthHP, static_cast<float>(s.sample_rate),
-                           s.Cutoff[ch], 0.0f, 0.0f);
-    s.post_coeffs[ch] = s.pre_coeffs[ch];
+    const auto d = tone::design_exciter(s.distortion_amount[ch], s.Cutoff[ch], s.sample_rate);
+    s.drive[ch] = d.drive, s.inverse_drive[ch] = d.inverse_drive;
+    s.pre_coeffs[ch] = s.post_coeffs[ch] = d.high_pass;
     s.pre_history[ch] = s.post_history[ch] = {};
   }
 }
