@@ -39,8 +39,6 @@ tone::ExciterDesign tone::design_exciter(float distortion_amount, float cutoff_h
 
 namespace {
 
-constexpr int AUDIOPOST_EXCITER_STRIDE = 5;
-
 // Settings, coefficients, and filters that start from silence.
 void load(ExciterState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
