@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "chain/tuning_record.h"
-#include "filters/batch.h"
+#include "lanes/block.h"
 
 namespace chain {
 
@@ -13,8 +13,8 @@ namespace chain {
 struct Stage {
   int flag;  // index of its enable flag in the tuning record
   int (*process)(void* effect, float** in, float** out, int n);
-  // Null, or joins the batch to share a loop with its neighbours; false where it can't.
-  bool (*join)(void* effect, float** x, int n, filters::Batch& batch);
+  // Null, or joins a block to share a loop with its neighbours.
+  void (*join)(void* effect, float** in, float** out, lanes::Block& block);
 };
 
 struct Effect {
@@ -62,6 +62,8 @@ struct AudioPostState {
   std::vector<float> samples;  // what channel_buf points into
   int effect_channels
       [chain::kEffectCount];  // the channel count that each effect was created for, 0 without it
+
+  std::unique_ptr<lanes::Scratch> scratch;  // of all effects
 
   ~AudioPostState();
 };

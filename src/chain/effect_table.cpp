@@ -2,7 +2,7 @@
 #include "chain/chain.h"
 #include "dynamics/multiband_drc.h"
 #include "loudness/r128_meter.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
 
 namespace chain {
 namespace {
@@ -16,11 +16,11 @@ constexpr Stage stage(AudioPostIndex flag) {
           nullptr};
 }
 
-template <class State, auto Process, bool (*Join)(State&, float**, int, filters::Batch&)>
+template <class State, auto Process, void (*Join)(State&, float**, float**, lanes::Block&)>
 constexpr Stage joining_stage(AudioPostIndex flag) {
   Stage joining = stage<State, Process>(flag);
-  joining.join = [](void* effect, float** x, int n, filters::Batch& batch) {
-    return Join(*static_cast<State*>(effect), x, n, batch);
+  joining.join = [](void* effect, float** in, float** out, lanes::Block& block) {
+    Join(*static_cast<State*>(effect), in, out, block);
   };
   return joining;
 }
@@ -39,23 +39,23 @@ constexpr Effect effect(int section, void* (*init)(const AudioPostState&, const 
 }
 
 void* init_auto_gain(const AudioPostState& c, const float* section) {
-  return AutoGain_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen);
+  return loudness::create_auto_gain(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen);
 }
 void* init_bass_enhancer(const AudioPostState& c, const float* section) {
-  return BassEnhancer_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+  return tone::create_bass_enhancer(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
 }
 void* init_exciter(const AudioPostState& c, const float* section) {
-  return Exciter_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+  return tone::create_exciter(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
 }
 void* init_de_esser(const AudioPostState& c, const float* section) {
-  return DeEsser_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+  return tone::create_de_esser(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
 }
 void* init_eq10(const AudioPostState& c, const float* section) {
-  return EQ10_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+  return tone::create_eq10(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
 }
 
 void* init_multiband_drc(const AudioPostState& c, const float* section) {
-  return MultiBandDRC_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+  return dynamics::create_multiband_drc(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
 }
 
 void* init_maximizer(const AudioPostState& c, const float* section) {

@@ -3,16 +3,15 @@
 #include <cmath>
 #include <memory>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "filters/biquad.h"
 #include "filters/design.h"
-#include "filters/kernels/kernels.h"
+#include "tone/bass_enhancer.kernel.h"
 #include "tone/designs.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
 
 using filters::BiquadPair;
 
@@ -35,6 +34,10 @@ struct BassEnhancerState {
   // Memory of the DC blocker.
   float dc_prev_in[2], dc_prev_out[2];
   float sample_scale;
+
+  // Beyond the documented fields.
+  tone::BassJob job;                        // of the latest block
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace {
@@ -112,8 +115,8 @@ void load(BassEnhancerState& s, const float* section) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-filters::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const float* in, float* out) {
-  filters::BassChannel c{};
+tone::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const float* in, float* out) {
+  tone::BassChannel c{};
   c.bass_lowpass = &s.bass_lowpass[ch], c.main_highpass = &s.main_highpass[ch];
   c.harmonic_lowpass = &s.harmonic_lowpass[ch], c.harmonic_highpass = &s.harmonic_highpass[ch];
   if (s.floor_active[ch] > 0) c.floor_highpass = &s.floor_highpass[ch];
@@ -126,26 +129,21 @@ filters::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const floa
   return c;
 }
 
-void load_channels(BassEnhancerState& s, float** in, float** out, filters::BassChannel* channels) {
-  for (int ch = 0; ch < s.channels; ++ch) channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
-}
-
 }  // namespace
 
-// Split, waveshaper and DC blocker on the low part, harmonic filters, sum: plain_bass in filters/kernels/plain.inl.
-int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
-  const common::FlushDenormals flush;
-  filters::BassChannel channels[2];
-  load_channels(*s, in, out, channels);
-  filters::kernels().bass(channels, s->channels, n);
-  return s->channels;
+const lanes::Kind tone::kBassKind{false};
+
+void tone::join(BassEnhancerState& s, float** in, float** out, lanes::Block& block) {
+  s.job.count = s.channels;
+  for (int ch = 0; ch < s.channels; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
+  block.join(kBassKind, &s.job);
 }
 
-bool tone::join(BassEnhancerState& s, float** x, int /*n*/, filters::Batch& batch) {
-  filters::BassChannel channels[2];
-  load_channels(s, x, x, channels);
-  batch.join(channels, s.channels);
-  return true;
+int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
+  lanes::Block block(n, *s->scratch);
+  tone::join(*s, in, out, block);
+  block.run();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -183,9 +181,9 @@ void BassEnhancer_PrintPara(const BassEnhancerState* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sample_rate, int channels,
-                                     int channel_link) {
-  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, __func__);
+BassEnhancerState* tone::create_bass_enhancer(const float* section, int bit_rate, int sample_rate,
+                                              int channels, int channel_link) {
+  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, "BassEnhancer_Init");
   if (!format) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<BassEnhancerState>();
@@ -196,6 +194,12 @@ BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sam
     load(*s, section);
     return s.release();
   });
+}
+
+BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                                     int channel_link) {
+  return lanes::with_scratch(
+      tone::create_bass_enhancer(section, bit_rate, sample_rate, channels, channel_link));
 }
 
 int BassEnhancer_Destroy(BassEnhancerState* s) {

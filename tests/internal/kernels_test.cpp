@@ -1,11 +1,12 @@
 // Every row of the kernel table returns the bits of the scalar row.
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
+
+#include "tone/eq10.kernel.h"
 
 #include "common/flush_denormals.h"
 #include "full_record.h"
 #include "support.h"
 
-using filters::Kernels;
 using support::noise;
 using support::same_bits;
 using support::Samples;
@@ -16,13 +17,13 @@ namespace {
 const int kLengths[] = {1, 2, 3, 7, 11, 13, 63, 64, 480, 1024, 1500};
 
 // As a host's constructors see it that links statically.
-const Kernels* const before_main = &filters::kernels();
+const lanes::Target* const before_main = &lanes::target();
 
 // Calls check(row) for each row but the scalar one that this machine runs.
 template <class Check>
 void for_each_row(Check check) {
-  for (int row = 1; row < filters::kKernelCount; ++row) {
-    const Kernels& kernels = *filters::kKernelTable[row];
+  for (int row = 1; row < lanes::kTargetCount; ++row) {
+    const lanes::Target& kernels = *lanes::kTargets[row];
     if (!kernels.runs_here()) continue;
     const std::string name = kernels.name;
     CAPTURE(name);
@@ -31,7 +32,7 @@ void for_each_row(Check check) {
   }
 }
 
-const Kernels& scalar() { return *filters::kKernelTable[0]; }
+const lanes::Target& scalar() { return *lanes::kTargets[0]; }
 
 std::vector<BiquadCoeffs> sections(int count, float fc) {
   std::vector<BiquadCoeffs> coeffs(static_cast<size_t>(count));
@@ -44,9 +45,9 @@ std::vector<BiquadCoeffs> sections(int count, float fc) {
 }  // namespace
 
 TEST_CASE("the widest row is chosen before any constructor of the host runs") {
-  const Kernels* widest = nullptr;
-  for (int row = 0; row < filters::kKernelCount; ++row)
-    if (filters::kKernelTable[row]->runs_here()) widest = filters::kKernelTable[row];
+  const lanes::Target* widest = nullptr;
+  for (int row = 0; row < lanes::kTargetCount; ++row)
+    if (lanes::kTargets[row]->runs_here()) widest = lanes::kTargets[row];
   CHECK(before_main == widest);
 }
 
@@ -55,7 +56,9 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
     int sections[3];
   } const rows[] = {{{10, 10, 10}}, {{1, 1, 0}}, {{3, 7, 7}},    {{4, 5, 5}},
                     {{25, 25, 2}},  {{0, 0, 9}}, {{12, 12, 12}}, {{6, 6, 6}}};
-  for_each_row([&](const Kernels& kernels) {
+  const lanes::Target& widest = lanes::target();
+  lanes::Scratch scratch;
+  for_each_row([&](const lanes::Target& kernels) {
     for (const auto& r : rows)
       for (int channels = 1; channels <= 3; ++channels)
         for (int n : kLengths) {
@@ -75,10 +78,22 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
           }
           for (int block = 0; block < 3; ++block)  // histories have to carry over
             for (int side = 0; side < 2; ++side) {
-              filters::CascadeChannel job[3];
+              lanes::use_target(side ? kernels : scalar());
+              lanes::Block running(n, scratch);
+              tone::CascadeJob jobs[2];
               for (size_t ch = 0; ch < 3; ++ch)
-                job[ch] = {coeffs[ch].data(), history[side][ch].data(), r.sections[ch], x[side][ch].data()};
-              (side ? kernels : scalar()).cascade(job, channels, n);
+                jobs[ch / 2].channels[ch % 2] = {coeffs[ch].data(),
+                                                 history[side][ch].data(),
+                                                 r.sections[ch],
+                                                 x[side][ch].data(),
+                                                 x[side][ch].data(),
+                                                 nullptr,
+                                                 0};
+              for (int first = 0; first < channels; first += 2) {
+                jobs[first / 2].count = std::min(2, channels - first);
+                running.join(tone::kCascadeKind, &jobs[first / 2]);
+              }
+              running.run();
             }
           for (size_t ch = 0; ch < 3; ++ch) {
             REQUIRE(same_bits(x[0][ch], x[1][ch]));
@@ -86,6 +101,7 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
           }
         }
   });
+  lanes::use_target(widest);
 }
 
 namespace {
@@ -209,13 +225,13 @@ bool same_numbers(const Samples& a, const Samples& b) {
 // One handle is processed by the scalar row alone, the other by two rows in turn: what a kernel leaves behind is what
 // the other goes on from, so the outputs are equal only if the histories are.
 TEST_CASE("every effect gives the scalar row's bits in every kernel row, block after block") {
-  const Kernels& widest = filters::kernels();
+  const lanes::Target& widest = lanes::target();
   const int blocks[][6] = {{1024, 1024, 1024, 1024, 1024, 1024},
                            {480, 480, 480, 480, 480, 480},
                            {64, 64, 64, 64, 64, 64},
                            {1, 3, 63, 2, 5, 1},
                            {1500, 17, 1, 700, 64, 4}};
-  for_each_row([&](const Kernels& kernels) {
+  for_each_row([&](const lanes::Target& kernels) {
     for (const Effect& e : effects())
       for (size_t record = 0; record < records().size(); ++record)
         for (int channels = 1; channels <= 2; ++channels)
@@ -232,9 +248,9 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
                 support::Planar x({passage(n, seed), passage(n, seed + 7)}), y({x.data[0], x.data[1]});
                 if (seed == 16)
                   x.data[1][0] = y.data[1][0] = INFINITY;  // late, for it stays in the histories
-                filters::use_kernels(scalar());
+                lanes::use_target(scalar());
                 e.process(handles[0], x(), n);
-                filters::use_kernels(seed % 2 ? kernels : scalar());
+                lanes::use_target(seed % 2 ? kernels : scalar());
                 e.process(handles[1], y(), n);
                 ++seed;
                 REQUIRE(same_numbers(x.data[0], y.data[0]));
@@ -243,13 +259,13 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
             for (void* handle : handles) e.destroy(handle);
           }
   });
-  filters::use_kernels(widest);
+  lanes::use_target(widest);
 }
 
 // Neighbours share a loop in the chain: with all effects on, and with each one off, so that every grouping occurs.
 TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever effects are on") {
-  const Kernels& widest = filters::kernels();
-  for_each_row([&](const Kernels& kernels) {
+  const lanes::Target& widest = lanes::target();
+  for_each_row([&](const lanes::Target& kernels) {
     for (size_t record = 0; record < records().size(); ++record)
       for (int off = -1; off < 8; ++off)
         for (int channels = 1; channels <= 2; ++channels)
@@ -271,7 +287,7 @@ TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever 
               if (seed == 3) std::fill(pcm.begin(), pcm.end(), int16_t{0});
               for (int16_t& x : pcm) x = static_cast<int16_t>(x / (seed % 2 ? 3 : 1));
               for (size_t side = 0; side < 2; ++side) {
-                filters::use_kernels(side && seed % 3 ? kernels : scalar());
+                lanes::use_target(side && seed % 3 ? kernels : scalar());
                 out[side].resize(pcm.size());
                 AudioPost_Process(chains[side], pcm.data(), out[side].data(), channels, block);
               }
@@ -280,5 +296,5 @@ TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever 
             for (AudioPostState* chain : chains) AudioPost_Destroy(chain);
           }
   });
-  filters::use_kernels(widest);
+  lanes::use_target(widest);
 }
