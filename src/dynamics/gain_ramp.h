@@ -8,7 +8,7 @@
 
 namespace dynamics {
 
-constexpr int kRampChunk = 256;
+constexpr int kRampChunk = 1024;
 
 // The larger of `peak` and the magnitudes of x.
 inline float peak_with(float peak, const float* x, int n) { return lanes::target().peak(peak, x, n); }

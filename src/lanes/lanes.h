@@ -30,12 +30,12 @@ void clear_edges(float* pairs, int n) {
 }
 
 // A mono channel stands in for the missing one: what its lanes compute is dropped.
-void interleave(const float* in0, const float* in1, int n, float* pairs, float scale = 1.0f) {
+void interleave(const float* in0, const float* in1, int n, float* __restrict pairs, float scale = 1.0f) {
   for (int i = 0; i < n; ++i) pairs[2 * i] = in0[i] * scale, pairs[2 * i + 1] = in1[i] * scale;
   clear_edges(pairs, n);
 }
 
-void deinterleave(const float* pairs, int n, float* out0, float* out1) {
+void deinterleave(const float* __restrict pairs, int n, float* __restrict out0, float* __restrict out1) {
   if (out1)
     for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i], out1[i] = pairs[2 * i + 1];
   else
@@ -45,8 +45,8 @@ void deinterleave(const float* pairs, int n, float* out0, float* out1) {
 // Runs one or two planar channels (in1 null for one) through `pass(pairs, length)` in passes of the scratch's length,
 // as interleaved frames in units of `scale`.
 template <class Pass>
-void in_passes(lanes::Scratch& scratch, const float* in0, const float* in1, float scale, int n, float* out0,
-               float* out1, Pass pass) {
+INLINED void in_passes(lanes::Scratch& scratch, const float* in0, const float* in1, float scale, int n,
+                       float* out0, float* out1, Pass pass) {
   float* const pairs = scratch.pairs[lanes::Scratch::kBlock];
   for (int at = 0; at < n; at += scratch.frames) {
     const int length = n - at < scratch.frames ? n - at : scratch.frames;

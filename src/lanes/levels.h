@@ -35,7 +35,7 @@ float plain_ramp(float gain, float step, float* gains, int n) {
 namespace TARGET {
 namespace {
 
-constexpr int kPass = 256;          // squares that wait for their turn in the sum
+constexpr int kPass = 512;          // squares that wait for their turn in the sum
 constexpr int kLongestLine = 1024;  // gains
 
 union Bits {

@@ -85,7 +85,7 @@ void update_target(AutoGainState& s) {
 
 // All channels times the same ramp, which starts at the current gain and ends as the next block's.
 void ramp_channels(AutoGainState& s, float increment, float** in, float** out, int n) {
-  constexpr int kChunk = 256;
+  constexpr int kChunk = 1024;
   float gains[kChunk + 1];
   for (int at = 0; at < n; at += kChunk) {
     const int length = std::min(kChunk, n - at);

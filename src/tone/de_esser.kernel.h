@@ -82,12 +82,11 @@ namespace {
 
 // What its filters make of a block: what went through the notch waits until the block's energy is known.
 struct DeEsserFrames {
-  float* notched;  // pairs
-  float* squares;  // of the second channel in the detector's band, divided by the block's length
-  float energy;    // the first channel's squares, added up
+  float *notched, *squares;  // pairs; the squares of the detector's band, divided by the block's length
+  float energy;              // the first channel's squares, added up
 
   explicit DeEsserFrames(lanes::Scratch& s)
-      : notched(s.pairs[lanes::Scratch::kBetween]), squares(s.rows[2]), energy(0) {}
+      : notched(s.pairs[lanes::Scratch::kBetween]), squares(s.pairs[lanes::Scratch::kAside]), energy(0) {}
 };
 
 //   | detector L R | notch L R |  both read the frame
@@ -129,29 +128,27 @@ struct DeEsserPart {
     if (kEdge && (t < 0 || t >= n)) return;
     const Quad square = y[0] * y[0] / length;
     energy += square;
-    made->squares[t] = square[1];
+    store_pair(made->squares + 2 * t, square);
     store_last_pair(made->notched + 2 * t, y[0]);
   }
   INLINED void finish(int) const { made->energy = energy[0]; }
 };
 
+// x and y are every other sample.
+void cross_fade_pairs(const float* x, const float* y, const float* gains, float* __restrict out, int n) {
+  for (int i = 0; i < n; ++i) out[i] = x[2 * i] * gains[i] + (1.0f - gains[i]) * y[2 * i];
+}
+
 // The gains that the block's energy asks for, and the cross-fade of the frames that went through the filters.
 void cross_fade_lanes(const DeEsserJob& job, const float* pairs, const DeEsserFrames& made, int n) {
-  constexpr int kPiece = 256;
   float energy = made.energy;  // not reset between channels
   for (int c = 0; c < job.count; ++c) {
     const DeEsserChannel& channel = job.channels[c];
-    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[i];
+    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[2 * i + 1];
     const float step = (job.target(job.owner, c, energy) - channel.gain) * channel.inv_frame_length;
-    float gain = channel.gain, gains[kPiece];
-    for (int at = 0; at < n; at += kPiece) {
-      const int length = n - at < kPiece ? n - at : kPiece;
-      gain = lanes_ramp(gain, step, gains, length);
-      for (int i = 0; i < length; ++i) {
-        const float x = pairs[2 * (at + i) + c], y = made.notched[2 * (at + i) + c];
-        channel.out[at + i] = x * gains[i] + (1.0f - gains[i]) * y;
-      }
-    }
+    float gains[lanes::Scratch::kMostFrames];
+    lanes_ramp(channel.gain, step, gains, n);
+    cross_fade_pairs(pairs + c, made.notched + c, gains, channel.out, n);
   }
 }
 
