@@ -23,10 +23,10 @@ class Scratch {
 
   const int frames;  // in one pass; longer blocks are cut
   // Interleaved stereo: `frames` pairs, kHead pairs before them and kTail behind. The first is the block itself, the
-  // next two what passes from one effect to another or waits for a decision, the others are the meter's.
-  enum { kBlock, kBetween, kAside, kMeter, kLeaving, kPairs };
+  // second what passes from one effect to another or waits for a decision, the others are the meter's.
+  enum { kBlock, kBetween, kMeter, kLeaving, kPairs };
   float* pairs[kPairs];
-  float* rows[2];  // `frames` floats each
+  float* rows[3];  // `frames` floats each
 
  private:
   std::vector<float> memory_;

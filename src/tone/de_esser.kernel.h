@@ -82,11 +82,12 @@ namespace {
 
 // What its filters make of a block: what went through the notch waits until the block's energy is known.
 struct DeEsserFrames {
-  float *notched, *squares;  // pairs; the squares of the detector's band, divided by the block's length
-  float energy;              // the first channel's squares, added up
+  float* notched;  // pairs
+  float* squares;  // of the second channel in the detector's band, divided by the block's length
+  float energy;    // the first channel's squares, added up
 
   explicit DeEsserFrames(lanes::Scratch& s)
-      : notched(s.pairs[lanes::Scratch::kBetween]), squares(s.pairs[lanes::Scratch::kAside]), energy(0) {}
+      : notched(s.pairs[lanes::Scratch::kBetween]), squares(s.rows[2]), energy(0) {}
 };
 
 //   | detector L R | notch L R |  both read the frame
@@ -97,7 +98,8 @@ struct DeEsserPart {
   const DeEsserChannel* const* channels;
   int start;
   const float* pairs;
-  DeEsserFrames* made;
+  float *squares, *notched;
+  float* first_energy;
   Quad energy, length;
 
   DeEsserPart(const DeEsserChannel* const (&c)[2], int first_step, int n, const float* frames,
@@ -105,7 +107,9 @@ struct DeEsserPart {
       : channels(c),
         start(first_step),
         pairs(frames),
-        made(&results),
+        squares(results.squares),
+        notched(results.notched),
+        first_energy(&results.energy),
         energy{},
         length(Quad{} + static_cast<float>(n)) {}
 
@@ -128,10 +132,10 @@ struct DeEsserPart {
     if (kEdge && (t < 0 || t >= n)) return;
     const Quad square = y[0] * y[0] / length;
     energy += square;
-    store_pair(made->squares + 2 * t, square);
-    store_last_pair(made->notched + 2 * t, y[0]);
+    squares[t] = square[1];
+    store_last_pair(notched + 2 * t, y[0]);
   }
-  INLINED void finish(int) const { made->energy = energy[0]; }
+  INLINED void finish(int) const { *first_energy = energy[0]; }
 };
 
 // x and y are every other sample.
@@ -144,7 +148,7 @@ void cross_fade_lanes(const DeEsserJob& job, const float* pairs, const DeEsserFr
   float energy = made.energy;  // not reset between channels
   for (int c = 0; c < job.count; ++c) {
     const DeEsserChannel& channel = job.channels[c];
-    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[2 * i + 1];
+    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[i];
     const float step = (job.target(job.owner, c, energy) - channel.gain) * channel.inv_frame_length;
     float gains[lanes::Scratch::kMostFrames];
     lanes_ramp(channel.gain, step, gains, n);
