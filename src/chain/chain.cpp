@@ -63,8 +63,8 @@ int flag(const AudioPostState& chain, int index) { return chain.enable[index - k
 
 bool wanted(const AudioPostState& chain, int row) {
   const Effect& effect = kEffectTable[row];
-  return std::any_of(effect.stages, effect.stages + effect.stage_count,
-                     [&](const Stage& stage) { return flag(chain, stage.flag) != 0; });
+  return std::any_of(std::begin(effect.stages), std::end(effect.stages),
+                     [&](const Stage& stage) { return stage.run && flag(chain, stage.flag) != 0; });
 }
 
 void create_effect(AudioPostState& chain, int row, const float* section) {
@@ -86,15 +86,8 @@ void run_effects(AudioPostState& s, lanes::Block& block) {
   float** const x = s.channel_buf.data();
   for (int e = 0; e < chain::kEffectCount; ++e) {
     if (!s.effects[e] || !chain::has_buffers(s, e)) continue;
-    for (const chain::Stage& stage : chain::kEffectTable[e].stages) {
-      if (!stage.process || chain::flag(s, stage.flag) != 1) continue;
-      if (stage.join) {
-        stage.join(s.effects[e], x, x, block);
-      } else {
-        block.run();
-        stage.process(s.effects[e], x, x, block.frames);
-      }
-    }
+    for (const chain::Stage& stage : chain::kEffectTable[e].stages)
+      if (stage.run && chain::flag(s, stage.flag) == 1) stage.run(s.effects[e], x, block);
   }
   block.finish();
 }

@@ -285,9 +285,9 @@ void MultiBandDRC_PrintPara(const MultiBandDRCState* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-MultiBandDRCState* dynamics::create_multiband_drc(const float* section, int bit_rate, int sample_rate,
-                                                  int channels, int channel_link) {
-  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, "MultiBandDRC_Init");
+MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                                     int channel_link) {
+  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, __func__);
   if (!format) return nullptr;
   return common::null_without_memory([&]() -> MultiBandDRCState* {
     auto s = std::make_unique<MultiBandDRCState>();
@@ -296,17 +296,14 @@ MultiBandDRCState* dynamics::create_multiband_drc(const float* section, int bit_
     s->full_scale_log10 = format->log_full_scale;
     if (section) {
       if (!load_crossovers(*s, section)) return nullptr;
-      load_bands(*s, section, "MultiBandDRC_Init");
+      load_bands(*s, section, __func__);
     }
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
 
-MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sample_rate, int channels,
-                                     int channel_link) {
-  return lanes::with_scratch(
-      dynamics::create_multiband_drc(section, bit_rate, sample_rate, channels, channel_link));
-}
+void dynamics::share_scratch(MultiBandDRCState& s) { s.scratch.reset(); }
 
 int MultiBandDRC_Destroy(MultiBandDRCState* s) {
   if (!s) return -3;

@@ -52,9 +52,8 @@ namespace dynamics {
 // What one sample leaves of a follower: exp(-1000 / (fs ms)), the RC time constant. The product is a 32-bit integer.
 float sample_decay(int ms, int sample_rate);
 
-// As the chain holds it: MultiBandDRC_Init without working memory of its own, and joining a block.
-MultiBandDRCState* create_multiband_drc(const float* section, int bit_rate, int sample_rate, int channels,
-                                        int channel_link);
+// As the chain holds it: sharing the owner's working memory, and joining a block.
+void share_scratch(MultiBandDRCState& s);
 void join(MultiBandDRCState& s, float** in, float** out, lanes::Block& block);
 
 }  // namespace dynamics

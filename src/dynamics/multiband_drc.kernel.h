@@ -20,8 +20,9 @@ struct GainSteps {
 };
 
 struct MultibandBand {
-  filters::BiquadPair* path[2];  // the crossover's edges in series; null where it has fewer, or does not make the band
-  float gain;           // make-up
+  filters::BiquadPair*
+      path[2];  // the crossover's edges in series; null where it has fewer, or does not make the band
+  float gain;   // make-up
   bool compressed;
   float attack, release;  // the share of the follower that one sample leaves
   const float* table;     // kGainSteps linear gains over a level in dB, as table_search takes them

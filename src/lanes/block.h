@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "common/flush_denormals.h"
-#include "common/memory.h"
 #include "lanes/target.h"
 
 namespace lanes {
@@ -31,16 +30,6 @@ class Scratch {
  private:
   std::vector<float> memory_;
 };
-
-// Gives a handle working memory of its own, or ends it when there is none. Null stays null.
-template <class State>
-State* with_scratch(State* state) {
-  std::unique_ptr<State> owned(state);
-  return common::null_without_memory([&] {
-    if (owned) owned->scratch = std::make_unique<Scratch>();
-    return owned.release();
-  });
-}
 
 // What an effect joins with. Each owns one of these; its address is what it is known by.
 struct Kind {

@@ -161,8 +161,8 @@ void AutoGain_PrintPara(const AutoGainState* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-AutoGainState* loudness::create_auto_gain(const float* section, int bit_rate, int sample_rate, int channels,
-                                          int frame_length) {
+AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                             int frame_length) {
   return common::null_without_memory([&]() -> AutoGainState* {
     auto s = std::make_unique<AutoGainState>();
     s->sample_rate = sample_rate, s->channels = channels, s->bit_rate = bit_rate,
@@ -173,15 +173,12 @@ AutoGainState* loudness::create_auto_gain(const float* section, int bit_rate, in
     const common::SampleFormat* format = common::sample_format(bit_rate, "AutoGain_Init");
     if (!format) return nullptr;
     s->full_scale = format->clip_level;
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s->meter ? s.release() : nullptr;
   });
 }
 
-AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate, int channels,
-                             int frame_length) {
-  return lanes::with_scratch(
-      loudness::create_auto_gain(section, bit_rate, sample_rate, channels, frame_length));
-}
+void loudness::share_scratch(AutoGainState& s) { s.scratch.reset(); }
 
 int AutoGain_Destroy(AutoGainState* s) {
   if (!s) return -3;

@@ -171,7 +171,12 @@ Ebur128State* loudness::create_meter(int bit_rate, int sample_rate, int channels
 }
 
 Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms) {
-  return lanes::with_scratch(loudness::create_meter(bit_rate, sample_rate, channels, window_ms, step_ms));
+  std::unique_ptr<Ebur128State> s(
+      loudness::create_meter(bit_rate, sample_rate, channels, window_ms, step_ms));
+  return common::null_without_memory([&] {
+    if (s) s->scratch = std::make_unique<lanes::Scratch>();
+    return s.release();
+  });
 }
 
 void ebur128_destroy(Ebur128State* s) { delete s; }

@@ -58,9 +58,9 @@ void join(Ebur128State* s, float** in, lanes::Block& block);
 // The share of the way to its goal that auto gain goes in one block.
 float share_per_block(int frame_length, int sample_rate, float ms);
 
-// Auto gain as the chain holds it. The meter joins; the gain itself is applied at once.
-AutoGainState* create_auto_gain(const float* section, int bit_rate, int sample_rate, int channels,
-                                int frame_length);
+// Auto gain as the chain holds it: sharing the owner's working memory. The meter joins the block; the gain itself is
+// applied at once.
+void share_scratch(AutoGainState& s);
 void join(AutoGainState& s, float** in, float** out, lanes::Block& block);
 
 }  // namespace loudness

@@ -181,9 +181,9 @@ void BassEnhancer_PrintPara(const BassEnhancerState* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-BassEnhancerState* tone::create_bass_enhancer(const float* section, int bit_rate, int sample_rate,
-                                              int channels, int channel_link) {
-  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, "BassEnhancer_Init");
+BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                                     int channel_link) {
+  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, __func__);
   if (!format) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<BassEnhancerState>();
@@ -192,15 +192,12 @@ BassEnhancerState* tone::create_bass_enhancer(const float* section, int bit_rate
     s->coef_count = 10, s->history_count = 4;
     s->sample_scale = format->clip_level;
     load(*s, section);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
 
-BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sample_rate, int channels,
-                                     int channel_link) {
-  return lanes::with_scratch(
-      tone::create_bass_enhancer(section, bit_rate, sample_rate, channels, channel_link));
-}
+void tone::share_scratch(BassEnhancerState& s) { s.scratch.reset(); }
 
 int BassEnhancer_Destroy(BassEnhancerState* s) {
   if (!s) return -3;

@@ -149,9 +149,9 @@ void DeEsser_PrintPara(const DeEsserState* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-DeEsserState* tone::create_de_esser(const float* section, int bit_depth, int sample_rate, int channels,
-                                    int frame_length, int channel_link) {
-  const common::SampleFormat* format = common::stereo_format(channels, bit_depth, "DeEsser_Init");
+DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels,
+                           int frame_length, int channel_link) {
+  const common::SampleFormat* format = common::stereo_format(channels, bit_depth, __func__);
   if (!format) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<DeEsserState>();
@@ -167,15 +167,12 @@ DeEsserState* tone::create_de_esser(const float* section, int bit_depth, int sam
     s->f0[0] = section[AUDIOPOST_DEESSER_F0], s->threshold[0] = section[AUDIOPOST_DEESSER_THRESHOLD];
     load(*s, section);
     s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
 
-DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate, int channels,
-                           int frame_length, int channel_link) {
-  return lanes::with_scratch(
-      tone::create_de_esser(section, bit_depth, sample_rate, channels, frame_length, channel_link));
-}
+void tone::share_scratch(DeEsserState& s) { s.scratch.reset(); }
 
 int DeEsser_Destroy(DeEsserState* s) {
   if (!s) return -3;

@@ -1,4 +1,4 @@
-// The effects as the chain holds them: made without working memory of their own, and joining a block of the chain's. The
+// The effects as the chain holds them: sharing its working memory, and joining a block of its. The
 // samples of a block are in `in`, and go to `out`, which may be the same.
 #pragma once
 
@@ -7,15 +7,11 @@
 
 namespace tone {
 
-// As their Init.
-BassEnhancerState* create_bass_enhancer(const float* section, int bit_rate, int sample_rate, int channels,
-                                        int channel_link);
-ExciterState* create_exciter(const float* section, int bit_rate, int sample_rate, int channels,
-                             int channel_link);
-DeEsserState* create_de_esser(const float* section, int bit_depth, int sample_rate, int channels,
-                              int frame_length, int channel_link);
-EQ10State* create_eq10(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
-                       int channel_link);
+// Lets the working memory of their own go: their owner has one for all. Only join() may be called from then on.
+void share_scratch(BassEnhancerState& s);
+void share_scratch(ExciterState& s);
+void share_scratch(DeEsserState& s);
+void share_scratch(EQ10State& s);
 
 void join(BassEnhancerState& s, float** in, float** out, lanes::Block& block);
 void join(ExciterState& s, float** in, float** out, lanes::Block& block);

@@ -185,8 +185,8 @@ void EQ10_PrintPara(const EQ10State* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-EQ10State* tone::create_eq10(const float* section, int bit_depth, int sample_rate, int channels,
-                             int frame_length, int channel_link) {
+EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
+                     int channel_link) {
   if (!common::servable(channels, frame_length)) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<EQ10State>();
@@ -200,15 +200,12 @@ EQ10State* tone::create_eq10(const float* section, int bit_depth, int sample_rat
     s->in_copy.resize(size * common::array_size(frame_length));
     s->out_copy.resize(s->in_copy.size());
     load(*s, section);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
 
-EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int channels, int frame_length,
-                     int channel_link) {
-  return lanes::with_scratch(
-      tone::create_eq10(section, bit_depth, sample_rate, channels, frame_length, channel_link));
-}
+void tone::share_scratch(EQ10State& s) { s.scratch.reset(); }
 
 int EQ10_Destroy(EQ10State* s) {
   if (!s) return -3;

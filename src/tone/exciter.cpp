@@ -117,9 +117,9 @@ void Exciter_PrintPara(const ExciterState* s) {
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
-ExciterState* tone::create_exciter(const float* section, int bit_rate, int sample_rate, int channels,
-                                   int channel_link) {
-  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, "Exciter_Init");
+ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels,
+                           int channel_link) {
+  const common::SampleFormat* format = common::stereo_format(channels, bit_rate, __func__);
   if (!format) return nullptr;
   return common::null_without_memory([&] {
     auto s = std::make_unique<ExciterState>();
@@ -127,14 +127,12 @@ ExciterState* tone::create_exciter(const float* section, int bit_rate, int sampl
     s->channel_link = channel_link;
     s->full_scale = format->clip_level;
     load(*s, section);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
 
-ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, int channels,
-                           int channel_link) {
-  return lanes::with_scratch(tone::create_exciter(section, bit_rate, sample_rate, channels, channel_link));
-}
+void tone::share_scratch(ExciterState& s) { s.scratch.reset(); }
 
 int Exciter_Destroy(ExciterState* s) {
   if (!s) return -3;
