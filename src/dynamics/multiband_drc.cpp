@@ -296,7 +296,7 @@ MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sam
     s->full_scale_log10 = format->log_full_scale;
     if (section) {
       if (!load_crossovers(*s, section)) return nullptr;
-      load_bands(*s, section, __func__);
+      load_bands(*s, section, "MultiBandDRC_Init");
     }
     s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
