@@ -137,7 +137,8 @@ TEST_CASE("what the checker passes runs without a word, and it knows every compl
 }
 
 TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
-  constexpr auto kFatal = Severity::fatal, kWarning = Severity::warning, kNote = Severity::note;
+  constexpr auto kFatal = Severity::fatal, kUnstable = Severity::unstable, kWarning = Severity::warning,
+                 kNote = Severity::note;
   const struct {
     size_t index;
     float value;
@@ -148,20 +149,20 @@ TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
       {116, 1.5f, kNote, "EQ10 channel 0 band 3", "type 1.5 is read as the integer 1"},
       {119, 30, kNote, "EQ10 channel 0 band 3", "boost 30 is clamped to 20"},
       {118, 40, kNote, "EQ10 channel 0 band 3", "Q (here the slope S) 40 is clamped to 2"},
-      {117, 24000, kWarning, "EQ10 channel 0 band 3",
+      {117, 24000, kUnstable, "EQ10 channel 0 band 3",
        "fc 24000 Hz is not below half the sample rate, 24000 Hz; its filter would be unstable"},
       {14, 2, kWarning, "EQ10",
        "enable is 2: the chain creates the effect but never runs it; 1 turns it on, 0 off"},
       {4, 1.9f, kFatal, "chain", "version 1.9 is not 2.0; AudioPost_Init would fail"},
-      {20, 800, kWarning, "chain channel 0",
+      {20, 800, kUnstable, "chain channel 0",
        "gain_dB 800 dB is more than a float can hold; the chain would play noise"},
       {3, 3, kFatal, "DeEsser",
        "allows one or two channels and the record has 3; the chain would end the process"},
       {34, 10, kFatal, "AutoGain",
        "r128_steps 10 ms is 480 samples, shorter than a block of 1024; the chain would end the process"},
-      {62, 10.5f, kWarning, "BassEnhancer channel 0",
+      {62, 10.5f, kUnstable, "BassEnhancer channel 0",
        "drive 6 and blend 10.5 divide by zero in the waveshaper; the chain would play noise"},
-      {60, 1e9f, kWarning, "BassEnhancer channel 0",
+      {60, 1e9f, kUnstable, "BassEnhancer channel 0",
        "amount_dB 1e+09 dB is more than a float can hold; the chain would play noise"},
       {250, 1500, kNote, "MultiBandDRC channel 0",
        "mid1 ends at 1000 Hz and mid2 starts at 1500 Hz; what lies between is lost"},
@@ -181,7 +182,7 @@ TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
       {4, NAN, kNote, "chain", "version is not a number; the chain takes it for 2.0"},
       {259, 50000, kWarning, "MultiBandDRC channel 0 mid2 band",
        "attack_time 50000 ms is too long at this sample rate; it overflows"},
-      {402, NAN, kWarning, "Maximizer channel 0",
+      {402, NAN, kUnstable, "Maximizer channel 0",
        "release is not a number; the chain would play noise or nothing"},
   };
   CHECK(host::check(everything_on()).empty());
@@ -194,6 +195,7 @@ TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
       return f.severity == r.severity && f.where == r.where && f.text == r.text;
     }));
     CHECK(host::unusable(findings) == (r.severity == kFatal));
+    CHECK((host::refusal(findings) != nullptr) == (r.severity >= kUnstable));
   }
   // Effects that are off may hold anything.
   Record off = host::preset("flat");

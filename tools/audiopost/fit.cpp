@@ -96,13 +96,13 @@ std::vector<std::string> require_usable(const Tuning& tuning, int block, bool un
   std::vector<std::string> warnings;
   for (const host::Finding& finding : host::check(tuning.record, block)) {
     std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
-    if (finding.unstable && !unstable_too) throw Failure(text);
-    if (finding.severity == host::Severity::warning) warnings.push_back(text);
-    if (finding.severity != host::Severity::fatal) continue;
-    const int fitting = fitting_block(tuning.record, block);
-    if (finding.where == "AutoGain" && fitting < block)
-      text += "; --block " + std::to_string(fitting) + " would do";
-    throw Failure(text);
+    if (finding.cause.rule == AUDIOPOST_RULE_STEP_SHORT) {
+      const int fitting = fitting_block(tuning.record, block);
+      if (fitting < block) text += "; --block " + std::to_string(fitting) + " would do";
+    }
+    if (finding.refused() && !(unstable_too && finding.severity == host::Severity::unstable))
+      throw Failure(text);
+    if (finding.severity >= host::Severity::warning) warnings.push_back(text);
   }
   return warnings;
 }

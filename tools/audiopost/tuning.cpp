@@ -65,6 +65,8 @@ Look look_of(host::Severity severity) {
       return {"note", "\033[36m"};
     case host::Severity::warning:
       return {"warning", "\033[33m"};
+    case host::Severity::unstable:
+      return {"unstable", "\033[31m"};
     case host::Severity::fatal:
       break;
   }
@@ -84,12 +86,12 @@ void check(const Options& o, Context& context) {
     text += (context.color ? look.color + std::string(look.name) + "\033[0m" : look.name) + ": " + f.where +
             ": " + f.text + "\n";
   }
-  const bool unusable = host::unusable(findings);
+  const bool refused = host::refusal(findings);
   if (o.json)
-    print(json::object({{"usable", unusable ? "false" : "true"}, {"findings", json::array(items)}}) + "\n");
+    print(json::object({{"usable", refused ? "false" : "true"}, {"findings", json::array(items)}}) + "\n");
   else
     print(findings.empty() ? "nothing to remark\n" : text);
-  context.exit_code = unusable ? 1 : 0;
+  context.exit_code = refused ? 1 : 0;
 }
 
 void compare(const Options& o, Context& context) {
