@@ -20,4 +20,7 @@ Fate fate(const BiquadCoeffs& section);
 // reaches full scale. Only for a section that rests.
 double noise_dBFS(const BiquadCoeffs& section, int sample_rate);
 
+// A step of 16-bit PCM: louder noise is more than what the chain's output rounds away in any case.
+constexpr double kNoticeableNoise_dBFS = -90.3;
+
 }  // namespace filters
