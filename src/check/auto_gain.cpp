@@ -15,11 +15,14 @@ void check_auto_gain(Checker& c) {
   for (const int time : {start + AUDIOPOST_AUTOGAIN_ATTACK_TIME, start + AUDIOPOST_AUTOGAIN_RELEASE_TIME})
     c.time(where, time, c.at(time));
   const loudness::KWeightingCoeffs meter = loudness::design_k_weighting(static_cast<float>(c.sample_rate));
-  for (const BiquadCoeffs& section : {meter.shelf, meter.high_pass})
-    if (filters::fate(section) != filters::Fate::rests) {
-      c.refuse(AUDIOPOST_RULE_METER, where, {AUDIOPOST_SAMPLE_RATE});
-      break;
-    }
+  for (const BiquadCoeffs& section : {meter.shelf, meter.high_pass}) {
+    const filters::Fate fate = filters::fate(section);
+    if (fate == filters::Fate::rests) continue;
+    const bool lingers = fate == filters::Fate::lingers;
+    c.add(lingers || !c.runs ? AUDIOPOST_WARNING : AUDIOPOST_UNSTABLE, AUDIOPOST_RULE_METER, where,
+          {AUDIOPOST_SAMPLE_RATE});
+    break;
+  }
   // As the meter computes them, products wrapping.
   const int window = common::wrapping_mul(c.sample_rate, c.int_at(wins)) / 1000;
   const int step = common::wrapping_mul(c.sample_rate, c.int_at(steps)) / 1000;

@@ -104,7 +104,7 @@ constexpr Sentence kSentences[] = {
     {AUDIOPOST_RULE_WINDOW_LONG, "%n %v ms is too long; AudioPost_Init would fail"},
     {AUDIOPOST_RULE_WINDOW_NONE, "%n %v ms leaves no window to measure; the gain would stay at 0 dB"},
     {AUDIOPOST_RULE_METER,
-     "%n %i Hz leaves the loudness meter's filters unstable; the gain would follow noise"},
+     "%n %i Hz: the loudness meter's filters are not stable at this rate; the gain would follow wrong readings"},
     {AUDIOPOST_RULE_HARMONICS_HIGH,
      "three times %n %v Hz is not below half the sample rate; the harmonics' filter would be unstable"},
     {AUDIOPOST_RULE_SHAPER_INFINITE,
@@ -142,8 +142,8 @@ constexpr Sentence kSentences[] = {
 int integer(float value) { return common::truncate_to_int(static_cast<double>(value)); }
 
 const char* name_of(const audiopost_finding& f, int field) {
-  const Found found =
-      f.effect >= 0 && f.effect < AUDIOPOST_EFFECTS ? find(f.effect, f.index[field]) : Found{};
+  Found found = find(f.effect, f.index[field]);
+  if (!found.field) found = find(f.index[field]);  // an effect's finding about the header
   return found.field ? found.field->name : "value";
 }
 
