@@ -107,8 +107,7 @@ int LevelDetector_SetPara(LevelDetectorState* s, const float* band_param, float 
   s->rise_coef = 1.0f - common::block_decay(frames, s->sample_rate, rmstc);
   s->hold_samples = truncate_to_int(static_cast<float>(s->sample_rate) * hold_time / 1000.0f);
   s->decay_coef = 1.0f - common::block_decay(frames, s->sample_rate, decay_time);
-  LOG_LINE("rmstc is %f, hold_time is %f, decay_time %f\n", static_cast<double>(rmstc),
-           static_cast<double>(hold_time), static_cast<double>(decay_time));
+  LOG_LINE("rmstc is %f, hold_time is %f, decay_time %f\n", rmstc, hold_time, decay_time);
   std::fill_n(s->hold_count, kBands, 0);
   std::fill_n(s->band_power, kBands, 0.0f);
   if (band_param) {

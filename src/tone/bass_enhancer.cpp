@@ -38,20 +38,18 @@ struct BassEnhancerState {
 
 namespace {
 
-constexpr int kRecordStride = 10;
-
 // ---- Design: designs.cpp ----------------------------------------------------------------------------
 // Settings, coefficients, and everything that has a memory starting from silence.
 void load(BassEnhancerState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
-    s.amount_dB[ch] = record[0];
+    const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_BASS_STRIDE);
+    s.amount_dB[ch] = record[AUDIOPOST_BASS_AMOUNT_DB];
     s.amount_linear[ch] = common::dB_to_linear(s.amount_dB[ch]);
-    s.drive[ch] = record[1];
-    s.blend[ch] = record[2];
-    s.freq[ch] = record[3];
-    s.floor_active[ch] = common::truncate_to_int(record[4]);
-    s.floor[ch] = record[5];
+    s.drive[ch] = record[AUDIOPOST_BASS_DRIVE];
+    s.blend[ch] = record[AUDIOPOST_BASS_BLEND];
+    s.freq[ch] = record[AUDIOPOST_BASS_FREQ];
+    s.floor_active[ch] = common::truncate_to_int(record[AUDIOPOST_BASS_FLOOR_ACTIVE]);
+    s.floor[ch] = record[AUDIOPOST_BASS_FLOOR];
     s.dc_prev_in[ch] = s.dc_prev_out[ch] = 0.0f;
     const auto d =
         tone::design_bass_enhancer(s.drive[ch], s.blend[ch], s.freq[ch], s.floor[ch], s.sample_rate);
@@ -114,13 +112,13 @@ int BassEnhancer_SetPara(BassEnhancerState* s, const float* section) {
 
 const BassEnhancerState* BassEnhancer_GetPara(const BassEnhancerState* s, float* section) {
   for (int ch = 0; ch < s->channels; ++ch) {
-    float* const record = section + ch * kRecordStride;
-    record[0] = s->amount_dB[ch];
-    record[1] = s->drive[ch];
-    record[2] = s->blend[ch];
-    record[3] = s->freq[ch];
-    record[4] = static_cast<float>(s->floor_active[ch]);
-    record[5] = s->floor[ch];
+    float* const record = section + ch * AUDIOPOST_BASS_STRIDE;
+    record[AUDIOPOST_BASS_AMOUNT_DB] = s->amount_dB[ch];
+    record[AUDIOPOST_BASS_DRIVE] = s->drive[ch];
+    record[AUDIOPOST_BASS_BLEND] = s->blend[ch];
+    record[AUDIOPOST_BASS_FREQ] = s->freq[ch];
+    record[AUDIOPOST_BASS_FLOOR_ACTIVE] = static_cast<float>(s->floor_active[ch]);
+    record[AUDIOPOST_BASS_FLOOR] = s->floor[ch];
   }
   return s;
 }
@@ -131,12 +129,12 @@ void BassEnhancer_PrintPara(const BassEnhancerState* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("==== channel:%i ====\n", ch);
-    LOG_LINE("amount_dB:%.2f\n", static_cast<double>(s->amount_dB[ch]));
-    LOG_LINE("drive:%.2f\n", static_cast<double>(s->drive[ch]));
-    LOG_LINE("blend:%.2f\n", static_cast<double>(s->blend[ch]));
-    LOG_LINE("freq:%.2f\n", static_cast<double>(s->freq[ch]));
+    LOG_LINE("amount_dB:%.2f\n", s->amount_dB[ch]);
+    LOG_LINE("drive:%.2f\n", s->drive[ch]);
+    LOG_LINE("blend:%.2f\n", s->blend[ch]);
+    LOG_LINE("freq:%.2f\n", s->freq[ch]);
     LOG_LINE("floor_active:%i\n", s->floor_active[ch]);
-    LOG_LINE("floor:%.2f\n", static_cast<double>(s->floor[ch]));
+    LOG_LINE("floor:%.2f\n", s->floor[ch]);
   }
 }
 

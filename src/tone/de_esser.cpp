@@ -34,15 +34,13 @@ struct DeEsserState {
 
 namespace {
 
-constexpr int kRecordStride = 5;
-
 // ---- Design: designs.cpp ----------------------------------------------------------------------------
 // Settings and filters; filters and gain start afresh.
 void load(DeEsserState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
-    s.f0[ch] = record[0];
-    s.threshold[ch] = record[1];
+    const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_DEESSER_STRIDE);
+    s.f0[ch] = record[AUDIOPOST_DEESSER_F0];
+    s.threshold[ch] = record[AUDIOPOST_DEESSER_THRESHOLD];
     const auto d = tone::design_de_esser(s.f0[ch], s.q, s.sample_rate);
     s.detector_coeffs[ch] = d.detector, s.notch_coeffs[ch] = d.notch;
     s.detector_history[ch] = s.notch_history[ch] = {};
@@ -99,8 +97,10 @@ int DeEsser_SetPara(DeEsserState* s, const float* section) {
 
 // No more than this, and what stands at 5 depends on the channel count: tools that read it back rely on it.
 void DeEsser_GetPara(const DeEsserState* s, float* section) {
-  section[5] = s->threshold[0];
-  if (s->channels == 2) section[5] = s->f0[1], section[6] = s->threshold[1];
+  float* const second = section + AUDIOPOST_DEESSER_STRIDE;
+  second[0] = s->threshold[0];
+  if (s->channels == 2)
+    second[AUDIOPOST_DEESSER_F0] = s->f0[1], second[AUDIOPOST_DEESSER_THRESHOLD] = s->threshold[1];
 }
 
 // ---- Print -----------------------------------------------------------------------------------------
@@ -109,8 +109,8 @@ void DeEsser_PrintPara(const DeEsserState* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("---- channel:%i ----\n", ch);
-    LOG_LINE("f0:%.2f\n", static_cast<double>(s->f0[ch]));
-    LOG_LINE("threshold:%.2f\n", static_cast<double>(s->threshold[ch]));
+    LOG_LINE("f0:%.2f\n", s->f0[ch]);
+    LOG_LINE("threshold:%.2f\n", s->threshold[ch]);
   }
 }
 
@@ -130,7 +130,7 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
     s->attack_coef = common::block_decay(rise, sample_rate, s->attack_ms);
     s->q = tone::kDeEsserQ;
     // GetPara tells them of a handle without channels too.
-    s->f0[0] = section[0], s->threshold[0] = section[1];
+    s->f0[0] = section[AUDIOPOST_DEESSER_F0], s->threshold[0] = section[AUDIOPOST_DEESSER_THRESHOLD];
     load(*s, section);
     s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
     return s.release();

@@ -10,8 +10,9 @@ namespace tone {
 
 // ---- Ten-band equalizer ----------------------------------------------------------------------------
 EqBand read_eq_band(const float* record) {
-  return {common::truncate_to_int(record[0]), common::truncate_to_int(record[1]), record[2], record[3],
-          record[4]};
+  return {common::truncate_to_int(record[AUDIOPOST_EQ10_BAND_ENABLE]),
+          common::truncate_to_int(record[AUDIOPOST_EQ10_TYPE]), record[AUDIOPOST_EQ10_FC],
+          record[AUDIOPOST_EQ10_Q], record[AUDIOPOST_EQ10_BOOST]};
 }
 
 BiquadCoeffs design_eq_band(const EqBand& band, int sample_rate) {

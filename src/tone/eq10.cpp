@@ -18,9 +18,8 @@ using tone::EqBand;
 // ---- Record ----------------------------------------------------------------------------------------
 namespace {
 
-constexpr int kBands = 10;
-constexpr int kBandLength = 5;  // floats of one band in a section
-constexpr int kChannelLength = kBands * kBandLength;
+constexpr int kBands = AUDIOPOST_EQ10_BANDS;
+constexpr int kBandLength = AUDIOPOST_EQ10_BAND_STRIDE;
 
 constexpr EqBand kBandOff{0, Parametric, 1000.0f, 1.0f, 0.0f};
 
@@ -50,7 +49,8 @@ namespace {
 // ---- Design: designs.cpp ----------------------------------------------------------------------------
 void load_bands(EQ10State& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* record = section && !s.channel_link ? section + ptrdiff_t{kChannelLength} * ch : section;
+    const float* record =
+        section && !s.channel_link ? section + ptrdiff_t{AUDIOPOST_EQ10_STRIDE} * ch : section;
     EqBand* const bands = s.bands.data() + ptrdiff_t{kBands} * ch;
     int sum = 0;
     for (int b = 0; b < kBands; ++b) {
@@ -174,9 +174,9 @@ void EQ10_PrintPara(const EQ10State* s) {
       const EqBand& band = bands[b];
       if (band.enable != 1) continue;  // not merely on
       if (band.type >= Parametric && band.type <= GeneralHP) LOG_LINE("filterTypes:%s\n", names[band.type]);
-      LOG_LINE("fc:%.2f\n", static_cast<double>(band.fc));
-      LOG_LINE("Q:%.2f\n", static_cast<double>(band.q));
-      LOG_LINE("boost:%.2f\n", static_cast<double>(band.boost));
+      LOG_LINE("fc:%.2f\n", band.fc);
+      LOG_LINE("Q:%.2f\n", band.q);
+      LOG_LINE("boost:%.2f\n", band.boost);
     }
   }
 }

@@ -31,17 +31,15 @@ struct ExciterState {
 
 namespace {
 
-constexpr int kRecordStride = 5;
-
 // ---- Design: designs.cpp ----------------------------------------------------------------------------
 // Settings, coefficients, and filters that start from silence.
 void load(ExciterState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
-    s.even_harmonics[ch] = record[0];
-    s.distortion_amount[ch] = record[1];
-    s.Cutoff[ch] = record[2];
-    s.mix[ch] = record[3];
+    const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_EXCITER_STRIDE);
+    s.even_harmonics[ch] = record[AUDIOPOST_EXCITER_EVEN_HARMONICS];
+    s.distortion_amount[ch] = record[AUDIOPOST_EXCITER_DISTORTION_AMOUNT];
+    s.Cutoff[ch] = record[AUDIOPOST_EXCITER_CUTOFF];
+    s.mix[ch] = record[AUDIOPOST_EXCITER_MIX];
     const auto d = tone::design_exciter(s.distortion_amount[ch], s.Cutoff[ch], s.sample_rate);
     s.drive[ch] = d.drive, s.inverse_drive[ch] = d.inverse_drive;
     s.pre_coeffs[ch] = s.post_coeffs[ch] = d.high_pass;
@@ -92,11 +90,11 @@ int Exciter_SetPara(ExciterState* s, const float* section) {
 
 void Exciter_GetPara(const ExciterState* s, float* section) {
   for (int ch = 0; ch < s->channels; ++ch) {
-    float* const record = section + ch * kRecordStride;
-    record[0] = s->even_harmonics[ch];
-    record[1] = s->distortion_amount[ch];
-    record[2] = s->Cutoff[ch];
-    record[3] = s->mix[ch];
+    float* const record = section + ch * AUDIOPOST_EXCITER_STRIDE;
+    record[AUDIOPOST_EXCITER_EVEN_HARMONICS] = s->even_harmonics[ch];
+    record[AUDIOPOST_EXCITER_DISTORTION_AMOUNT] = s->distortion_amount[ch];
+    record[AUDIOPOST_EXCITER_CUTOFF] = s->Cutoff[ch];
+    record[AUDIOPOST_EXCITER_MIX] = s->mix[ch];
   }
 }
 
@@ -106,10 +104,10 @@ void Exciter_PrintPara(const ExciterState* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("==== channel:%i ====\n", ch);
-    LOG_LINE("even_harmonics:%.2f\n", static_cast<double>(s->even_harmonics[ch]));
-    LOG_LINE("distortion_amount:%.2f\n", static_cast<double>(s->distortion_amount[ch]));
-    LOG_LINE("Cutoff:%.2f\n", static_cast<double>(s->Cutoff[ch]));
-    LOG_LINE("mix:%.2f\n", static_cast<double>(s->mix[ch]));
+    LOG_LINE("even_harmonics:%.2f\n", s->even_harmonics[ch]);
+    LOG_LINE("distortion_amount:%.2f\n", s->distortion_amount[ch]);
+    LOG_LINE("Cutoff:%.2f\n", s->Cutoff[ch]);
+    LOG_LINE("mix:%.2f\n", s->mix[ch]);
   }
 }
 
