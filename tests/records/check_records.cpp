@@ -118,14 +118,24 @@ void mutate(Random& random, Record& record, uint32_t most) {
   }
 }
 
+// Records that people start from, with settings for both channels, linked or not.
+std::vector<Record> starting_points() {
+  std::vector<Record> all;
+  for (const char* const name : {"tv", "music", "speech", "night"}) {
+    all.push_back(host::preset(name));
+    for (const host::Table& table : host::tables())
+      if (table.channel == 1) host::copy_from_channel0(all.back(), table);
+  }
+  all.push_back(bench::full_record());
+  return all;
+}
+
 Case make_case(uint32_t seed) {
-  static const std::vector<Record> presets = {host::preset("tv"), host::preset("music"),
-                                              host::preset("speech"), host::preset("night"),
-                                              bench::full_record()};
+  static const std::vector<Record> starts = starting_points();
   constexpr float kRates[] = {8000, 16000, 32000, 44100, 48000, 48000, 48000, 48000, 88200, 96000, 192000};
   constexpr int kBlocks[] = {64, 480, 1024};
   Random random(seed);
-  Case c{presets[random.below(uint32_t(presets.size()))], kBlocks[random.below(3)], {}};
+  Case c{starts[random.below(uint32_t(starts.size()))], kBlocks[random.below(3)], {}};
   c.record[host::kSampleRate] = random.pick(kRates);
   c.record[host::kBitRate] = random.one_in(6) ? random.one_in(2) ? 24.0f : 32.0f : 16.0f;
   c.record[host::kChannels] = random.one_in(8) ? float(random.below(7)) : float(1 + random.below(2));
