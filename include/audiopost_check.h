@@ -61,15 +61,17 @@ typedef enum audiopost_rule {
   AUDIOPOST_RULE_NEVER_RUNS = 6,    /* an enable flag other than 0 and 1: created, never run */
   AUDIOPOST_RULE_STEREO_ONLY = 7,   /* an effect for two channels at most in a record of more */
   AUDIOPOST_RULE_FREQUENCY_LOW = 8, /* not above 0 [least] */
-  AUDIOPOST_RULE_FREQUENCY_HIGH = 9,   /* not below half the sample rate [most] */
+  AUDIOPOST_RULE_FREQUENCY_HIGH = 9, /* not below half the sample rate [most] */
+  /* Filters, designed as the chain would and judged as they run. Of EQ10 [Q and type, but for Butterworth]. */
   AUDIOPOST_RULE_FILTER_INFINITE = 10, /* the filter's coefficients are not finite */
   AUDIOPOST_RULE_FILTER_UNSTABLE =
       11, /* its poles, as they are in single precision, are not inside the unit circle */
-  AUDIOPOST_RULE_FILTER_NOISE = 12, /* its rounding noise is audible [noise_dBFS] */
-  AUDIOPOST_RULE_TIME_NEGATIVE = 13,
-  AUDIOPOST_RULE_TIME_ZERO = 14, /* the change comes at once */
-  AUDIOPOST_RULE_TIME_LONG = 15, /* times the sample rate it does not fit an integer [most] */
-  AUDIOPOST_RULE_HOLD_TIME = 16, /* has no effect */
+  AUDIOPOST_RULE_FILTER_LINGERS = 12, /* so close to it that a constant or a tone never dies away */
+  AUDIOPOST_RULE_FILTER_NOISE = 13,   /* its rounding noise is more than a step of 16 bits [noise_dBFS] */
+  AUDIOPOST_RULE_TIME_NEGATIVE = 14,
+  AUDIOPOST_RULE_TIME_ZERO = 15, /* the change comes at once */
+  AUDIOPOST_RULE_TIME_LONG = 16, /* times the sample rate it does not fit an integer [most] */
+  AUDIOPOST_RULE_HOLD_TIME = 17, /* has no effect */
   /* The chain. */
   AUDIOPOST_RULE_SAMPLE_RATE = 20,       /* below 1 */
   AUDIOPOST_RULE_BIT_RATE = 21,          /* not 16, 24 or 32 */
@@ -90,6 +92,7 @@ typedef enum audiopost_rule {
   AUDIOPOST_RULE_STEP_SHORT = 40, /* r128_steps is shorter than a block [count: the step; least: the block] */
   AUDIOPOST_RULE_WINDOW_LONG = 41, /* r128_wins needs more memory than Init allows */
   AUDIOPOST_RULE_WINDOW_NONE = 42, /* r128_wins is less than a sample */
+  AUDIOPOST_RULE_METER = 43,       /* at this sample rate the loudness meter's filters do not run */
   /* BassEnhancer. */
   AUDIOPOST_RULE_HARMONICS_HIGH = 50,  /* three times freq is not below half the sample rate [most] */
   AUDIOPOST_RULE_SHAPER_INFINITE = 51, /* the shaper divides by zero [drive, blend] */

@@ -2,17 +2,24 @@
 #include <algorithm>
 
 #include "check/checker.h"
+#include "filters/stability.h"
+#include "loudness/r128_meter.h"
 
 namespace check {
 
 void check_auto_gain(Checker& c) {
   constexpr Where where{AUDIOPOST_EFFECT_AUTO_GAIN};
-  constexpr int section = kEffects[AUDIOPOST_EFFECT_AUTO_GAIN].section;
-  constexpr int attack_time = section + 1, release_time = section + 2, wins = section + 3,
-                steps = section + 4;
-  c.usable(where, fields(kAutoGainFields), section);
-  c.time(where, attack_time, c.at(attack_time));
-  c.time(where, release_time, c.at(release_time));
+  constexpr int start = kEffects[AUDIOPOST_EFFECT_AUTO_GAIN].section;
+  constexpr int wins = start + AUDIOPOST_AUTOGAIN_R128_WINS, steps = start + AUDIOPOST_AUTOGAIN_R128_STEPS;
+  c.usable(where, fields(kAutoGainFields), start);
+  for (const int time : {start + AUDIOPOST_AUTOGAIN_ATTACK_TIME, start + AUDIOPOST_AUTOGAIN_RELEASE_TIME})
+    c.time(where, time, c.at(time));
+  const loudness::KWeightingCoeffs meter = loudness::design_k_weighting(static_cast<float>(c.sample_rate));
+  for (const BiquadCoeffs& section : {meter.shelf, meter.high_pass})
+    if (filters::fate(section) != filters::Fate::rests) {
+      c.refuse(AUDIOPOST_RULE_METER, where, {AUDIOPOST_SAMPLE_RATE});
+      break;
+    }
   // As the meter computes them, products wrapping.
   const int window = common::wrapping_mul(c.sample_rate, c.int_at(wins)) / 1000;
   const int step = common::wrapping_mul(c.sample_rate, c.int_at(steps)) / 1000;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "filters/stability.h"
+
 namespace check {
 
 // ---- Fields -----------------------------------------------------------------------------------------
@@ -76,7 +78,7 @@ bool Checker::created(int effect) {
 
 bool Checker::fits(int effect) {
   if (channels <= 2) return true;
-  fatal(AUDIOPOST_RULE_STEREO_ONLY, {effect}, {3});
+  fatal(AUDIOPOST_RULE_STEREO_ONLY, {effect}, {AUDIOPOST_CHANNELS});
   return false;
 }
 
@@ -86,13 +88,37 @@ void Checker::gain(Where where, int index) {
     refuse(AUDIOPOST_RULE_GAIN_TOO_HIGH, where, {index}, {-INFINITY, kMost});
 }
 
-void Checker::frequency(Where where, int index) {
-  const float hz = at(index);
-  if (!std::isfinite(hz)) return;  // said already
+void Checker::filter(Where where, std::initializer_list<int> indices,
+                     std::initializer_list<BiquadCoeffs> sections, Path path) {
+  const float hz = at(*indices.begin());
+  for (const int index : indices)
+    if (!std::isfinite(at(index))) return;  // said already
+  if (!(hz < half_rate())) {
+    refuse(AUDIOPOST_RULE_FREQUENCY_HIGH, where, indices, {-INFINITY, half_rate()});
+    return;
+  }
+  filters::Fate fate = filters::Fate::rests;
+  double noise_dBFS = -INFINITY;
+  for (const BiquadCoeffs& section : sections) {
+    if (fate == filters::Fate::rests) fate = filters::fate(section);
+    if (fate == filters::Fate::rests)
+      noise_dBFS = std::max(noise_dBFS, filters::noise_dBFS(section, sample_rate));
+  }
+  const bool rests = fate == filters::Fate::rests;
   if (!(hz > 0.0f))
-    warn(AUDIOPOST_RULE_FREQUENCY_LOW, where, {index}, {0.0f, INFINITY});
-  else if (!(hz < half_rate()))
-    refuse(AUDIOPOST_RULE_FREQUENCY_HIGH, where, {index}, {-INFINITY, half_rate()});
+    add(rests || !runs ? AUDIOPOST_WARNING : AUDIOPOST_UNSTABLE, AUDIOPOST_RULE_FREQUENCY_LOW, where, indices,
+        {0.0f, INFINITY});
+  else if (fate == filters::Fate::not_finite)
+    refuse(AUDIOPOST_RULE_FILTER_INFINITE, where, indices);
+  else if (fate == filters::Fate::unstable)
+    refuse(AUDIOPOST_RULE_FILTER_UNSTABLE, where, indices);
+  else if (!rests && path == Path::measures)
+    warn(AUDIOPOST_RULE_FILTER_LINGERS, where, indices);
+  else if (!rests)
+    refuse(AUDIOPOST_RULE_FILTER_LINGERS, where, indices);
+  else if (path == Path::heard && noise_dBFS > filters::kNoticeableNoise_dBFS)
+    note(AUDIOPOST_RULE_FILTER_NOISE, where, indices,
+         {-INFINITY, INFINITY, 0, static_cast<float>(noise_dBFS)});
 }
 
 void Checker::time(Where where, int index, float ms) {

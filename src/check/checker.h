@@ -31,9 +31,9 @@ class Checker {
  public:
   Checker(const float* record, int frames, audiopost_finding* out, int room)
       : block(frames),
-        sample_rate(common::truncate_to_int(record[0])),
-        channels(common::truncate_to_int(record[3])),
-        linked(common::truncate_to_int(record[2]) != 0),
+        sample_rate(common::truncate_to_int(record[AUDIOPOST_SAMPLE_RATE])),
+        channels(common::truncate_to_int(record[AUDIOPOST_CHANNELS])),
+        linked(common::truncate_to_int(record[AUDIOPOST_CHANNEL_LINK]) != 0),
         record_(record),
         out_(out),
         room_(out ? room : 0) {}
@@ -79,7 +79,11 @@ class Checker {
   bool fits(int effect);
   // A gain whose factor leaves room for a full-scale sample in a float.
   void gain(Where where, int index);
-  void frequency(Where where, int index);
+  // Filters of the frequency at the first index: whether they can be run, and how loud their rounding is. Those that
+  // only measure are not heard themselves.
+  enum class Path { heard, measures };
+  void filter(Where where, std::initializer_list<int> indices, std::initializer_list<BiquadCoeffs> sections,
+              Path path = Path::heard);
   void time(Where where, int index, float ms);
   void clamped(Where where, int index, float least, float most, int type_index);
   // The corners of an expander/compressor curve, from compress_start on.

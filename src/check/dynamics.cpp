@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "check/checker.h"
+#include "filters/crossover.h"
 
 namespace check {
 namespace {
@@ -19,15 +20,14 @@ BandAt band_at(int channel, int band) {
 
 void check_band(Checker& c, const BandAt& band) {
   const auto& [where, start] = band;
-  const int gain_dB = start + 2, drc_enable = start + 3, compress_start = start + 4, attack_time = start + 9,
-            release_time = start + 10, hold_time = start + 11;
+  const int drc_enable = start + AUDIOPOST_DRC_BAND_ENABLE, hold_time = start + AUDIOPOST_DRC_HOLD_TIME;
   c.usable(where, fields(kDrcBandFields), start);
-  c.gain(where, gain_dB);
+  c.gain(where, start + AUDIOPOST_DRC_GAIN_DB);
   const int enable = c.int_at(drc_enable);
   if (enable != 0 && enable != 1) c.note(AUDIOPOST_RULE_COMPRESSES_ANYHOW, where, {drc_enable});
-  c.curve(where, compress_start, enable != 0);
+  c.curve(where, start + AUDIOPOST_DRC_COMPRESS_START, enable != 0);
   if (enable == 0) return;
-  for (const int time : {attack_time, release_time}) {
+  for (const int time : {start + AUDIOPOST_DRC_ATTACK_TIME, start + AUDIOPOST_DRC_RELEASE_TIME}) {
     const int ms = c.int_at(time);
     c.time(where, time, static_cast<float>(ms));
     if (ms > 0 && int64_t{ms} * c.sample_rate > INT32_MAX)
@@ -39,21 +39,33 @@ void check_band(Checker& c, const BandAt& band) {
 
 // Each edge between neighbours, upward.
 void check_crossover(Checker& c, int channel, int bands) {
+  const Where where{AUDIOPOST_EFFECT_MULTIBAND_DRC, channel};
+  const auto from = [&](int band) { return band_at(channel, band).start + AUDIOPOST_DRC_FREQ_START; };
+  const auto to = [&](int band) { return band_at(channel, band).start + AUDIOPOST_DRC_FREQ_END; };
+  const CrossoverParam edges{bands - 2,
+                             c.at(to(AUDIOPOST_BAND_LOW)),
+                             c.at(from(AUDIOPOST_BAND_HIGH)),
+                             c.at(from(AUDIOPOST_BAND_MID1)),
+                             c.at(to(AUDIOPOST_BAND_MID1)),
+                             c.at(from(AUDIOPOST_BAND_MID2)),
+                             c.at(to(AUDIOPOST_BAND_MID2))};
+  const filters::CrossoverDesign d = filters::design_crossover(edges, c.sample_rate);
+  // By audiopost_drc_band.
+  const BiquadCoeffs lowpass[] = {d.low, {}, d.mid1_lowpass, d.mid2_lowpass};
+  const BiquadCoeffs highpass[] = {{}, d.high, d.mid1_highpass, d.mid2_highpass};
   int below = AUDIOPOST_BAND_LOW;
   for (const int above : kDrcBandsUpward) {
     if (above == AUDIOPOST_BAND_LOW || (above == AUDIOPOST_BAND_MID1 && bands < 3) ||
         (above == AUDIOPOST_BAND_MID2 && bands < 4))
       continue;
-    const BandAt lower = band_at(channel, below), upper = band_at(channel, above);
-    const int end = lower.start + 1, start = upper.start;
-    c.frequency(lower.where, end);
-    c.frequency(upper.where, start);
-    const bool octave = c.at(start) > 2.0f * c.at(end);
-    const Where where{AUDIOPOST_EFFECT_MULTIBAND_DRC, channel};
+    const int end = to(below), start = from(above);
+    c.filter(band_at(channel, below).where, {end}, {lowpass[below]});
+    c.filter(band_at(channel, above).where, {start}, {highpass[above]});
+    const int severity = c.at(start) > 2.0f * c.at(end) ? AUDIOPOST_WARNING : AUDIOPOST_NOTE;  // an octave
     if (c.at(end) < c.at(start))
-      c.add(octave ? AUDIOPOST_WARNING : AUDIOPOST_NOTE, AUDIOPOST_RULE_BANDS_APART, where, {end, start});
+      c.add(severity, AUDIOPOST_RULE_BANDS_APART, where, {end, start});
     else if (c.at(end) > c.at(start))
-      c.add(octave ? AUDIOPOST_WARNING : AUDIOPOST_NOTE, AUDIOPOST_RULE_BANDS_OVERLAP, where, {end, start});
+      c.add(severity, AUDIOPOST_RULE_BANDS_OVERLAP, where, {end, start});
     below = above;
   }
 }
@@ -69,7 +81,7 @@ void check_multiband_drc(Checker& c, int channel) {
   for (int b = 0; b < run; ++b) {  // in the order in which the chain numbers them
     const BandAt band = band_at(channel, b);
     check_band(c, band);
-    compressed += c.int_at(band.start + 3) != 0;
+    compressed += c.int_at(band.start + AUDIOPOST_DRC_BAND_ENABLE) != 0;
   }
   if (compressed > 0 && compressed < run) c.note(AUDIOPOST_RULE_SOME_COMPRESSED, where, {start});
   if (bands >= 2 && bands <= 4) check_crossover(c, channel, bands);
@@ -78,19 +90,19 @@ void check_multiband_drc(Checker& c, int channel) {
 // ---- Agc, Maximizer ---------------------------------------------------------------------------------
 void check_peak_stage(Checker& c, int channel, bool agc, bool limiter) {
   const Where agc_where{AUDIOPOST_EFFECT_AGC, channel}, where{AUDIOPOST_EFFECT_MAXIMIZER, channel};
-  const int max_threshold = start_of(where), ceiling = max_threshold + 1, release = max_threshold + 2,
-            compress_start = max_threshold + 3, attack_time = max_threshold + 8,
-            release_time = max_threshold + 9, hold_time = max_threshold + 10;
+  const int start = start_of(where), hold_time = start + AUDIOPOST_AGC_HOLD_TIME;
   if (agc) {
-    c.usable(agc_where, fields(kAgcFields), max_threshold);
-    c.time(agc_where, attack_time, c.at(attack_time));
-    c.time(agc_where, release_time, c.at(release_time));
+    c.usable(agc_where, fields(kAgcFields), start);
+    for (const int time : {start + AUDIOPOST_AGC_ATTACK_TIME, start + AUDIOPOST_AGC_RELEASE_TIME})
+      c.time(agc_where, time, c.at(time));
     if (c.at(hold_time) != 0.0f) c.note(AUDIOPOST_RULE_HOLD_TIME, agc_where, {hold_time});
   }
-  c.curve(agc_where, compress_start, agc);
+  c.curve(agc_where, start + AUDIOPOST_AGC_COMPRESS_START, agc);
   if (!limiter) return;
+  const int max_threshold = start + AUDIOPOST_MAXIMIZER_MAX_THRESHOLD,
+            ceiling = start + AUDIOPOST_MAXIMIZER_CEILING, release = start + AUDIOPOST_MAXIMIZER_RELEASE;
   constexpr float kKnee = 2.5f;
-  c.usable(where, fields(kMaximizerFields), max_threshold);
+  c.usable(where, fields(kMaximizerFields), start);
   if (c.at(max_threshold) > kKnee)
     c.warn(AUDIOPOST_RULE_LIMITER_NO_KNEE, where, {max_threshold}, {-INFINITY, kKnee});
   if (c.at(ceiling) > 0.0f) c.note(AUDIOPOST_RULE_CEILING_HIGH, where, {ceiling}, {-INFINITY, 0.0f});

@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "audiopost_check.h"
+#include "zelkaudio_effect_eqdrc.h"
 
 namespace check {
 
@@ -38,75 +39,93 @@ constexpr Fields fields(const Field (&list)[N]) {
 
 // ---- The layout of each group -----------------------------------------------------------------------
 inline constexpr Field kChainFields[] = {
-    {0, "sample_rate", Kind::integer, "Hz", ""},
-    {1, "bit_rate", Kind::integer, "bits", "of the PCM: 16, 24 or 32"},
-    {2, "channel_link", Kind::flag, "", "true: every channel uses the settings of channel 0"},
-    {3, "channels", Kind::integer, "", "interleaved; most effects allow 1 or 2"},
-    {4, "version", Kind::number, "", "of the tuning tool; must be 2.0"},
+    {AUDIOPOST_SAMPLE_RATE, "sample_rate", Kind::integer, "Hz", ""},
+    {AUDIOPOST_BIT_RATE, "bit_rate", Kind::integer, "bits", "of the PCM: 16, 24 or 32"},
+    {AUDIOPOST_CHANNEL_LINK, "channel_link", Kind::flag, "",
+     "true: every channel uses the settings of channel 0"},
+    {AUDIOPOST_CHANNELS, "channels", Kind::integer, "", "interleaved; most effects allow 1 or 2"},
+    {AUDIOPOST_TOOL_VERSION, "version", Kind::number, "", "of the tuning tool; must be 2.0"},
 };
 inline constexpr Field kGainFields[] = {{0, "gain_dB", Kind::number, "dB", "input gain", -60, 20}};
 inline constexpr Field kEnableFields[] = {{0, "enable", Kind::flag, "", ""}};
 inline constexpr Field kAutoGainFields[] = {
-    {0, "target_i_dB", Kind::number, "LUFS", "integrated loudness to steer to", -40, -5},
-    {1, "attack_time", Kind::number, "ms", "rising gain"},
-    {2, "release_time", Kind::number, "ms", "falling gain"},
-    {3, "r128_wins", Kind::integer, "ms", "window of the loudness meter; 400 by the standard"},
-    {4, "r128_steps", Kind::integer, "ms", "between two readings; not shorter than a block"},
+    {AUDIOPOST_AUTOGAIN_TARGET_I_DB, "target_i_dB", Kind::number, "LUFS", "integrated loudness to steer to",
+     -40, -5},
+    {AUDIOPOST_AUTOGAIN_ATTACK_TIME, "attack_time", Kind::number, "ms", "rising gain"},
+    {AUDIOPOST_AUTOGAIN_RELEASE_TIME, "release_time", Kind::number, "ms", "falling gain"},
+    {AUDIOPOST_AUTOGAIN_R128_WINS, "r128_wins", Kind::integer, "ms",
+     "window of the loudness meter; 400 by the standard"},
+    {AUDIOPOST_AUTOGAIN_R128_STEPS, "r128_steps", Kind::integer, "ms",
+     "between two readings; not shorter than a block"},
 };
 inline constexpr Field kBassEnhancerFields[] = {
-    {0, "amount_dB", Kind::number, "dB", "level of the harmonics", -60, 20},
-    {1, "drive", Kind::number, "", "of the waveshaper", 1, 11},
-    {2, "blend", Kind::number, "", "shape of the waveshaper", 0, 10},
-    {3, "freq", Kind::number, "Hz", "what lies below is replaced by harmonics"},
-    {4, "floor_active", Kind::flag, "", ""},
-    {5, "floor", Kind::number, "Hz", "harmonics below are cut when floor_active"},
+    {AUDIOPOST_BASS_AMOUNT_DB, "amount_dB", Kind::number, "dB", "level of the harmonics", -60, 20},
+    {AUDIOPOST_BASS_DRIVE, "drive", Kind::number, "", "of the waveshaper", 1, 11},
+    {AUDIOPOST_BASS_BLEND, "blend", Kind::number, "", "shape of the waveshaper", 0, 10},
+    {AUDIOPOST_BASS_FREQ, "freq", Kind::number, "Hz", "what lies below is replaced by harmonics"},
+    {AUDIOPOST_BASS_FLOOR_ACTIVE, "floor_active", Kind::flag, "", ""},
+    {AUDIOPOST_BASS_FLOOR, "floor", Kind::number, "Hz", "harmonics below are cut when floor_active"},
 };
 inline constexpr Field kExciterFields[] = {
-    {0, "even_harmonics", Kind::number, "", "bias before the clipper; 0 gives odd harmonics alone", -1, 1},
-    {1, "distortion_amount", Kind::number, "", "drive is 10 to the power of twice this", 0, 1},
-    {2, "Cutoff", Kind::number, "Hz", "harmonics are made of what lies above"},
-    {3, "mix", Kind::number, "", "share of the processed signal", 0, 1},
+    {AUDIOPOST_EXCITER_EVEN_HARMONICS, "even_harmonics", Kind::number, "",
+     "bias before the clipper; 0 gives odd harmonics alone", -1, 1},
+    {AUDIOPOST_EXCITER_DISTORTION_AMOUNT, "distortion_amount", Kind::number, "",
+     "drive is 10 to the power of twice this", 0, 1},
+    {AUDIOPOST_EXCITER_CUTOFF, "Cutoff", Kind::number, "Hz", "harmonics are made of what lies above"},
+    {AUDIOPOST_EXCITER_MIX, "mix", Kind::number, "", "share of the processed signal", 0, 1},
 };
 inline constexpr Field kDeEsserFields[] = {
-    {0, "f0", Kind::number, "Hz", "centre of the sibilance"},
-    {1, "threshold", Kind::number, "dBFS", "level in that octave above which it is ducked"},
+    {AUDIOPOST_DEESSER_F0, "f0", Kind::number, "Hz", "centre of the sibilance"},
+    {AUDIOPOST_DEESSER_THRESHOLD, "threshold", Kind::number, "dBFS",
+     "level in that octave above which it is ducked"},
 };
 inline constexpr Field kEqBandFields[] = {
-    {0, "enable", Kind::flag, "", ""},    {1, "type", Kind::filter, "", ""},
-    {2, "fc", Kind::number, "Hz", ""},    {3, "Q", Kind::number, "", ""},
-    {4, "boost", Kind::number, "dB", ""},
+    {AUDIOPOST_EQ10_BAND_ENABLE, "enable", Kind::flag, "", ""},
+    {AUDIOPOST_EQ10_TYPE, "type", Kind::filter, "", ""},
+    {AUDIOPOST_EQ10_FC, "fc", Kind::number, "Hz", ""},
+    {AUDIOPOST_EQ10_Q, "Q", Kind::number, "", ""},
+    {AUDIOPOST_EQ10_BOOST, "boost", Kind::number, "dB", ""},
 };
-inline constexpr Field kCrossoverFields[] = {
-    {0, "crossover_band", Kind::integer, "", "bands in use: 2 (low, high), 3 (with mid1) or 4"}};
+inline constexpr Field kCrossoverFields[] = {{AUDIOPOST_DRC_CROSSOVER_BAND, "crossover_band", Kind::integer,
+                                              "", "bands in use: 2 (low, high), 3 (with mid1) or 4"}};
 inline constexpr Field kDrcBandFields[] = {
-    {0, "freq_start", Kind::number, "Hz", "lower edge; the low band has none"},
-    {1, "freq_end", Kind::number, "Hz", "upper edge; the high band has none"},
-    {2, "gain_dB", Kind::number, "dB", "before the compressor", -60, 20},
-    {3, "drc_enable", Kind::flag, "", "a compressed band is scaled by 1 / crossover_band as well"},
-    {4, "compress_start", Kind::number, "dBFS", "compression above; expand_end ... 0"},
-    {5, "expand_end", Kind::number, "dBFS", "expansion below; noise_threshold ... compress_start"},
-    {6, "noise_threshold", Kind::number, "dBFS", "the expander's unity point; below expand_end"},
-    {7, "max_gain", Kind::number, "dB", "between expand_end and compress_start"},
-    {8, "max_peak", Kind::number, "dBFS", "output for full scale; at least compress_start + max_gain"},
-    {9, "attack_time", Kind::integer, "ms", ""},
-    {10, "release_time", Kind::integer, "ms", ""},
-    {11, "hold_time", Kind::integer, "ms", "has no effect"},
+    {AUDIOPOST_DRC_FREQ_START, "freq_start", Kind::number, "Hz", "lower edge; the low band has none"},
+    {AUDIOPOST_DRC_FREQ_END, "freq_end", Kind::number, "Hz", "upper edge; the high band has none"},
+    {AUDIOPOST_DRC_GAIN_DB, "gain_dB", Kind::number, "dB", "before the compressor", -60, 20},
+    {AUDIOPOST_DRC_BAND_ENABLE, "drc_enable", Kind::flag, "",
+     "a compressed band is scaled by 1 / crossover_band as well"},
+    {AUDIOPOST_DRC_COMPRESS_START, "compress_start", Kind::number, "dBFS",
+     "compression above; expand_end ... 0"},
+    {AUDIOPOST_DRC_EXPAND_END, "expand_end", Kind::number, "dBFS",
+     "expansion below; noise_threshold ... compress_start"},
+    {AUDIOPOST_DRC_NOISE_THRESHOLD, "noise_threshold", Kind::number, "dBFS",
+     "the expander's unity point; below expand_end"},
+    {AUDIOPOST_DRC_MAX_GAIN, "max_gain", Kind::number, "dB", "between expand_end and compress_start"},
+    {AUDIOPOST_DRC_MAX_PEAK, "max_peak", Kind::number, "dBFS",
+     "output for full scale; at least compress_start + max_gain"},
+    {AUDIOPOST_DRC_ATTACK_TIME, "attack_time", Kind::integer, "ms", ""},
+    {AUDIOPOST_DRC_RELEASE_TIME, "release_time", Kind::integer, "ms", ""},
+    {AUDIOPOST_DRC_HOLD_TIME, "hold_time", Kind::integer, "ms", "has no effect"},
 };
 inline constexpr Field kAgcFields[] = {
-    {3, "compress_start", Kind::number, "dBFS", "compression above; expand_end ... 0"},
-    {4, "expand_end", Kind::number, "dBFS", "expansion below; noise_threshold ... compress_start"},
-    {5, "noise_threshold", Kind::number, "dBFS", "the expander's unity point; below expand_end"},
-    {6, "max_gain", Kind::number, "dB", "between expand_end and compress_start"},
-    {7, "max_peak", Kind::number, "dBFS", "output for full scale; at least compress_start + max_gain"},
-    {8, "attack_time", Kind::number, "ms", "rising gain"},
-    {9, "release_time", Kind::number, "ms", "falling gain"},
-    {10, "hold_time", Kind::number, "ms", "has no effect"},
+    {AUDIOPOST_AGC_COMPRESS_START, "compress_start", Kind::number, "dBFS",
+     "compression above; expand_end ... 0"},
+    {AUDIOPOST_AGC_EXPAND_END, "expand_end", Kind::number, "dBFS",
+     "expansion below; noise_threshold ... compress_start"},
+    {AUDIOPOST_AGC_NOISE_THRESHOLD, "noise_threshold", Kind::number, "dBFS",
+     "the expander's unity point; below expand_end"},
+    {AUDIOPOST_AGC_MAX_GAIN, "max_gain", Kind::number, "dB", "between expand_end and compress_start"},
+    {AUDIOPOST_AGC_MAX_PEAK, "max_peak", Kind::number, "dBFS",
+     "output for full scale; at least compress_start + max_gain"},
+    {AUDIOPOST_AGC_ATTACK_TIME, "attack_time", Kind::number, "ms", "rising gain"},
+    {AUDIOPOST_AGC_RELEASE_TIME, "release_time", Kind::number, "ms", "falling gain"},
+    {AUDIOPOST_AGC_HOLD_TIME, "hold_time", Kind::number, "ms", "has no effect"},
 };
 inline constexpr Field kMaximizerFields[] = {
-    {0, "max_threshold", Kind::number, "dBFS", "limiting above", -24, 0},
-    {1, "ceiling", Kind::number, "dBFS",
+    {AUDIOPOST_MAXIMIZER_MAX_THRESHOLD, "max_threshold", Kind::number, "dBFS", "limiting above", -24, 0},
+    {AUDIOPOST_MAXIMIZER_CEILING, "ceiling", Kind::number, "dBFS",
      "level of loud, steady sound; ceiling - max_threshold is make-up gain"},
-    {2, "release", Kind::number, "ms", ""},
+    {AUDIOPOST_MAXIMIZER_RELEASE, "release", Kind::number, "ms", ""},
 };
 
 // ---- Where they stand -------------------------------------------------------------------------------
@@ -118,20 +137,27 @@ struct Effect {
 };
 // By audiopost_effect.
 inline constexpr Effect kEffects[AUDIOPOST_EFFECTS] = {
-    {"chain", -1, 20, 5},           {"AutoGain", 10, 30, 0}, {"BassEnhancer", 11, 60, 10},
-    {"Exciter", 12, 80, 5},         {"DeEsser", 13, 90, 5},  {"EQ10", 14, 100, 50},
-    {"MultiBandDRC", 15, 200, 100}, {"Agc", 16, 400, 20},    {"Maximizer", 17, 400, 20},
+    {"chain", -1, AUDIOPOST_GAIN_SECTION, AUDIOPOST_GAIN_STRIDE},
+    {"AutoGain", AUDIOPOST_AUTOGAIN_ENABLE, AUDIOPOST_AUTOGAIN_SECTION, 0},
+    {"BassEnhancer", AUDIOPOST_BASS_ENABLE, AUDIOPOST_BASS_SECTION, AUDIOPOST_BASS_STRIDE},
+    {"Exciter", AUDIOPOST_EXCITER_ENABLE, AUDIOPOST_EXCITER_SECTION, AUDIOPOST_EXCITER_STRIDE},
+    {"DeEsser", AUDIOPOST_DEESSER_ENABLE, AUDIOPOST_DEESSER_SECTION, AUDIOPOST_DEESSER_STRIDE},
+    {"EQ10", AUDIOPOST_EQ10_ENABLE, AUDIOPOST_EQ10_SECTION, AUDIOPOST_EQ10_STRIDE},
+    {"MultiBandDRC", AUDIOPOST_DRC_ENABLE, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE},
+    {"Agc", AUDIOPOST_AGC_ENABLE, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE},
+    {"Maximizer", AUDIOPOST_MAXIMIZER_ENABLE, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE},
 };
 
 constexpr int kTextChannels = 2;  // channels that have settings of their own in the layout
-constexpr int kEqBands = 10;
-constexpr int kEqBandLength = 5;
 struct DrcBand {
   const char* name;
   int offset;
 };
 // By audiopost_drc_band.
-inline constexpr DrcBand kDrcBands[] = {{"low", 10}, {"high", 70}, {"mid1", 30}, {"mid2", 50}};
+inline constexpr DrcBand kDrcBands[] = {{"low", AUDIOPOST_DRC_LOW},
+                                        {"high", AUDIOPOST_DRC_HIGH},
+                                        {"mid1", AUDIOPOST_DRC_MID1},
+                                        {"mid2", AUDIOPOST_DRC_MID2}};
 // As a listener counts them.
 inline constexpr int kDrcBandsUpward[] = {AUDIOPOST_BAND_LOW, AUDIOPOST_BAND_MID1, AUDIOPOST_BAND_MID2,
                                           AUDIOPOST_BAND_HIGH};
@@ -171,7 +197,8 @@ constexpr Groups make_groups() {
     for (int ch = 0; ch < kTextChannels && effect.stride > 0; ++ch) {
       const int start = effect.section + ch * effect.stride;
       if (e == AUDIOPOST_EFFECT_EQ10)
-        for (int b = 0; b < kEqBands; ++b) all.add({e, ch, b}, start + kEqBandLength * b, of_channel[e]);
+        for (int b = 0; b < AUDIOPOST_EQ10_BANDS; ++b)
+          all.add({e, ch, b}, start + AUDIOPOST_EQ10_BAND_STRIDE * b, of_channel[e]);
       else
         all.add({e, ch}, start, of_channel[e]);
       if (e != AUDIOPOST_EFFECT_MULTIBAND_DRC) continue;

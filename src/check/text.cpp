@@ -66,6 +66,14 @@ constexpr Sentence kSentences[] = {
     {AUDIOPOST_RULE_FREQUENCY_LOW, "%n %v Hz is not above 0; its filter would not work"},
     {AUDIOPOST_RULE_FREQUENCY_HIGH,
      "%n %v Hz is not below half the sample rate, %m Hz; its filter would be unstable"},
+    {AUDIOPOST_RULE_FILTER_INFINITE,
+     "%n %v Hz%t: the filter's coefficients are not finite; the chain would play noise or nothing"},
+    {AUDIOPOST_RULE_FILTER_UNSTABLE,
+     "%n %v Hz%t: in single precision the filter has a pole on or outside the unit circle; it would be "
+     "unstable"},
+    {AUDIOPOST_RULE_FILTER_LINGERS,
+     "%n %v Hz%t: in single precision the filter may never come to rest; a constant or a tone would stay"},
+    {AUDIOPOST_RULE_FILTER_NOISE, "%n %v Hz%t: the filter's rounding noise reaches %r dBFS under loud music"},
     {AUDIOPOST_RULE_TIME_NEGATIVE, "%n %v ms is negative; the level would run away"},
     {AUDIOPOST_RULE_TIME_ZERO, "%n is 0; the change comes at once"},
     {AUDIOPOST_RULE_TIME_LONG, "%n %i ms is too long at this sample rate; it overflows"},
@@ -98,6 +106,8 @@ constexpr Sentence kSentences[] = {
      "%n %v ms is %c samples, shorter than a block of %l; the chain would end the process"},
     {AUDIOPOST_RULE_WINDOW_LONG, "%n %v ms is too long; AudioPost_Init would fail"},
     {AUDIOPOST_RULE_WINDOW_NONE, "%n %v ms leaves no window to measure; the gain would stay at 0 dB"},
+    {AUDIOPOST_RULE_METER,
+     "%n %i Hz leaves the loudness meter's filters unstable; the gain would follow noise"},
     {AUDIOPOST_RULE_HARMONICS_HIGH,
      "three times %n %v Hz is not below half the sample rate; the harmonics' filter would be unstable"},
     {AUDIOPOST_RULE_SHAPER_INFINITE,
@@ -145,10 +155,11 @@ const char* drc_band_name(const audiopost_finding& f, int field) {
   return found.group && found.group->where.band >= 0 ? kDrcBands[found.group->where.band].name : "band";
 }
 
-// What Q means to the filter type in the second field.
+// What Q means to the filter type in the last field.
 const char* meaning_of_q(const audiopost_finding& f) {
-  if (f.fields < 2 || std::strcmp(name_of(f, 0), "Q") != 0) return "";
-  const int type = integer(f.value[1]);
+  const int last = f.fields - 1;
+  if (last < 1 || last >= AUDIOPOST_FINDING_FIELDS || std::strcmp(name_of(f, last - 1), "Q") != 0) return "";
+  const int type = integer(f.value[last]);
   return type == LowShelf || type == HighShelf ? " (here the slope S)"
          : type == BandPass                    ? " (here octaves)"
                                                : "";
@@ -198,11 +209,17 @@ void add_part(Text& text, const audiopost_finding& f, char part) {
     case 'o':
       return text.add(f.off ? " (it is off, but the chain checks it all the same)" : "");
     case 'p':
-      return text.add(f.value[0] < 1.0f ? "play nothing" : "leave bands out");
+      return text.add(integer(f.value[0]) < 1 ? "play nothing" : "leave bands out");
     case 'q':
       return text.add(meaning_of_q(f));
+    case 'r':
+      return text.add(std::round(f.noise_dBFS));
     case 's':
       return text.add(integer(f.value[0]) == 24 ? "48" : "96");
+    case 't':
+      if (f.fields < 2) return;
+      text.add(", Q "), text.add(f.value[1]);
+      return text.add(meaning_of_q(f));
     case 'u':
       return add_unread(text, f, false);
     default:
