@@ -30,6 +30,7 @@ void check_all(Checker& c) {
   if (c.created(AUDIOPOST_EFFECT_EQ10)) check_eq10(c);
   check_stereo(c, AUDIOPOST_EFFECT_MULTIBAND_DRC, check_multiband_drc);
   check_peak_stages(c);
+  check_levels(c);
 }
 
 }  // namespace

@@ -111,6 +111,7 @@ void check_de_esser(Checker& c, int channel);
 void check_eq10(Checker& c);
 void check_multiband_drc(Checker& c, int channel);
 void check_peak_stage(Checker& c, int channel, bool agc, bool limiter);
+void check_levels(Checker& c);
 
 // The group of an effect that holds an index, and the field there; nulls where there is none.
 struct Found {

@@ -99,6 +99,9 @@ constexpr Sentence kSentences[] = {
     {AUDIOPOST_RULE_UNREAD, "%u where the chain reads no setting: index %k"},
     {AUDIOPOST_RULE_IGNORED_LINKED, "is ignored: the channels are linked, all use channel 0"},
     {AUDIOPOST_RULE_IGNORED_MONO, "is ignored: the record has one channel"},
+    {AUDIOPOST_RULE_LEVEL,
+     "gains and resonances up to here may add up to more than a float can hold; the chain would play noise "
+     "or nothing"},
     {AUDIOPOST_RULE_STEP_SHORT,
      "%n %v ms is %c samples, shorter than a block of %l; the chain would end the process"},
     {AUDIOPOST_RULE_WINDOW_LONG, "%n %v ms is too long; AudioPost_Init would fail"},

@@ -40,6 +40,28 @@ filters::Fate filters::fate(const BiquadCoeffs& c) {
   return Fate::rests;
 }
 
+// |B|^2 and |A|^2 are quadratics in p = sin^2(w / 2), which keeps the low frequencies apart; their ratio is largest at
+// an end or where its derivative, a quadratic too, is zero.
+double filters::peak_gain(const BiquadCoeffs& c) {
+  struct Quadratic {
+    double q0, q1, q2;
+    Quadratic(double c0, double c1, double c2)
+        : q0((c0 + c1 + c2) * (c0 + c1 + c2)),
+          q1(-4.0 * (c1 * (c0 + c2) + 4.0 * c0 * c2)),
+          q2(16.0 * c0 * c2) {}
+    double at(double p) const { return q0 + p * (q1 + p * q2); }
+  };
+  const Quadratic n(c.b0, c.b1, c.b2), d(1.0, c.a1, c.a2);
+  const auto ratio = [&](double p) { return std::fmax(0.0, n.at(p)) / d.at(p); };
+  double largest = std::fmax(ratio(0.0), ratio(1.0));
+  // k2 p^2 + 2 k1 p + k0 = 0, in the form that does not cancel.
+  const double k2 = n.q2 * d.q1 - n.q1 * d.q2, k1 = n.q2 * d.q0 - n.q0 * d.q2, k0 = n.q1 * d.q0 - n.q0 * d.q1;
+  const double root = std::sqrt(std::fmax(0.0, k1 * k1 - k2 * k0)), sum = -(k1 + std::copysign(root, k1));
+  for (const double p : {sum / k2, k0 / sum})
+    if (p > 0.0 && p < 1.0) largest = std::fmax(largest, ratio(p));
+  return std::sqrt(largest);
+}
+
 // Errors are uniform and independent. An error's power relative to its result's: (ulp^2 / 12), averaged over
 // mantissas that are spread evenly on a logarithmic scale.
 double filters::noise_dBFS(const BiquadCoeffs& c, int sample_rate) {

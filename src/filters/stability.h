@@ -16,6 +16,9 @@ enum class Fate {
 // Of a section as biquad_step runs it; a first-order one has b2 = a2 = 0.
 Fate fate(const BiquadCoeffs& section);
 
+// The largest magnitude of its frequency response. Only for a section that is stable.
+double peak_gain(const BiquadCoeffs& section);
+
 // The rms of the section's rounding errors at its output, relative to full scale, while it plays music that
 // reaches full scale. Only for a section that rests.
 double noise_dBFS(const BiquadCoeffs& section, int sample_rate);
