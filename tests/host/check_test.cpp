@@ -174,7 +174,7 @@ TEST_CASE("findings say in a tuner's words what the chain does to a setting") {
        "max_peak -70 dB asks for a gain below -60 dB; the chain's end there"},
       {61, 12.5f, kWarning, "BassEnhancer channel 0",
        "drive 12.5: above 12 the waveshaper's curve jumps at zero; the start thumps and soft bass buzzes"},
-      {20, 200, kNote, "chain channel 0", "gain_dB 200 lies outside -60 ... 20"},
+      {20, 120, kNote, "chain channel 0", "gain_dB 120 lies outside -60 ... 20"},
       {252, 100, kNote, "MultiBandDRC channel 0 mid2 band", "gain_dB 100 lies outside -60 ... 20"},
       {30, 16, kNote, "AutoGain", "target_i_dB 16 lies outside -40 ... -5"},
       {400, -40, kNote, "Maximizer channel 0", "max_threshold -40 lies outside -24 ... 0"},
