@@ -63,7 +63,7 @@ constexpr Sentence kSentences[] = {
      "%n is %i: the chain creates the effect but never runs it; 1 turns it on, 0 off"},
     {AUDIOPOST_RULE_STEREO_ONLY,
      "allows one or two channels and the record has %i; the chain would end the process"},
-    {AUDIOPOST_RULE_FREQUENCY_LOW, "%n %v Hz is not above 0; its filter would not work"},
+    {AUDIOPOST_RULE_FREQUENCY_LOW, "%n %v Hz is not above 0; its filter would be unstable"},
     {AUDIOPOST_RULE_FREQUENCY_HIGH,
      "%n %v Hz is not below half the sample rate, %m Hz; its filter would be unstable"},
     {AUDIOPOST_RULE_FILTER_INFINITE,
@@ -107,7 +107,8 @@ constexpr Sentence kSentences[] = {
     {AUDIOPOST_RULE_WINDOW_LONG, "%n %v ms is too long; AudioPost_Init would fail"},
     {AUDIOPOST_RULE_WINDOW_NONE, "%n %v ms leaves no window to measure; the gain would stay at 0 dB"},
     {AUDIOPOST_RULE_METER,
-     "%n %i Hz: the loudness meter's filters are not stable at this rate; the gain would follow wrong readings"},
+     "%n %i Hz: the loudness meter's filters are not stable at this rate; the gain would follow wrong "
+     "readings"},
     {AUDIOPOST_RULE_HARMONICS_HIGH,
      "three times %n %v Hz is not below half the sample rate; the harmonics' filter would be unstable"},
     {AUDIOPOST_RULE_SHAPER_INFINITE,
