@@ -93,10 +93,9 @@ void Checker::filter(Where where, std::initializer_list<int> indices,
   const float hz = at(*indices.begin());
   for (const int index : indices)
     if (!std::isfinite(at(index))) return;  // said already
-  if (!(hz < half_rate())) {
-    refuse(AUDIOPOST_RULE_FREQUENCY_HIGH, where, indices, {-INFINITY, half_rate()});
-    return;
-  }
+  if (!(hz > 0.0f)) return refuse(AUDIOPOST_RULE_FREQUENCY_LOW, where, indices, {0.0f, INFINITY});
+  if (!(hz < half_rate()))
+    return refuse(AUDIOPOST_RULE_FREQUENCY_HIGH, where, indices, {-INFINITY, half_rate()});
   filters::Fate fate = filters::Fate::rests;
   double noise_dBFS = -INFINITY;
   for (const BiquadCoeffs& section : sections) {
@@ -105,10 +104,7 @@ void Checker::filter(Where where, std::initializer_list<int> indices,
       noise_dBFS = std::max(noise_dBFS, filters::noise_dBFS(section, sample_rate));
   }
   const bool rests = fate == filters::Fate::rests;
-  if (!(hz > 0.0f))
-    add(rests || !runs ? AUDIOPOST_WARNING : AUDIOPOST_UNSTABLE, AUDIOPOST_RULE_FREQUENCY_LOW, where, indices,
-        {0.0f, INFINITY});
-  else if (fate == filters::Fate::not_finite)
+  if (fate == filters::Fate::not_finite)
     refuse(AUDIOPOST_RULE_FILTER_INFINITE, where, indices);
   else if (fate == filters::Fate::unstable)
     refuse(AUDIOPOST_RULE_FILTER_UNSTABLE, where, indices);

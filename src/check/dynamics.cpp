@@ -61,11 +61,11 @@ void check_crossover(Checker& c, int channel, int bands) {
     const int end = to(below), start = from(above);
     c.filter(band_at(channel, below).where, {end}, {lowpass[below]});
     c.filter(band_at(channel, above).where, {start}, {highpass[above]});
-    const int severity = c.at(start) > 2.0f * c.at(end) ? AUDIOPOST_WARNING : AUDIOPOST_NOTE;  // an octave
+    const bool octave = c.at(start) > 2.0f * c.at(end);
     if (c.at(end) < c.at(start))
-      c.add(severity, AUDIOPOST_RULE_BANDS_APART, where, {end, start});
+      c.add(octave ? AUDIOPOST_WARNING : AUDIOPOST_NOTE, AUDIOPOST_RULE_BANDS_APART, where, {end, start});
     else if (c.at(end) > c.at(start))
-      c.add(severity, AUDIOPOST_RULE_BANDS_OVERLAP, where, {end, start});
+      c.note(AUDIOPOST_RULE_BANDS_OVERLAP, where, {end, start});
     below = above;
   }
 }

@@ -1,4 +1,5 @@
 // Findings in words: a sentence per rule, and what the chain itself says.
+#include <algorithm>
 #include <cstring>
 
 #include "check/checker.h"
@@ -63,7 +64,7 @@ constexpr Sentence kSentences[] = {
      "%n is %i: the chain creates the effect but never runs it; 1 turns it on, 0 off"},
     {AUDIOPOST_RULE_STEREO_ONLY,
      "allows one or two channels and the record has %i; the chain would end the process"},
-    {AUDIOPOST_RULE_FREQUENCY_LOW, "%n %v Hz is not above 0; its filter would not work"},
+    {AUDIOPOST_RULE_FREQUENCY_LOW, "%n %v Hz is not above 0; its filter would be unstable"},
     {AUDIOPOST_RULE_FREQUENCY_HIGH,
      "%n %v Hz is not below half the sample rate, %m Hz; its filter would be unstable"},
     {AUDIOPOST_RULE_FILTER_INFINITE,
@@ -107,7 +108,8 @@ constexpr Sentence kSentences[] = {
     {AUDIOPOST_RULE_WINDOW_LONG, "%n %v ms is too long; AudioPost_Init would fail"},
     {AUDIOPOST_RULE_WINDOW_NONE, "%n %v ms leaves no window to measure; the gain would stay at 0 dB"},
     {AUDIOPOST_RULE_METER,
-     "%n %i Hz: the loudness meter's filters are not stable at this rate; the gain would follow wrong readings"},
+     "%n %i Hz: the loudness meter's filters are not stable at this rate; the gain would follow wrong "
+     "readings"},
     {AUDIOPOST_RULE_HARMONICS_HIGH,
      "three times %n %v Hz is not below half the sample rate; the harmonics' filter would be unstable"},
     {AUDIOPOST_RULE_SHAPER_INFINITE,
@@ -144,6 +146,9 @@ constexpr Sentence kSentences[] = {
 
 int integer(float value) { return common::truncate_to_int(static_cast<double>(value)); }
 
+// A finding may come from anywhere.
+int fields_of(const audiopost_finding& f) { return std::clamp(f.fields, 0, AUDIOPOST_FINDING_FIELDS); }
+
 const char* name_of(const audiopost_finding& f, int field) {
   Found found = find(f.effect, f.index[field]);
   if (!found.field) found = find(f.index[field]);  // an effect's finding about the header
@@ -157,8 +162,8 @@ const char* drc_band_name(const audiopost_finding& f, int field) {
 
 // What Q means to the filter type in the last field.
 const char* meaning_of_q(const audiopost_finding& f) {
-  const int last = f.fields - 1;
-  if (last < 1 || last >= AUDIOPOST_FINDING_FIELDS || std::strcmp(name_of(f, last - 1), "Q") != 0) return "";
+  const int last = fields_of(f) - 1;
+  if (last < 1 || std::strcmp(name_of(f, last - 1), "Q") != 0) return "";
   const int type = integer(f.value[last]);
   return type == LowShelf || type == HighShelf ? " (here the slope S)"
          : type == BandPass                    ? " (here octaves)"
@@ -171,11 +176,11 @@ void add_unread(Text& text, const audiopost_finding& f, bool indices) {
     text.add(f.count == 1 ? " value stands" : " values stand");
     return;
   }
-  for (int i = 0; i < f.fields; ++i) {
+  for (int i = 0; i < fields_of(f); ++i) {
     if (i) text.add(", ");
     text.add(f.index[i]);
   }
-  if (f.count > f.fields) text.add(", ...");
+  if (f.count > fields_of(f)) text.add(", ...");
 }
 
 void add_part(Text& text, const audiopost_finding& f, char part) {
@@ -217,7 +222,7 @@ void add_part(Text& text, const audiopost_finding& f, char part) {
     case 's':
       return text.add(integer(f.value[0]) == 24 ? "48" : "96");
     case 't':
-      if (f.fields < 2) return;
+      if (fields_of(f) < 2) return;
       text.add(", Q "), text.add(f.value[1]);
       return text.add(meaning_of_q(f));
     case 'u':
