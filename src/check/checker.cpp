@@ -117,8 +117,11 @@ void Checker::filter(Where where, std::initializer_list<int> indices,
          {-INFINITY, INFINITY, 0, static_cast<float>(noise_dBFS)});
 }
 
-void Checker::time(Where where, int index, float ms) {
-  if (ms < 0.0f)
+void Checker::time(Where where, int index, float ms, Smooths what) {
+  const bool negative = ms <= 0.0f && std::signbit(ms);  // -0.0 as well: the exponent's sign is what counts
+  if (negative && what == Smooths::gain)
+    refuse(AUDIOPOST_RULE_TIME_NEGATIVE, where, {index}, {0.0f, INFINITY});
+  else if (negative)
     warn(AUDIOPOST_RULE_TIME_NEGATIVE, where, {index}, {0.0f, INFINITY});
   else if (ms == 0.0f)
     note(AUDIOPOST_RULE_TIME_ZERO, where, {index});

@@ -84,7 +84,10 @@ class Checker {
   enum class Path { heard, measures };
   void filter(Where where, std::initializer_list<int> indices, std::initializer_list<BiquadCoeffs> sections,
               Path path = Path::heard);
-  void time(Where where, int index, float ms);
+  // A negative time drives what it smooths away from its goal: a gain soon is infinite, while a follower of levels only
+  // leaves the gain at an end of its table.
+  enum class Smooths { gain, level };
+  void time(Where where, int index, float ms, Smooths what = Smooths::gain);
   void clamped(Where where, int index, float least, float most, int type_index);
   // The corners of an expander/compressor curve, from compress_start on.
   void curve(Where where, int start, bool on);

@@ -29,7 +29,7 @@ void check_band(Checker& c, const BandAt& band) {
   if (enable == 0) return;
   for (const int time : {start + AUDIOPOST_DRC_ATTACK_TIME, start + AUDIOPOST_DRC_RELEASE_TIME}) {
     const int ms = c.int_at(time);
-    c.time(where, time, static_cast<float>(ms));
+    c.time(where, time, static_cast<float>(ms), Checker::Smooths::level);
     if (ms > 0 && int64_t{ms} * c.sample_rate > INT32_MAX)
       c.warn(AUDIOPOST_RULE_TIME_LONG, where, {time},
              {-INFINITY, static_cast<float>(INT32_MAX / c.sample_rate)});

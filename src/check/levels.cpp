@@ -26,16 +26,17 @@ double held(double value) { return value < kMost ? value : kTooMuch; }
 // The value, if what is computed on the way to it can be held as well.
 double held(double value, double on_the_way) { return on_the_way < kMost ? held(value) : kTooMuch; }
 
-// The most by which filters in series, each `times` over, lift a peak: of all of order n together, the sum of |h| is at
-// most 2n + 1 times the largest gain (S. Boyd and J. Doyle, "Comparison of peak and RMS gains for discrete-time
+// The most by which filters in series, all of them `times` over, lift a peak: of order n together, their sum of |h| is
+// at most 2n + 1 times their largest gain (S. Boyd and J. Doyle, "Comparison of peak and RMS gains for discrete-time
 // systems", Systems & Control Letters 9, 1987).
+double peak_factor(const BiquadCoeffs* sections, int count, int times) {
+  for (int i = 0; i < count; ++i)
+    if (filters::fate(sections[i]) != filters::Fate::rests) return kTooMuch;
+  return std::pow(filters::peak_gain(sections, count), times) * (4.0 * times * count + 1.0);
+}
+
 double peak_factor(std::initializer_list<BiquadCoeffs> sections, int times = 1) {
-  double gain = 1.0;
-  for (const BiquadCoeffs& section : sections) {
-    if (filters::fate(section) != filters::Fate::rests) return kTooMuch;
-    for (int i = 0; i < times; ++i) gain *= filters::peak_gain(section);
-  }
-  return gain * (4.0 * times * static_cast<double>(sections.size()) + 1.0);
+  return peak_factor(sections.begin(), static_cast<int>(sections.size()), times);
 }
 
 // A smoother that moves by this share stays between where it is and where it is going.
@@ -115,30 +116,30 @@ double de_esser(const Checker& c, int channel, double level) {
   return held(level + notched, 2.0 * band * band);  // of both channels
 }
 
-// Enables other than 0 and 1 run a channel through bands of others, but none twice.
+// Enables other than 0 and 1 run a channel through bands of others, but none twice: then all count, but for those that
+// make it softer.
 double eq10(const Checker& c, int channel, double level) {
   constexpr int kMostRecords = (AUDIOPOST_PARAM_LENGTH - AUDIOPOST_EQ10_SECTION) / AUDIOPOST_EQ10_STRIDE;
   const int records = c.linked ? 1 : std::min(c.channels, kMostRecords);  // all beyond are off
+  BiquadCoeffs sections[kMostRecords * AUDIOPOST_EQ10_BANDS];
+  int ends[kMostRecords + 1] = {}, count = 0;
   bool own = true;
-  const auto each_band = [&](int ch, auto&& with) {
-    for (int band = 0; band < AUDIOPOST_EQ10_BANDS; ++band) {
+  for (int ch = 0; ch < records; ++ch) {
+    for (int b = 0; b < AUDIOPOST_EQ10_BANDS; ++b) {
       float record[AUDIOPOST_EQ10_BAND_STRIDE];
-      const int start = start_of({AUDIOPOST_EFFECT_EQ10, ch}) + AUDIOPOST_EQ10_BAND_STRIDE * band;
+      const int start = start_of({AUDIOPOST_EFFECT_EQ10, ch}) + AUDIOPOST_EQ10_BAND_STRIDE * b;
       for (int i = 0; i < AUDIOPOST_EQ10_BAND_STRIDE; ++i) record[i] = c.at(start + i);
-      if (const tone::EqBand settings = tone::read_eq_band(record); settings.enable) with(settings);
+      const tone::EqBand band = tone::read_eq_band(record);
+      if (band.enable) sections[count++] = tone::design_eq_band(band, c.sample_rate);
+      own &= band.enable == 0 || band.enable == 1;
     }
-  };
-  for (int ch = 0; ch < records; ++ch)
-    each_band(ch, [&](const tone::EqBand& band) { own &= band.enable == 1; });
-  double gain = 1.0, order = 0.0;
-  for (int ch = own ? channel : 0; ch < (own ? channel + 1 : records); ++ch)
-    each_band(ch, [&](const tone::EqBand& band) {
-      const BiquadCoeffs section = tone::design_eq_band(band, c.sample_rate);
-      const double factor =
-          filters::fate(section) == filters::Fate::rests ? filters::peak_gain(section) : kTooMuch;
-      gain *= own ? factor : std::max(1.0, factor), order += 2.0;
-    });
-  return held(level * gain * (2.0 * order + 1.0));
+    ends[ch + 1] = count;
+  }
+  if (channel >= records) return level;
+  if (own) return held(level * peak_factor(sections + ends[channel], ends[channel + 1] - ends[channel], 1));
+  double factor = 4.0 * count + 1.0;
+  for (int i = 0; i < count; ++i) factor *= std::max(1.0, peak_factor(sections + i, 1, 1) / 5.0);
+  return held(level * factor);
 }
 
 double multiband_drc(const Checker& c, int channel, double level) {

@@ -16,8 +16,10 @@ enum class Fate {
 // Of a section as biquad_step runs it; a first-order one has b2 = a2 = 0.
 Fate fate(const BiquadCoeffs& section);
 
-// The largest magnitude of its frequency response. Only for a section that is stable.
-double peak_gain(const BiquadCoeffs& section);
+// A bound of the largest magnitude of the frequency response of stable sections in series: exact for one section, and
+// hardly above for several. Of more than kMostInSeries, the product of what so many at a time give.
+constexpr int kMostInSeries = 10;
+double peak_gain(const BiquadCoeffs* sections, int count);
 
 // The rms of the section's rounding errors at its output, relative to full scale, while it plays music that
 // reaches full scale. Only for a section that rests.
