@@ -461,6 +461,44 @@ TEST_CASE("every rule passes what lies inside its bound and tells of what lies o
     }
 }
 
+TEST_CASE("bands that are compressed beside bands that are not are told of") {
+  for (int compressed = 0; compressed <= 4; ++compressed) {
+    Record record = everything_on();
+    for (int band = 0; band < 4; ++band)
+      record[size_t(kLow + (kMid1 - kLow) * band + AUDIOPOST_DRC_BAND_ENABLE)] = float(band < compressed);
+    const std::vector<Finding> findings = host::check(record);
+    CHECK((found(findings, AUDIOPOST_RULE_SOME_COMPRESSED, kNote) != nullptr) ==
+          (compressed > 0 && compressed < 4));
+  }
+}
+
+TEST_CASE("levels that the effects together take beyond a float are refused where that happens") {
+  const struct {
+    float gain_dB;
+    Settings flags;  // effects that are on
+    std::string where;
+  } rows[] = {
+      {200, with(AUDIOPOST_AUTOGAIN_ENABLE, 1), ""},
+      {400, with(AUDIOPOST_AUTOGAIN_ENABLE, 1), "AutoGain"},  // sums squares
+      {400, with(AUDIOPOST_EXCITER_ENABLE, 1), ""},
+      {400, with(AUDIOPOST_DEESSER_ENABLE, 1), "DeEsser channel 0"},  // likewise
+      {640, with(AUDIOPOST_MAXIMIZER_ENABLE, 1), ""},
+      {640, with(AUDIOPOST_EQ10_ENABLE, 1), "EQ10 channel 0"},
+      {640, with(AUDIOPOST_EQ10_ENABLE, 0), ""},
+  };
+  for (const auto& r : rows) {
+    Record record = everything_on();
+    for (int flag = AUDIOPOST_AUTOGAIN_ENABLE; flag <= AUDIOPOST_MAXIMIZER_ENABLE; ++flag)
+      record[size_t(flag)] = 0;
+    for (const auto& [index, value] : r.flags) record[size_t(index)] = value;
+    record[kGain] = r.gain_dB;
+    CAPTURES(r.gain_dB, r.where);
+    const std::vector<Finding> findings = host::check(record);
+    const Finding* const f = found(findings, AUDIOPOST_RULE_LEVEL, kUnstable);
+    CHECK((f ? f->where : "") == r.where);
+  }
+}
+
 TEST_CASE("more than two channels that are not linked read settings that are meant for others") {
   for (const int channels : {2, 3}) {
     Record record = host::preset("flat");
