@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "common/numeric.h"
+#include "common/time_constant.h"
 #include "loudness/r128_meter.kernel.h"
 #include "zelkaudio_effect_eqdrc.h"
 
@@ -55,8 +57,11 @@ namespace loudness {
 Ebur128State* create_meter(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms);
 void join(Ebur128State* s, float** in, lanes::Block& block);
 
-// The share of the way to its goal that auto gain goes in one block.
-float share_per_block(int frame_length, int sample_rate, float ms);
+// The share of the way to its goal that auto gain goes in one block. -2200 * frames is a 32-bit integer product.
+inline float share_per_block(int frame_length, int sample_rate, float ms) {
+  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, frame_length));
+  return 1.0f - common::block_decay(rise, sample_rate, ms);
+}
 
 // Auto gain as the chain holds it: sharing the owner's working memory. The meter joins the block; the gain itself is
 // applied at once.
