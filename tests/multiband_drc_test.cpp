@@ -238,7 +238,7 @@ TEST_CASE("an adjusted handle sounds like one that was created so, for the chann
   const Samples x = noise(3000, 20000);
   const struct {
     int link, channel, band;
-  } rows[] = {{0, 0, 0}, {0, 1, 3}, {1, 1, 2},  {2, 1, 2}, {-1, 0, 1},
+  } rows[] = {{0, 0, 0}, {0, 1, 3}, {1, 1, 2},  {2, 1, 2}, {-1, 0, 1}, {2, 2, 0},
               {0, 2, 0}, {1, 2, 0}, {0, -1, 0}, {0, 0, 4}, {1, 0, -1}};
   for (const auto& r : rows) {
     CAPTURES(r.link, r.channel, r.band);
