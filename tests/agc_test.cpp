@@ -109,8 +109,8 @@ TEST_CASE("an adjustment restarts and warns for the channels it reaches") {
   const struct {
     int link, channel;
     bool reached[2];
-  } rows[] = {{0, 0, {true, false}},   {0, 1, {false, true}}, {0, 2, {false, false}},
-              {0, -1, {false, false}}, {1, 0, {true, true}},  {1, 7, {true, true}}};
+  } rows[] = {{0, 0, {true, false}}, {0, 1, {false, true}}, {0, 2, {false, false}}, {0, -1, {false, false}},
+              {1, 0, {true, true}},  {1, 7, {true, true}},  {2, 0, {true, true}}};
   for (const auto& r : rows) {
     CAPTURES(r.link, r.channel);
     const Agc agc(2, 16, r.link);

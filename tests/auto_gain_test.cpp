@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "support.h"
 
 using namespace support;
@@ -73,6 +75,23 @@ TEST_CASE("a quiet programme with peaks is raised no further than its peaks allo
   CHECK(gain <= 2.0);
 }
 
+TEST_CASE("a peak's limit holds until the next update, also for the blocks that could be louder") {
+  Run run({-10, 20, 20, 400, 1000}, 1);  // an update every 100 blocks, and none between
+  const auto after_block = [&](float peak) {
+    const Samples quiet = sine(kBlock, 997, kFs, full_scale(-60));
+    std::copy(quiet.begin(), quiet.end(), run.in.data[0].begin());
+    run.in.data[0][100] += peak;
+    return run.process();
+  };
+  for (int block = 0; block <= 200; ++block) after_block(0);
+  CHECK(after_block(0) == doctest::Approx(10).epsilon(0.01));  // +20 dB, since block 100
+  for (float peak : {16384.0f, -8192.0f}) after_block(peak);   // 2 and 4: the lower one stays
+  for (int block = 204; block < 299; ++block) after_block(0);
+  CHECK(after_block(0) == doctest::Approx(2).epsilon(0.01));
+  for (int block = 300; block < 350; ++block) after_block(0);
+  CHECK(after_block(0) == doctest::Approx(10).epsilon(0.01));
+}
+
 TEST_CASE("the gain rises by its attack and falls by its release, in a straight line over each block") {
   for (float attack_ms : {100.0f, 400.0f})
     for (float step_dB : {6.0f, -6.0f}) {
@@ -101,6 +120,9 @@ TEST_CASE("before anything is measured, and in silence, the output is the input"
   }
   for (auto& channel : silent.in.data) channel.assign(kBlock, 1.0f);  // an offset alone is no loudness
   for (int block = 0; block < 400; ++block) REQUIRE(silent.process() == 1.0);
+  Run over({-10, 20, 20, 400, 100});  // 6 dB over full scale, whose limit the next update forgets
+  CHECK(over.after(9, 6.0206) == doctest::Approx(0.5).epsilon(0.01));
+  CHECK(over.after(30, -30) == doctest::Approx(1).epsilon(0.01));
 }
 
 TEST_CASE("a retune keeps the meter unless its window or step changes") {
@@ -113,6 +135,15 @@ TEST_CASE("a retune keeps the meter unless its window or step changes") {
     CHECK((index < 3 ? after > 3 : after == 1.0));
     CHECK(run.after(3000, -30) == doctest::Approx(std::pow(10, index == 0 ? 1.0 : 0.5)).epsilon(0.01));
   }
+}
+
+TEST_CASE(
+    "while nothing is measured the smoothed loudness is none, so a new window begins like a new handle") {
+  Run run({-20, 2000, 2000, 400, 100}), fresh(run.section);
+  run.after(1000, -50);
+  run.time = 0;
+  run.retune(3, 300), run.retune(3, 400);
+  for (int block = 0; block < 200; ++block) REQUIRE(run.sine_block(-30) == fresh.sine_block(-30));
 }
 
 TEST_CASE("a retune to a window that the library cannot serve goes on at unity, and the next one recovers") {

@@ -128,7 +128,7 @@ TEST_CASE("channel counts below one and blocks without frames write nothing") {
   AudioPost_Destroy(nullptr);
 }
 
-TEST_CASE("a version is taken within 0.0001 of 2.0, a bit rate cut to an integer; others are refused") {
+TEST_CASE("a version is taken within 0.0001 of 2.0, a bit rate cut to an integer, and others are refused") {
   const char version[] = "The Version of Tuning Tool is Wrong, you should use version 2.00!\n";
   const char bit_rate[] = "bit_rate is wrong!\n";
   const struct {

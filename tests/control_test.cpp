@@ -64,7 +64,7 @@ TEST_CASE("a retuned chain sounds like one that was created with the new record"
   CHECK(process(retuned, pcm) == process(fresh, pcm));
 }
 
-TEST_CASE("an effect turned on by SetPara is created unprinted; turned off it keeps its state") {
+TEST_CASE("an effect turned on by SetPara is created unprinted, and turned off it keeps its state") {
   const auto pcm = noise_pcm(4 * kFrames * 2);
   Record on = plain_record();
   on[14] = 1;

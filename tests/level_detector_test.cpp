@@ -124,7 +124,7 @@ TEST_CASE("a channel count below one reads the first sample for every frame") {
   }
 }
 
-TEST_CASE("bands can be moved; what does not fit 16 bits is cut down to them") {
+TEST_CASE("bands can be moved, and what does not fit 16 bits is cut down to them") {
   const Meter meter;
   const float fc[10] = {100.9f, 201.8f, 302.7f, 403.6f, 504.5f, 605.4f, -3.9f, 1e20f, NAN, 40000};
   const int expected[10] = {100, 201, 302, 403, 504, 605, -3, -1, 0, -25536};  // 2^31 - 1 keeps 16 ones

@@ -142,7 +142,7 @@ TEST_CASE("retuning goes on from the gain it finds and ends at the new curve") {
 }
 
 TEST_CASE("an adjustment reaches the channel it names, or all that are linked, and none that do not exist") {
-  for (int link : {0, 1})
+  for (int link : {0, 1, 2})
     for (int channel : {-1, 0, 1, 2, 1000000}) {
       CAPTURES(link, channel);
       const Limiter l(section(-3, -1, 1), 2, 16, link);
