@@ -22,7 +22,7 @@ constexpr int kFrames = 48000;  // of programme, one second
 constexpr int kBlock = 1024;
 const char* const kEffects[] = {"AutoGain", "BassEnhancer", "Exciter", "DeEsser",
                                 "EQ10",     "MultiBandDRC", "Agc",     "Maximizer"};
-constexpr int kFirstFlag = 10, kFlags = 8, kMultiBandDrc = 200;
+constexpr int kFirstFlag = AUDIOPOST_AUTOGAIN_ENABLE, kFlags = AUDIOPOST_MAXIMIZER_ENABLE - kFirstFlag + 1;
 
 double seconds() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -141,8 +141,11 @@ Record only(Record record, std::initializer_list<int> effects) {
 }
 
 Record without_times(Record record) {
-  for (size_t band = 0; band < 8; ++band) record[kMultiBandDrc + 100 * (band / 4) + 19 + 20 * (band % 4)] = 0;
-  for (size_t band = 0; band < 8; ++band) record[kMultiBandDrc + 100 * (band / 4) + 20 + 20 * (band % 4)] = 0;
+  for (size_t ch = 0; ch < 2; ++ch)
+    for (size_t band : {AUDIOPOST_DRC_LOW, AUDIOPOST_DRC_MID1, AUDIOPOST_DRC_MID2, AUDIOPOST_DRC_HIGH}) {
+      const size_t start = AUDIOPOST_DRC_SECTION + AUDIOPOST_DRC_STRIDE * ch + band;
+      record[start + AUDIOPOST_DRC_ATTACK_TIME] = record[start + AUDIOPOST_DRC_RELEASE_TIME] = 0;
+    }
   return record;
 }
 

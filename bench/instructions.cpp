@@ -14,8 +14,8 @@ int main(int argc, char** argv) {
   if (row >= filters::kKernelCount) return EXIT_FAILURE;
   filters::use_kernels(*filters::kKernelTable[row]);
   bench::Record record = bench::full_record();
-  for (int flag = 0; flag < 8; ++flag)
-    record[static_cast<size_t>(10 + flag)] = effect < 0 || flag == effect ? 1 : 0;
+  for (int flag = 0; AUDIOPOST_AUTOGAIN_ENABLE + flag <= AUDIOPOST_MAXIMIZER_ENABLE; ++flag)
+    record[static_cast<size_t>(AUDIOPOST_AUTOGAIN_ENABLE + flag)] = effect < 0 || flag == effect ? 1 : 0;
   const std::vector<int16_t> pcm = bench::music(kBlock * 40);
   std::vector<int16_t> out(kBlock * 2);
   AudioPostState* const chain = AudioPost_Init(record.data(), kBlock);

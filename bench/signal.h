@@ -48,23 +48,29 @@ inline void put(Record& r, int index, std::initializer_list<float> values) {
 // floor filter.
 inline Record full_record() {
   Record r{};
-  put(r, 0, {kSampleRate, 16, 0, 2, 2});
-  put(r, 10, {1, 1, 1, 1, 1, 1, 1, 1});
-  put(r, 20, {-3, 0, 0, 0, 0, -3});
-  put(r, 30, {-18, 800, 400, 400, 100});  // loudness, attack, release, window, step
+  put(r, AUDIOPOST_SAMPLE_RATE, {kSampleRate, 16, 0, 2, 2});
+  put(r, AUDIOPOST_AUTOGAIN_ENABLE, {1, 1, 1, 1, 1, 1, 1, 1});
+  put(r, AUDIOPOST_GAIN_SECTION, {-3});
+  put(r, AUDIOPOST_GAIN_SECTION + AUDIOPOST_GAIN_STRIDE, {-3});
+  put(r, AUDIOPOST_AUTOGAIN_SECTION, {-18, 800, 400, 400, 100});  // loudness, attack, release, window, step
   for (int ch = 0; ch < 2; ++ch) {
-    put(r, 60 + 10 * ch, {-6, 1.5f, 4, 90, 1, 30});  // amount, drive, blend, split, floor
-    put(r, 80 + 5 * ch, {0.1f, 0.4f, 5000, 0.2f});   // bias, drive, corner, mix
-    put(r, 90 + 5 * ch, {6500, -38});                // sibilance around, above
-    for (int band = 0; band < 10; ++band)
-      put(r, 100 + 50 * ch + 5 * band,
+    put(r, AUDIOPOST_BASS_SECTION + AUDIOPOST_BASS_STRIDE * ch,
+        {-6, 1.5f, 4, 90, 1, 30});  // amount, drive, blend, split, floor
+    put(r, AUDIOPOST_EXCITER_SECTION + AUDIOPOST_EXCITER_STRIDE * ch,
+        {0.1f, 0.4f, 5000, 0.2f});  // bias, drive, corner, mix
+    put(r, AUDIOPOST_DEESSER_SECTION + AUDIOPOST_DEESSER_STRIDE * ch,
+        {6500, -38});  // sibilance around, above
+    for (int band = 0; band < AUDIOPOST_EQ10_BANDS; ++band)
+      put(r, AUDIOPOST_EQ10_SECTION + AUDIOPOST_EQ10_STRIDE * ch + AUDIOPOST_EQ10_BAND_STRIDE * band,
           {1, Parametric, 31.25f * std::exp2(static_cast<float>(band)), 0.9f, band % 2 ? 2.5f : -2.0f});
     const float edges[] = {20, 150, 900, 5000, 20000};
-    put(r, 200 + 100 * ch, {4});
+    const int bands[] = {AUDIOPOST_DRC_LOW, AUDIOPOST_DRC_MID1, AUDIOPOST_DRC_MID2, AUDIOPOST_DRC_HIGH};
+    const int drc = AUDIOPOST_DRC_SECTION + AUDIOPOST_DRC_STRIDE * ch;
+    put(r, drc + AUDIOPOST_DRC_CROSSOVER_BAND, {4});
     for (int band = 0; band < 4; ++band)  // edges, gain, on, five points, three times
-      put(r, 210 + 100 * ch + 20 * band,
-          {edges[band], edges[band + 1], 12, 1, -24, -55, -70, 4, -3, 10, 100, 0});
-    put(r, 400 + 20 * ch, {-3, -1, 50, -20, -45, -60, 6, -2, 200, 400, 0});  // limiter, then AGC
+      put(r, drc + bands[band], {edges[band], edges[band + 1], 12, 1, -24, -55, -70, 4, -3, 10, 100, 0});
+    put(r, AUDIOPOST_MAXIMIZER_SECTION + AUDIOPOST_MAXIMIZER_STRIDE * ch,
+        {-3, -1, 50, -20, -45, -60, 6, -2, 200, 400, 0});  // limiter, then AGC
   }
   return r;
 }

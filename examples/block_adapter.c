@@ -41,7 +41,8 @@ int main(void) {
   FILE* file = fopen("tuning.bin", "rb");
   if (!file || fread(tuning, sizeof tuning, 1, file) != 1) return EXIT_FAILURE;
   fclose(file);
-  if (tuning[3] != CHANNELS) return EXIT_FAILURE; /* the chain reads and writes as many as the record says */
+  if (tuning[AUDIOPOST_CHANNELS] != CHANNELS)
+    return EXIT_FAILURE; /* the chain reads and writes as many as the record says */
   adapter.chain = AudioPost_Init(tuning, BLOCK);
   if (!adapter.chain) return EXIT_FAILURE;
   for (int n = 0;; ++n) {

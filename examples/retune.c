@@ -8,32 +8,33 @@
 #include <zelkaudio_effect_eqdrc.h>
 
 enum { BLOCK = 480, SECOND = 100 }; /* frames in a block, blocks in a second */
-/* Indices of the tuning record: docs/tuning-record.md. */
-enum { CHANNELS = 3, DRC_FLAG = 15, LIMITER_FLAG = 17, EQ10_SECTION = 100, LIMITER_SECTION = 400 };
 
 /* One effect: the last band of both channels becomes a dip at 3 kHz. The chain's equalizer goes on without a click.
  * Without one this does nothing. */
 static void soften(AudioPostState* chain, float* tuning) {
   for (int channel = 0; channel < 2; ++channel) {
-    float* band = tuning + EQ10_SECTION + 50 * channel + 45;
-    band[0] = 1, band[1] = Parametric, band[2] = 3000, band[3] = 0.7f, band[4] = -6;
+    float* band =
+        tuning + AUDIOPOST_EQ10_SECTION + AUDIOPOST_EQ10_STRIDE * channel + 9 * AUDIOPOST_EQ10_BAND_STRIDE;
+    band[AUDIOPOST_EQ10_BAND_ENABLE] = 1, band[AUDIOPOST_EQ10_TYPE] = Parametric;
+    band[AUDIOPOST_EQ10_FC] = 3000, band[AUDIOPOST_EQ10_Q] = 0.7f, band[AUDIOPOST_EQ10_BOOST] = -6;
   }
-  AudioPost_EQ10_SetPara(chain, tuning + EQ10_SECTION);
+  AudioPost_EQ10_SetPara(chain, tuning + AUDIOPOST_EQ10_SECTION);
 }
 
 /* One stage of one channel at a time: the cheapest knob. Without a limiter it would end the process. */
 static void limit_lower(AudioPostState* chain, float* tuning) {
-  if ((int)tuning[LIMITER_FLAG] == 0) return;
+  if ((int)tuning[AUDIOPOST_MAXIMIZER_ENABLE] == 0) return;
   for (int channel = 0; channel < 2; ++channel) {
-    float* limiter = tuning + LIMITER_SECTION + 20 * channel;
-    limiter[0] = -9, limiter[1] = -8, limiter[2] = 100;
-    AudioPost_Maximizer_AdjustPara(chain, channel, limiter[0], limiter[1], limiter[2]);
+    float* limiter = tuning + AUDIOPOST_MAXIMIZER_SECTION + AUDIOPOST_MAXIMIZER_STRIDE * channel;
+    limiter[AUDIOPOST_MAXIMIZER_MAX_THRESHOLD] = -9, limiter[AUDIOPOST_MAXIMIZER_CEILING] = -8;
+    limiter[AUDIOPOST_MAXIMIZER_RELEASE] = 100;
+    AudioPost_Maximizer_AdjustPara(chain, channel, -9, -8, 100);
   }
 }
 
 /* The whole record: what is turned off stops, keeps its state, and can be turned on again. */
 static void without_compressor(AudioPostState* chain, float* tuning) {
-  tuning[DRC_FLAG] = 0;
+  tuning[AUDIOPOST_DRC_ENABLE] = 0;
   AudioPost_SetPara(chain, tuning, BLOCK);
 }
 
@@ -43,7 +44,8 @@ int main(void) {
   FILE* file = fopen("tuning.bin", "rb");
   if (!file || fread(tuning, sizeof tuning, 1, file) != 1) return EXIT_FAILURE;
   fclose(file);
-  if (tuning[CHANNELS] != 2) return EXIT_FAILURE; /* the chain reads and writes as many as the record says */
+  if (tuning[AUDIOPOST_CHANNELS] != 2)
+    return EXIT_FAILURE; /* the chain reads and writes as many as the record says */
   AudioPostState* chain = AudioPost_Init(tuning, BLOCK);
   if (!chain) return EXIT_FAILURE;
   for (int n = 0; fread(block, 4, BLOCK, stdin) == BLOCK; ++n) {

@@ -66,18 +66,19 @@ class Input {
 inline std::vector<float> record(Input& input, uint8_t choices) {
   std::vector<float> record(AUDIOPOST_PARAM_LENGTH);
   for (float& v : record) v = input.raw<float>();
-  if (choices & 1) record[4] = 2.0f;
-  if (choices & 2) record[1] = choices & 4 ? 16.0f : 24.0f;
-  if (choices & 8) record[3] = choices & 16 ? 1.0f : 2.0f;
-  if (choices & 32) record[0] = 48000.0f;
-  if (choices & 64) std::fill_n(&record[10], 8, 1.0f);
-  if (choices & 128) record[33] = record[34] = 400.0f;
+  if (choices & 1) record[AUDIOPOST_TOOL_VERSION] = 2.0f;
+  if (choices & 2) record[AUDIOPOST_BIT_RATE] = choices & 4 ? 16.0f : 24.0f;
+  if (choices & 8) record[AUDIOPOST_CHANNELS] = choices & 16 ? 1.0f : 2.0f;
+  if (choices & 32) record[AUDIOPOST_SAMPLE_RATE] = 48000.0f;
+  if (choices & 64) std::fill_n(&record[AUDIOPOST_AUTOGAIN_ENABLE], 8, 1.0f);
+  if (choices & 128)
+    std::fill_n(&record[AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_WINS], 2, 400.0f);
   return record;
 }
 
 // What a host's buffers hold: the channels of the record it began with, whatever a later one says.
 inline int channels_of(const std::vector<float>& record) {
-  return record[3] > 0 ? static_cast<int>(std::min(record[3], 1024.0f)) : 0;
+  return record[AUDIOPOST_CHANNELS] > 0 ? static_cast<int>(std::min(record[AUDIOPOST_CHANNELS], 1024.0f)) : 0;
 }
 
 }  // namespace fuzz

@@ -81,7 +81,8 @@ std::vector<float> some_record(Input& in) {
   record[0] = float(some_sample_rate(in)), record[1] = float(some_bit_rate(in));
   record[3] = in.below(8) == 0 ? in.number() : float(1 + in.below(2));
   record[4] = in.below(8) == 0 ? in.number() : 2.0f;
-  for (size_t i = 10; i < 18; ++i) record[i] = float(in.below(3));
+  for (size_t i = AUDIOPOST_AUTOGAIN_ENABLE; i <= AUDIOPOST_MAXIMIZER_ENABLE; ++i)
+    record[i] = float(in.below(3));
   return record;
 }
 

@@ -22,8 +22,8 @@
  *     of frames below 1 no sample is read or written.
  *   - Messages go to standard error. Where a function is said to end the process, it does so with exit(-1)
  *     after one.
- *   - A channel or band number outside the handle's range changes nothing; a linked handle does not look at the
- *     channel number.
+ *   - A channel or band number outside the handle's range changes nothing; on a linked handle every channel is
+ *     adjusted whatever number is named.
  */
 #ifndef ZELKAUDIO_EFFECT_EQDRC_H
 #define ZELKAUDIO_EFFECT_EQDRC_H
@@ -43,6 +43,104 @@ extern "C" {
 /** The whole configuration of a chain; docs/tuning-record.md gives its layout. */
 typedef float AudioPostParam[AUDIOPOST_PARAM_LENGTH];
 
+/** Where things stand in a tuning record. A setting's index is its section's, plus the channel times the section's
+ *  stride, plus the field's; the effects' own functions are given the section and read from its field 0 on:
+ *
+ *    tuning[AUDIOPOST_EQ10_ENABLE] = 1;
+ *    tuning[AUDIOPOST_EQ10_SECTION + 1 * AUDIOPOST_EQ10_STRIDE + 3 * AUDIOPOST_EQ10_BAND_STRIDE + AUDIOPOST_EQ10_FC] = 80;
+ *
+ *  What each field means stands with its effect, units and ranges in docs/tuning-record.md. */
+typedef enum AudioPostIndex {
+  /* The chain's own. */
+  AUDIOPOST_SAMPLE_RATE = 0,
+  AUDIOPOST_BIT_RATE = 1,
+  AUDIOPOST_CHANNEL_LINK = 2,
+  AUDIOPOST_CHANNELS = 3,
+  AUDIOPOST_TOOL_VERSION = 4,
+  AUDIOPOST_AUTOGAIN_ENABLE = 10,
+  AUDIOPOST_BASS_ENABLE = 11,
+  AUDIOPOST_EXCITER_ENABLE = 12,
+  AUDIOPOST_DEESSER_ENABLE = 13,
+  AUDIOPOST_EQ10_ENABLE = 14,
+  AUDIOPOST_DRC_ENABLE = 15,
+  AUDIOPOST_AGC_ENABLE = 16,
+  AUDIOPOST_MAXIMIZER_ENABLE = 17,
+  AUDIOPOST_GAIN_SECTION = 20, /* one float a channel: its input gain in dB */
+  AUDIOPOST_GAIN_STRIDE = 5,
+
+  AUDIOPOST_AUTOGAIN_SECTION = 30,
+  AUDIOPOST_AUTOGAIN_TARGET_I_DB = 0,
+  AUDIOPOST_AUTOGAIN_ATTACK_TIME = 1,
+  AUDIOPOST_AUTOGAIN_RELEASE_TIME = 2,
+  AUDIOPOST_AUTOGAIN_R128_WINS = 3,
+  AUDIOPOST_AUTOGAIN_R128_STEPS = 4,
+
+  AUDIOPOST_BASS_SECTION = 60,
+  AUDIOPOST_BASS_STRIDE = 10,
+  AUDIOPOST_BASS_AMOUNT_DB = 0,
+  AUDIOPOST_BASS_DRIVE = 1,
+  AUDIOPOST_BASS_BLEND = 2,
+  AUDIOPOST_BASS_FREQ = 3,
+  AUDIOPOST_BASS_FLOOR_ACTIVE = 4,
+  AUDIOPOST_BASS_FLOOR = 5,
+
+  AUDIOPOST_EXCITER_SECTION = 80,
+  AUDIOPOST_EXCITER_STRIDE = 5,
+  AUDIOPOST_EXCITER_EVEN_HARMONICS = 0,
+  AUDIOPOST_EXCITER_DISTORTION_AMOUNT = 1,
+  AUDIOPOST_EXCITER_CUTOFF = 2,
+  AUDIOPOST_EXCITER_MIX = 3,
+
+  AUDIOPOST_DEESSER_SECTION = 90,
+  AUDIOPOST_DEESSER_STRIDE = 5,
+  AUDIOPOST_DEESSER_F0 = 0,
+  AUDIOPOST_DEESSER_THRESHOLD = 1,
+
+  AUDIOPOST_EQ10_SECTION = 100,
+  AUDIOPOST_EQ10_STRIDE = 50,
+  AUDIOPOST_EQ10_BANDS = 10,
+  AUDIOPOST_EQ10_BAND_STRIDE = 5,
+  AUDIOPOST_EQ10_BAND_ENABLE = 0,
+  AUDIOPOST_EQ10_TYPE = 1,
+  AUDIOPOST_EQ10_FC = 2,
+  AUDIOPOST_EQ10_Q = 3,
+  AUDIOPOST_EQ10_BOOST = 4,
+
+  AUDIOPOST_DRC_SECTION = 200,
+  AUDIOPOST_DRC_STRIDE = 100,
+  AUDIOPOST_DRC_CROSSOVER_BAND = 0,
+  AUDIOPOST_DRC_LOW = 10, /* where each band's fields begin, from the lowest to the highest */
+  AUDIOPOST_DRC_MID1 = 30,
+  AUDIOPOST_DRC_MID2 = 50,
+  AUDIOPOST_DRC_HIGH = 70,
+  AUDIOPOST_DRC_FREQ_START = 0,
+  AUDIOPOST_DRC_FREQ_END = 1,
+  AUDIOPOST_DRC_GAIN_DB = 2,
+  AUDIOPOST_DRC_BAND_ENABLE = 3,
+  AUDIOPOST_DRC_COMPRESS_START = 4,
+  AUDIOPOST_DRC_EXPAND_END = 5,
+  AUDIOPOST_DRC_NOISE_THRESHOLD = 6,
+  AUDIOPOST_DRC_MAX_GAIN = 7,
+  AUDIOPOST_DRC_MAX_PEAK = 8,
+  AUDIOPOST_DRC_ATTACK_TIME = 9,
+  AUDIOPOST_DRC_RELEASE_TIME = 10,
+  AUDIOPOST_DRC_HOLD_TIME = 11,
+
+  AUDIOPOST_MAXIMIZER_SECTION = 400, /* the limiter's and the AGC's */
+  AUDIOPOST_MAXIMIZER_STRIDE = 20,
+  AUDIOPOST_MAXIMIZER_MAX_THRESHOLD = 0,
+  AUDIOPOST_MAXIMIZER_CEILING = 1,
+  AUDIOPOST_MAXIMIZER_RELEASE = 2,
+  AUDIOPOST_AGC_COMPRESS_START = 3,
+  AUDIOPOST_AGC_EXPAND_END = 4,
+  AUDIOPOST_AGC_NOISE_THRESHOLD = 5,
+  AUDIOPOST_AGC_MAX_GAIN = 6,
+  AUDIOPOST_AGC_MAX_PEAK = 7,
+  AUDIOPOST_AGC_ATTACK_TIME = 8,
+  AUDIOPOST_AGC_RELEASE_TIME = 9,
+  AUDIOPOST_AGC_HOLD_TIME = 10
+} AudioPostIndex;
+
 /* ==== Effect chain ==================================================================================== */
 
 /** A chain: one instance of every enabled effect, and the buffers it works in. */
@@ -55,7 +153,8 @@ typedef struct AudioPostState AudioPostState;
  *  Returns null, after a message, when param is null, the record's version is not within 0.0001 of 2.0 (one
  *  that is not a number passes) or its bit_rate is not 16, 24 or 32; and silently when memory runs out (see
  *  above for what counts as too much). An effect that does not allow the record's channel count (most allow
- *  two) or an EQ filter type that is unknown ends the process. */
+ *  two) or an EQ filter type that is unknown ends the process, the first also where there are more than 1024
+ *  channels. */
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen);
 
 /** Processes one block.
@@ -472,14 +571,16 @@ void MultiBandDRC_GetPara(const MultiBandDRCState* state, float* section);
 /** Prints all settings. */
 void MultiBandDRC_PrintPara(const MultiBandDRCState* state);
 /** Sets the crossover's frequencies (Hz) of one channel, or of all when linked, and restarts it from
- *  silence. The frequencies of bands that the named channel does not have are not stored. Returns the
- *  channel count. */
+ *  silence. The frequencies of bands that the named channel does not have are not reported by GetPara; a channel
+ *  that the handle does not have counts as one without bands, so a linked handle then reports the outer edges
+ *  alone. Returns the channel count. */
 int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* state, int channel, float low_freq_end,
                                       float high_freq_start, float mid1_freq_start, float mid1_freq_end,
                                       float mid2_freq_start, float mid2_freq_end);
 /** Sets one band's compressor of one channel, or of all when linked; its follower goes on. The times are
- *  truncated to integers. A band that the channel does not run is set too, after a message, as far as there
- *  is one (0 ... 3). Returns the channel count. */
+ *  truncated to integers. A band that the named channel does not run is answered with a message and set all
+ *  the same, as far as there is one (0 ... 3): for a channel that the handle does not have that is every band.
+ *  Returns the channel count. */
 int MultiBandDRC_DRC_AdjustPara(MultiBandDRCState* state, int channel, int band, int drc_enable,
                                 float gain_dB, float compress_start, float expand_end, float noise_threshold,
                                 float max_gain, float max_peak, float attack_time, float release_time,

@@ -167,6 +167,11 @@ TEST_CASE("no record and sizes that cannot be served give null") {
     Record record = plain_record();
     record[3] = r.channels;
     CHECK(count_logged(log_of_refusal(record.data(), r.frames), "AudioPost_Init", "") == 1);  // the banner
+    // An effect made for two channels has its word all the same.
+    record[AUDIOPOST_AUTOGAIN_ENABLE] = record[AUDIOPOST_DEESSER_ENABLE] = 1;
+    const auto child = in_child([&] { chain_of(record.data(), r.frames); });
+    CHECK(child.status == (r.channels > 2 ? kExitMinusOne : 0));
+    CHECK(logged(child.err, "DeEsser_Init", "Too Many Channel!\n\n") == (r.channels > 2));
   }
 }
 

@@ -238,8 +238,8 @@ TEST_CASE("an adjusted handle sounds like one that was created so, for the chann
   const Samples x = noise(3000, 20000);
   const struct {
     int link, channel, band;
-  } rows[] = {{0, 0, 0}, {0, 1, 3}, {1, 1, 2},  {2, 1, 2}, {-1, 0, 1}, {2, 2, 0},
-              {0, 2, 0}, {1, 2, 0}, {0, -1, 0}, {0, 0, 4}, {1, 0, -1}};
+  } rows[] = {{0, 0, 0}, {0, 1, 3},  {1, 1, 2}, {2, 1, 2}, {-1, 0, 1},
+              {0, 2, 0}, {0, -1, 0}, {0, 0, 4}, {1, 0, -1}};
   for (const auto& r : rows) {
     CAPTURES(r.link, r.channel, r.band);
     Section s = section(4);
@@ -264,6 +264,38 @@ TEST_CASE("an adjusted handle sounds like one that was created so, for the chann
     MultiBandDRC_GetPara(adjusted, report.data());
     MultiBandDRC_GetPara(created, created_report.data());
     CHECK(report == created_report);
+  }
+}
+
+TEST_CASE("an adjustment counts bands by the channel that it names, one that is not there as having none") {
+  const struct {
+    int channels, link, channel, band;
+    bool said;
+    int frequencies;  // of the two middle bands' four, how many channel 0 reports as adjusted
+  } rows[] = {{2, 1, 1, 3, false, 4}, {2, 1, 1, 4, true, 4},       {2, 0, 0, 3, false, 4},
+              {1, 1, 0, 3, false, 4}, {1, 1, 1, 0, true, 0},       {1, 1, 2, 0, true, 0},
+              {1, 1, -1, 0, true, 0}, {2, 1, INT_MAX, 0, true, 0}, {1, 0, 1, 0, true, 0},
+              {1, 0, -1, 0, true, 0}, {0, 1, 0, 0, true, 0},       {0, 0, 0, -1, false, 0}};
+  for (const auto& r : rows) {
+    CAPTURES(r.channels, r.link, r.channel, r.band);
+    Section s = section(4), report{};
+    const Drc drc = drc_of(s, r.channels, r.link);
+    const auto child = in_child(
+        [&] { MultiBandDRC_DRC_AdjustPara(drc, r.channel, r.band, 1, 3, -30, -55, -70, 9, -6, 5, 50, 8); });
+    CHECK(logged(child.err, "MultiBandDRC_DRC_AdjustPara", "i_band out of bound\n") == r.said);
+    // Said or not, a linked handle is set; one that is not linked only where the channel exists.
+    const Samples x = noise(3000, 20000);
+    const bool reached = r.channels > 0 && (r.link || r.channel == 0) && r.band >= 0 && r.band < 4;
+    MultiBandDRC_DRC_AdjustPara(drc, r.channel, r.band, 1, 3, -30, -55, -70, 9, -6, 5, 50, 8);
+    if (r.channels == 1) CHECK(same_bits(drc.mono(x), drc_of(s).mono(x)) == !reached);
+    MultiBandDRC_Crossover_AdjustPara(drc, r.channel, 150, 6000, 170, 900, 950, 5500);
+    MultiBandDRC_GetPara(drc, report.data());
+    const float middle[] = {at(report, kMid1), at(report, kMid1 + 1), at(report, kMid2),
+                            at(report, kMid2 + 1)};
+    const float adjusted[] = {170, 900, 950, 5500};
+    CHECK(std::inner_product(middle, middle + 4, adjusted, 0, std::plus<>(), std::equal_to<>()) ==
+          r.frequencies);
+    CHECK((at(report, kLow + 1) == 150) == (r.channels > 0 && (r.link || r.channel == 0)));
   }
 }
 

@@ -26,11 +26,14 @@ void read_tuning(const char* path, AudioPostParam& record) {
   std::exit(-1);
 }
 
-// A chain takes as many channels as its record says, and a block has room for the file's two.
-bool fits_block(const AudioPostParam& record) {
-  if (common::truncate_to_int(record[3]) <= kChannels) return true;
+// A chain takes as many channels as its record says, and a block has room for the file's two. With an effect made for
+// two, AudioPost_Init has ended the process before that is looked at.
+AudioPostState* chain_for_file(const AudioPostParam& record) {
+  AudioPostState* const chain = AudioPost_Init(record, kFrames);
+  if (!chain || common::truncate_to_int(record[AUDIOPOST_CHANNELS]) <= kChannels) return chain;
   std::fputs("The record has more channels than the file\n", stderr);
-  return false;
+  AudioPost_Destroy(chain);
+  return nullptr;
 }
 
 // Whole blocks only: a final partial block is dropped. A null handle leaves every block as it was.
@@ -54,10 +57,11 @@ void process_blocks(AudioPostState* chain, std::FILE* input, std::FILE* output) 
 
   AudioPostParam record{};
   read_tuning(argv[3], record);
-  if (common::truncate_to_int(record[0]) != 48000) std::fputs("Sample rate is wrong \n", stderr);
+  if (common::truncate_to_int(record[AUDIOPOST_SAMPLE_RATE]) != 48000)
+    std::fputs("Sample rate is wrong \n", stderr);
 
   const std::clock_t start = std::clock();
-  AudioPostState* chain = fits_block(record) ? AudioPost_Init(record, kFrames) : nullptr;
+  AudioPostState* chain = chain_for_file(record);
   process_blocks(chain, input, output);
   const double seconds = static_cast<double>(std::clock() - start) / 1000000.0;
   std::printf("Finished, speech_time = %f, cost_time = %f\n", 0.0, seconds);

@@ -28,24 +28,23 @@ bool outgrows_record(const AudioPostState& chain) {
 }
 
 std::vector<float> padded(const float* floats, int count) {
-  std::vector<float> copy(kEq10Section + size_t{kEq10ChannelLength} * common::kMaxChannels);
+  std::vector<float> copy(AUDIOPOST_EQ10_SECTION + size_t{AUDIOPOST_EQ10_STRIDE} * common::kMaxChannels);
   std::copy_n(floats, count, copy.begin());
   return copy;
 }
 
 void load_header(AudioPostState& chain, const float* record) {
-  chain.sample_rate = truncate_to_int(record[kSampleRate]);
-  chain.bit_rate = truncate_to_int(record[kBitRate]);
-  chain.channel_link = truncate_to_int(record[kChannelLink]);
-  chain.channels = truncate_to_int(record[kChannels]);
-  chain.version = record[kVersion];
+  chain.sample_rate = truncate_to_int(record[AUDIOPOST_SAMPLE_RATE]);
+  chain.bit_rate = truncate_to_int(record[AUDIOPOST_BIT_RATE]);
+  chain.channel_link = truncate_to_int(record[AUDIOPOST_CHANNEL_LINK]);
+  chain.channels = truncate_to_int(record[AUDIOPOST_CHANNELS]);
+  chain.version = record[AUDIOPOST_TOOL_VERSION];
 }
 
 bool version_fits(const AudioPostState& chain, const char* function) {
   // Not "<= 0.0001": a version that is not a number passes, as it always has.
   if (!(static_cast<double>(std::fabs(chain.version - kToolVersion)) > 0.0001)) return true;
-  LOG_LINE_AS(function, "The Version of Tuning Tool is Wrong, you should use version %.2f!\n",
-              static_cast<double>(kToolVersion));
+  LOG_LINE_AS(function, "The Version of Tuning Tool is Wrong, you should use version %.2f!\n", kToolVersion);
   return false;
 }
 
@@ -62,10 +61,12 @@ void load_gains(AudioPostState& chain, const float* padded_record) {
   }
 }
 
+int flag(const AudioPostState& chain, int index) { return chain.enable[index - kFirstFlag]; }
+
 bool wanted(const AudioPostState& chain, int row) {
   const Effect& effect = kEffectTable[row];
   return std::any_of(effect.stages, effect.stages + effect.stage_count,
-                     [&](const Stage& stage) { return chain.enable[stage.flag] != 0; });
+                     [&](const Stage& stage) { return flag(chain, stage.flag) != 0; });
 }
 
 void create_effect(AudioPostState& chain, int row, const float* section) {
@@ -90,7 +91,7 @@ void run_effects(AudioPostState& s, int n) {
     if (!s.effects[e] || !chain::has_buffers(s, e)) continue;
     const chain::Effect& effect = chain::kEffectTable[e];
     for (const chain::Stage& stage : effect.stages) {
-      if (!stage.process || s.enable[stage.flag] != 1) continue;
+      if (!stage.process || chain::flag(s, stage.flag) != 1) continue;
       if (stage.join && stage.join(s.effects[e], x, n, batch)) continue;
       batch.run();
       stage.process(s.effects[e], x, x, n);
@@ -129,6 +130,13 @@ void make_buffers(AudioPostState& s) {
   s.channel_gain.resize(channels);
 }
 
+// An effect made for two channels answers more of them with a message and the end of the process, also where the chain
+// itself could not serve them.
+void end_if_made_for_two(AudioPostState& s, const float* param) {
+  for (int e = 0; s.channels > 2 && e < chain::kEffectCount; ++e)
+    if (chain::wanted(s, e)) chain::create_effect(s, e, param + chain::kEffectTable[e].section);
+}
+
 float clamp_bound(int bit_rate) {
   return bit_rate == 16 ? 32767.0f : bit_rate == 24 ? 8388607.0f : 2147483648.0f;
 }
@@ -136,8 +144,8 @@ float clamp_bound(int bit_rate) {
 }  // namespace
 
 AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
-  LOG_LINE("ZELK_AudioEffect-RELEASE-VERSION %.2f,  RELEASE DATE %s, %s \n\n",
-           static_cast<double>(chain::kToolVersion), common::kBuildDate, common::kBuildTime);
+  LOG_LINE("ZELK_AudioEffect-RELEASE-VERSION %.2f,  RELEASE DATE %s, %s \n\n", chain::kToolVersion,
+           common::kBuildDate, common::kBuildTime);
   if (!param) {
     LOG_LINE("Param is None,EQ_DRC will not be inited \n\n");
     return nullptr;
@@ -150,7 +158,10 @@ AudioPostState* AudioPost_Init(const float* param, int32_t swFrmLen) {
     chain::load_flags(*s, param);
     if (!common::sample_format(s->bit_rate, "AudioPost_Init")) return nullptr;
     s->full_scale = clamp_bound(s->bit_rate);
-    if (!common::servable(s->channels, swFrmLen)) return nullptr;
+    if (!common::servable(s->channels, swFrmLen)) {
+      end_if_made_for_two(*s, param);
+      return nullptr;
+    }
     make_buffers(*s);
     const std::vector<float> record = chain::padded(param, AUDIOPOST_PARAM_LENGTH);
     chain::load_gains(*s, record.data());

@@ -11,7 +11,7 @@ namespace chain {
 // One step of processing, with the flag that turns it on: the effect is created for any nonzero flag, but the
 // stage runs only at exactly 1.
 struct Stage {
-  int flag;  // index into AudioPostState::enable
+  int flag;  // index of its enable flag in the tuning record
   int (*process)(void* effect, float** in, float** out, int n);
   // Null, or joins the batch to share a loop with its neighbours; false where it can't.
   bool (*join)(void* effect, float** x, int n, filters::Batch& batch);
@@ -85,6 +85,7 @@ void load_flags(AudioPostState& chain, const float* record);
 void load_gains(AudioPostState& chain, const float* padded_record);
 bool version_fits(const AudioPostState& chain,
                   const char* function);            // says so in the name of `function` if not
+int flag(const AudioPostState& chain, int index);   // an enable flag, by its index in the record
 bool wanted(const AudioPostState& chain, int row);  // any of the effect's flags is set
 void create_effect(AudioPostState& chain, int row, const float* section);  // leaves null without memory
 

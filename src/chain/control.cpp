@@ -49,11 +49,11 @@ void AudioPost_SetPara(AudioPostState* s, const float* param, int32_t swFrmLen) 
 namespace {
 
 void store_header(const AudioPostState& s, float* record) {
-  record[chain::kSampleRate] = static_cast<float>(s.sample_rate);
-  record[chain::kBitRate] = static_cast<float>(s.bit_rate);
-  record[chain::kChannelLink] = static_cast<float>(s.channel_link);
-  record[chain::kChannels] = static_cast<float>(s.channels);
-  record[chain::kVersion] = s.version;
+  record[AUDIOPOST_SAMPLE_RATE] = static_cast<float>(s.sample_rate);
+  record[AUDIOPOST_BIT_RATE] = static_cast<float>(s.bit_rate);
+  record[AUDIOPOST_CHANNEL_LINK] = static_cast<float>(s.channel_link);
+  record[AUDIOPOST_CHANNELS] = static_cast<float>(s.channels);
+  record[AUDIOPOST_TOOL_VERSION] = s.version;
   for (int i = 0; i < chain::kFlags; ++i) record[chain::kFirstFlag + i] = static_cast<float>(s.enable[i]);
 }
 
@@ -106,7 +106,7 @@ State* required(AudioPostState* s, chain::EffectRow row, const char* function, c
 }  // namespace
 
 int AudioPost_EQ10_SetPara(AudioPostState* s, const float* section) {
-  if (!s || s->enable[chain::kEq10Flag] == 0) return 0;
+  if (!s || chain::flag(*s, AUDIOPOST_EQ10_ENABLE) == 0) return 0;
   auto* eq = effect_of<EQ10State>(s, chain::kEq10);
   int result = 0;
   with_zeros_behind(*s, section, chain::kEq10SectionLength, [&](const float* records) {

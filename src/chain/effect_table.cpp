@@ -8,7 +8,7 @@ namespace chain {
 namespace {
 
 template <class State, auto Process>
-constexpr Stage stage(EnableFlag flag) {
+constexpr Stage stage(AudioPostIndex flag) {
   return {flag,
           [](void* effect, float** in, float** out, int n) {
             return Process(static_cast<State*>(effect), in, out, n);
@@ -17,7 +17,7 @@ constexpr Stage stage(EnableFlag flag) {
 }
 
 template <class State, auto Process, bool (*Join)(State&, float**, int, filters::Batch&)>
-constexpr Stage joining_stage(EnableFlag flag) {
+constexpr Stage joining_stage(AudioPostIndex flag) {
   Stage joining = stage<State, Process>(flag);
   joining.join = [](void* effect, float** x, int n, filters::Batch& batch) {
     return Join(*static_cast<State*>(effect), x, n, batch);
@@ -66,27 +66,28 @@ void* init_maximizer(const AudioPostState& c, const float* section) {
 
 const Effect kEffectTable[kEffectCount] = {
     effect<AutoGainState, AutoGain_PrintPara, AutoGain_SetPara, AutoGain_GetPara, AutoGain_Destroy>(
-        kAutoGainSection, init_auto_gain,
-        joining_stage<AutoGainState, AutoGain_Process, loudness::join>(kAutoGainFlag)),
+        AUDIOPOST_AUTOGAIN_SECTION, init_auto_gain,
+        joining_stage<AutoGainState, AutoGain_Process, loudness::join>(AUDIOPOST_AUTOGAIN_ENABLE)),
     effect<BassEnhancerState, BassEnhancer_PrintPara, BassEnhancer_SetPara, BassEnhancer_GetPara,
            BassEnhancer_Destroy>(
-        kBassEnhancerSection, init_bass_enhancer,
-        joining_stage<BassEnhancerState, BassEnhancer_Process, tone::join>(kBassEnhancerFlag)),
+        AUDIOPOST_BASS_SECTION, init_bass_enhancer,
+        joining_stage<BassEnhancerState, BassEnhancer_Process, tone::join>(AUDIOPOST_BASS_ENABLE)),
     effect<ExciterState, Exciter_PrintPara, Exciter_SetPara, Exciter_GetPara, Exciter_Destroy>(
-        kExciterSection, init_exciter,
-        joining_stage<ExciterState, Exciter_Process, tone::join>(kExciterFlag)),
+        AUDIOPOST_EXCITER_SECTION, init_exciter,
+        joining_stage<ExciterState, Exciter_Process, tone::join>(AUDIOPOST_EXCITER_ENABLE)),
     effect<DeEsserState, DeEsser_PrintPara, DeEsser_SetPara, DeEsser_GetPara, DeEsser_Destroy>(
-        kDeEsserSection, init_de_esser,
-        joining_stage<DeEsserState, DeEsser_Process, tone::join>(kDeEsserFlag)),
+        AUDIOPOST_DEESSER_SECTION, init_de_esser,
+        joining_stage<DeEsserState, DeEsser_Process, tone::join>(AUDIOPOST_DEESSER_ENABLE)),
     effect<EQ10State, EQ10_PrintPara, EQ10_SetPara, EQ10_GetPara, EQ10_Destroy>(
-        kEq10Section, init_eq10, joining_stage<EQ10State, EQ10_Process, tone::join>(kEq10Flag)),
+        AUDIOPOST_EQ10_SECTION, init_eq10,
+        joining_stage<EQ10State, EQ10_Process, tone::join>(AUDIOPOST_EQ10_ENABLE)),
     effect<MultiBandDRCState, MultiBandDRC_PrintPara, MultiBandDRC_SetPara, MultiBandDRC_GetPara,
            MultiBandDRC_Destroy>(
-        kMultiBandDrcSection, init_multiband_drc,
-        joining_stage<MultiBandDRCState, MultiBandDRC_Process, dynamics::join>(kMultiBandDrcFlag)),
+        AUDIOPOST_DRC_SECTION, init_multiband_drc,
+        joining_stage<MultiBandDRCState, MultiBandDRC_Process, dynamics::join>(AUDIOPOST_DRC_ENABLE)),
     effect<MaximizerState, Maximizer_PrintPara, Maximizer_SetPara, Maximizer_GetPara, Maximizer_Destroy>(
-        kMaximizerSection, init_maximizer, stage<MaximizerState, Agc_Process>(kAgcFlag),
-        stage<MaximizerState, Maximizer_Process>(kMaximizerFlag)),
+        AUDIOPOST_MAXIMIZER_SECTION, init_maximizer, stage<MaximizerState, Agc_Process>(AUDIOPOST_AGC_ENABLE),
+        stage<MaximizerState, Maximizer_Process>(AUDIOPOST_MAXIMIZER_ENABLE)),
 };
 
 }  // namespace chain

@@ -70,8 +70,8 @@ void dynamics::load_agc(MaximizerState& s, size_t ch, const AgcSettings& setting
   s.attack_time[ch] = settings.attack_time, s.release_time[ch] = settings.release_time;
   s.hold_time[ch] = settings.hold_time;
   if (!in_order(p)) LOG_LINE_AS(function, "wrong param for agc, please check again\n\n");
-  s.attack_coef[ch] = block_share(s, settings.attack_time);
-  s.release_time_coef[ch] = block_share(s, settings.release_time);
+  s.attack_coef[ch] = block_share(s.swFrmLen, s.sample_rate, settings.attack_time);
+  s.release_time_coef[ch] = block_share(s.swFrmLen, s.sample_rate, settings.release_time);
   s.agc_gain[ch] = 1.0f;
   build_compressor_table(p, 10.0f, s.agc_table[ch], s.agc_table_start[ch], s.agc_table_scale[ch]);
 }

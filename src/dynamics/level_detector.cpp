@@ -1,4 +1,6 @@
 // Ten-band level meter for one channel of 16-bit PCM. Stands alone: the chain does not use it.
+#include "dynamics/level_detector.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -11,11 +13,12 @@
 #include "common/numeric.h"
 #include "common/time_constant.h"
 #include "filters/biquad.h"
+#include "filters/design.h"
 
 using common::truncate_to_int;
 
 namespace {
-constexpr int kBands = 10;
+constexpr int kBands = dynamics::kDetectorBands;
 }
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -40,22 +43,17 @@ struct LevelDetectorState {
   BiquadHistory band_history[kBands];
 };
 
+// ---- Design ----------------------------------------------------------------------------------------
+BiquadCoeffs dynamics::design_detector_band(int index, const DetectorBand& band, int sample_rate) {
+  const FilterType type = index == 0 ? GeneralLP : index == kDetectorBands - 1 ? GeneralHP : BandPass;
+  return filters::design(type, static_cast<float>(sample_rate), band.freq, band.q, 0.0f);
+}
+
 namespace {
 
-// ---- Design ----------------------------------------------------------------------------------------
-struct Band {
-  float freq, q;
-};
-constexpr Band kDefaultBands[kBands] = {{31, 0.7f},   {62, 1.2f},   {125, 1.2f},  {250, 1.2f},
-                                        {500, 1.2f},  {1000, 1.2f}, {2000, 1.2f}, {4000, 1.2f},
-                                        {8000, 1.2f}, {16000, 0.7f}};
-
 void design_filters(LevelDetectorState& s) {
-  for (int b = 0; b < kBands; ++b) {
-    const FilterType type = b == 0 ? GeneralLP : b == kBands - 1 ? GeneralHP : BandPass;
-    filter_calculateCoeffs(&s.band_coeffs[b].b0, type, static_cast<float>(s.sample_rate), s.band_freq[b],
-                           s.band_q[b], 0.0f);
-  }
+  for (int b = 0; b < kBands; ++b)
+    s.band_coeffs[b] = dynamics::design_detector_band(b, {s.band_freq[b], s.band_q[b]}, s.sample_rate);
 }
 
 // To four decimals 20 log10 of 32767, 2^24 (not 2^23: hosts are tuned to it) and 2^32. The input is read as
@@ -109,8 +107,7 @@ int LevelDetector_SetPara(LevelDetectorState* s, const float* band_param, float 
   s->rise_coef = 1.0f - common::block_decay(frames, s->sample_rate, rmstc);
   s->hold_samples = truncate_to_int(static_cast<float>(s->sample_rate) * hold_time / 1000.0f);
   s->decay_coef = 1.0f - common::block_decay(frames, s->sample_rate, decay_time);
-  LOG_LINE("rmstc is %f, hold_time is %f, decay_time %f\n", static_cast<double>(rmstc),
-           static_cast<double>(hold_time), static_cast<double>(decay_time));
+  LOG_LINE("rmstc is %f, hold_time is %f, decay_time %f\n", rmstc, hold_time, decay_time);
   std::fill_n(s->hold_count, kBands, 0);
   std::fill_n(s->band_power, kBands, 0.0f);
   if (band_param) {
@@ -154,7 +151,8 @@ LevelDetectorState* LevelDetector_Init(int bit_rate, int sample_rate, int channe
     s->decay_coef = s->rise_coef;
     s->level_offset = level_offset(bit_rate);
     for (int b = 0; b < kBands; ++b)
-      s->band_freq[b] = kDefaultBands[b].freq, s->band_q[b] = kDefaultBands[b].q;
+      s->band_freq[b] = dynamics::kDefaultDetectorBands[b].freq,
+      s->band_q[b] = dynamics::kDefaultDetectorBands[b].q;
     design_filters(*s);
     print_banner();
     return s.release();

@@ -15,28 +15,13 @@
 namespace {
 
 // ---- Settings --------------------------------------------------------------------------------------
-constexpr int kStride = 20;  // floats of the section per channel
-enum Index {
-  kMaxThreshold,
-  kCeiling,
-  kRelease,
-  kCompressStart,
-  kExpandEnd,
-  kNoiseThreshold,
-  kMaxGain,
-  kMaxPeak,
-  kAttackTime,
-  kReleaseTime,
-  kHoldTime,
-};
 constexpr float kDefaults[] = {-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200};
 
 // ---- Design ----------------------------------------------------------------------------------------
 void load_limiter(MaximizerState& s, size_t ch, float max_threshold, float ceiling, float release) {
   s.max_threshold[ch] = max_threshold, s.ceiling[ch] = ceiling, s.release[ch] = release;
-  // 0.998 leaves 0.02 dB below the ceiling.
-  s.ceiling_gain[ch] = common::dB_to_linear(ceiling - max_threshold) * 0.998f;
-  s.release_coef[ch] = dynamics::block_share(s, release);
+  s.ceiling_gain[ch] = dynamics::limiter_factor(max_threshold, ceiling);
+  s.release_coef[ch] = dynamics::block_share(s.swFrmLen, s.sample_rate, release);
   dynamics::build_limiter_table(max_threshold, s.ceiling_gain[ch], s.max_table[ch], s.max_table_start[ch],
                                 s.max_table_scale[ch]);
 }
@@ -46,12 +31,14 @@ void load(MaximizerState& s, const float* section, size_t stride, const char* fu
   for (size_t ch = 0; ch < s.agc_gain.size(); ++ch) {
     const float* r = section + ch * stride;
     const dynamics::AgcSettings agc{
-        {r[kNoiseThreshold], r[kExpandEnd], r[kCompressStart], r[kMaxGain], r[kMaxPeak]},
-        r[kAttackTime],
-        r[kReleaseTime],
-        r[kHoldTime]};
+        {r[AUDIOPOST_AGC_NOISE_THRESHOLD], r[AUDIOPOST_AGC_EXPAND_END], r[AUDIOPOST_AGC_COMPRESS_START],
+         r[AUDIOPOST_AGC_MAX_GAIN], r[AUDIOPOST_AGC_MAX_PEAK]},
+        r[AUDIOPOST_AGC_ATTACK_TIME],
+        r[AUDIOPOST_AGC_RELEASE_TIME],
+        r[AUDIOPOST_AGC_HOLD_TIME]};
     dynamics::load_agc(s, ch, agc, function);
-    load_limiter(s, ch, r[kMaxThreshold], r[kCeiling], r[kRelease]);
+    load_limiter(s, ch, r[AUDIOPOST_MAXIMIZER_MAX_THRESHOLD], r[AUDIOPOST_MAXIMIZER_CEILING],
+                 r[AUDIOPOST_MAXIMIZER_RELEASE]);
   }
 }
 
@@ -97,20 +84,21 @@ int Maximizer_Process(MaximizerState* s, float** in, float** out, int n) {
 
 // ---- Control ---------------------------------------------------------------------------------------
 int Maximizer_SetPara(MaximizerState* s, const float* section) {
-  load(*s, section, s->channel_link ? 0 : kStride, "Maximizer_SetPara");
+  load(*s, section, s->channel_link ? 0 : AUDIOPOST_MAXIMIZER_STRIDE, "Maximizer_SetPara");
   return s->channels;
 }
 
 // One record per channel at the full stride, whatever channel_link says.
 void Maximizer_GetPara(const MaximizerState* s, float* section) {
   for (int ch = 0; ch < s->channels; ++ch) {
-    float* r = section + ch * kStride;
-    r[kMaxThreshold] = s->max_threshold[ch], r[kCeiling] = s->ceiling[ch], r[kRelease] = s->release[ch];
-    r[kCompressStart] = s->compress_start[ch], r[kExpandEnd] = s->expand_end[ch];
-    r[kNoiseThreshold] = s->noise_threshold[ch];
-    r[kMaxGain] = s->max_gain[ch], r[kMaxPeak] = s->max_peak[ch];
-    r[kAttackTime] = s->attack_time[ch], r[kReleaseTime] = s->release_time[ch],
-    r[kHoldTime] = s->hold_time[ch];
+    float* r = section + ch * AUDIOPOST_MAXIMIZER_STRIDE;
+    r[AUDIOPOST_MAXIMIZER_MAX_THRESHOLD] = s->max_threshold[ch],
+    r[AUDIOPOST_MAXIMIZER_CEILING] = s->ceiling[ch], r[AUDIOPOST_MAXIMIZER_RELEASE] = s->release[ch];
+    r[AUDIOPOST_AGC_COMPRESS_START] = s->compress_start[ch], r[AUDIOPOST_AGC_EXPAND_END] = s->expand_end[ch];
+    r[AUDIOPOST_AGC_NOISE_THRESHOLD] = s->noise_threshold[ch];
+    r[AUDIOPOST_AGC_MAX_GAIN] = s->max_gain[ch], r[AUDIOPOST_AGC_MAX_PEAK] = s->max_peak[ch];
+    r[AUDIOPOST_AGC_ATTACK_TIME] = s->attack_time[ch], r[AUDIOPOST_AGC_RELEASE_TIME] = s->release_time[ch],
+    r[AUDIOPOST_AGC_HOLD_TIME] = s->hold_time[ch];
   }
 }
 
@@ -127,22 +115,22 @@ void Maximizer_PrintPara(const MaximizerState* s) {
   LOG_LINE("===================== \n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("---- channel:%i ----\n", ch);
-    LOG_LINE("compress_start:%.2f\n", static_cast<double>(s->compress_start[ch]));
-    LOG_LINE("expand_end:%.2f\n", static_cast<double>(s->expand_end[ch]));
-    LOG_LINE("noise_threshold:%.2f\n", static_cast<double>(s->noise_threshold[ch]));
-    LOG_LINE("max_gain:%.2f\n", static_cast<double>(s->max_gain[ch]));
-    LOG_LINE("max_peak:%.2f\n", static_cast<double>(s->max_peak[ch]));
-    LOG_LINE("attack_time:%.2f\n", static_cast<double>(s->attack_time[ch]));
-    LOG_LINE("release_time:%.2f\n", static_cast<double>(s->release_time[ch]));
-    LOG_LINE("hold_time:%f\n", static_cast<double>(s->hold_time[ch]));
+    LOG_LINE("compress_start:%.2f\n", s->compress_start[ch]);
+    LOG_LINE("expand_end:%.2f\n", s->expand_end[ch]);
+    LOG_LINE("noise_threshold:%.2f\n", s->noise_threshold[ch]);
+    LOG_LINE("max_gain:%.2f\n", s->max_gain[ch]);
+    LOG_LINE("max_peak:%.2f\n", s->max_peak[ch]);
+    LOG_LINE("attack_time:%.2f\n", s->attack_time[ch]);
+    LOG_LINE("release_time:%.2f\n", s->release_time[ch]);
+    LOG_LINE("hold_time:%f\n", s->hold_time[ch]);
   }
   LOG_LINE("Maximizer Param\n");
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("==== channel:%i ====\n", ch);
-    LOG_LINE("max_threshold:%.2f\n", static_cast<double>(s->max_threshold[ch]));
-    LOG_LINE("ceiling:%.2f\n", static_cast<double>(s->ceiling[ch]));
-    LOG_LINE("release:%.2f\n", static_cast<double>(s->release[ch]));
+    LOG_LINE("max_threshold:%.2f\n", s->max_threshold[ch]);
+    LOG_LINE("ceiling:%.2f\n", s->ceiling[ch]);
+    LOG_LINE("release:%.2f\n", s->release[ch]);
   }
 }
 
@@ -161,7 +149,7 @@ MaximizerState* Maximizer_Init(const float* section, int bit_rate, int sample_ra
     s->agc_gain.resize(size);
     s->limiter_gain.resize(size);  // 0: a new stream rises from silence
     if (section)
-      load(*s, section, channel_link ? 0 : kStride, "Maximizer_Init");
+      load(*s, section, channel_link ? 0 : AUDIOPOST_MAXIMIZER_STRIDE, "Maximizer_Init");
     else
       load(*s, kDefaults, 0, "Maximizer_Init");
     return s.release();

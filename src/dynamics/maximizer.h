@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "common/numeric.h"
 #include "common/time_constant.h"
 #include "dynamics/gain_table.h"
 
@@ -49,9 +50,14 @@ struct AgcSettings {
 void load_agc(MaximizerState& s, size_t ch, const AgcSettings& settings, const char* function);
 
 // The share of the target that the gain takes on in one block.
-inline float block_share(const MaximizerState& s, float ms) {
-  return 1.0f - common::block_decay(static_cast<float>(s.swFrmLen) * static_cast<float>(common::kRiseTime),
-                                    s.sample_rate, ms);
+inline float block_share(int frame_length, int sample_rate, float ms) {
+  const float rise = static_cast<float>(frame_length) * static_cast<float>(common::kRiseTime);
+  return 1.0f - common::block_decay(rise, sample_rate, ms);
+}
+
+// What the limiter's table is multiplied by; 0.998 leaves 0.02 dB below the ceiling.
+inline float limiter_factor(float max_threshold, float ceiling) {
+  return common::dB_to_linear(ceiling - max_threshold) * 0.998f;
 }
 
 // One block's step of a gain toward its target.

@@ -20,26 +20,11 @@ namespace {
 using dynamics::kDrcBands;
 
 // ---- Section ---------------------------------------------------------------------------------------
-constexpr int kStride = 100;  // floats of the section per channel
 // Where a band's record begins. Ascending in frequency there, while bands are numbered low, high, middle 1,
 // middle 2.
-constexpr int kLow = 10, kHigh = 70, kMiddle1 = 30, kMiddle2 = 50;
+constexpr int kLow = AUDIOPOST_DRC_LOW, kHigh = AUDIOPOST_DRC_HIGH;
+constexpr int kMiddle1 = AUDIOPOST_DRC_MID1, kMiddle2 = AUDIOPOST_DRC_MID2;
 constexpr int kBandRecord[kDrcBands] = {kLow, kHigh, kMiddle1, kMiddle2};
-enum Index {
-  kFreqStart,
-  kFreqEnd,
-  kGain,
-  kDrcEnable,
-  kCompressStart,
-  kExpandEnd,
-  kNoiseThreshold,
-  kMaxGain,
-  kMaxPeak,
-  kAttackTime,
-  kReleaseTime,
-  kHoldTime,
-};
-
 // Loops that only report stop here: a record may claim two thousand million bands.
 constexpr int kReportedBands = 100;
 
@@ -49,11 +34,12 @@ int bands_to_report(const MultiBandDRCState& s, int ch) {
 }
 // Bands that have storage: the others exist in number only.
 int bands_to_run(const MultiBandDRCState& s, int ch) { return std::min(s.crossover_band[ch], kDrcBands); }
-// The channel whose bands an adjustment counts by. A linked handle does not look at the number.
-int named_channel(const MultiBandDRCState& s, int channel) {
-  const bool exists = channel >= 0 && channel < s.channels;
-  return exists ? channel : s.channel_link && s.channels > 0 ? 0 : -1;
+// The bands that an adjustment counts by: those of the channel that the call names, also where a linked handle adjusts
+// others; 0 for one that the handle does not have.
+int named_bands(const MultiBandDRCState& s, int channel) {
+  return channel >= 0 && channel < dynamics::kDrcChannels ? s.crossover_band[channel] : 0;
 }
+bool adjusts(const MultiBandDRCState& s, int ch, int channel) { return s.channel_link || ch == channel; }
 // A band without storage is answered with the low band.
 int stored(int band) { return band < kDrcBands ? band : 0; }
 
@@ -67,12 +53,14 @@ void warn_if_wrong(const dynamics::CurvePoints& points, const char* function) {
   if (!dynamics::in_order(points)) LOG_LINE_AS(function, "wrong param for MultiDRC, please check again\n\n");
 }
 
+}  // namespace
+
 // ---- Design ----------------------------------------------------------------------------------------
-// What one sample leaves of a follower: exp(-1000 / (fs ms)), the RC time constant. The product is a 32-bit
-// integer.
-float sample_decay(int ms, int sample_rate) {
+float dynamics::sample_decay(int ms, int sample_rate) {
   return expf(-1000.0f / static_cast<float>(common::wrapping_mul(ms, sample_rate)));
 }
+
+namespace {
 
 struct BandSettings {
   int drc_enable;
@@ -92,8 +80,8 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
   s.attack_time[ch][band] = truncate_to_int(from.attack_time);
   s.release_time[ch][band] = truncate_to_int(from.release_time);
   s.hold_time[ch][band] = truncate_to_int(from.hold_time);
-  s.attack_coef[ch][band] = sample_decay(s.attack_time[ch][band], s.sample_rate);
-  s.release_coef[ch][band] = sample_decay(s.release_time[ch][band], s.sample_rate);
+  s.attack_coef[ch][band] = dynamics::sample_decay(s.attack_time[ch][band], s.sample_rate);
+  s.release_coef[ch][band] = dynamics::sample_decay(s.release_time[ch][band], s.sample_rate);
   s.gain_linear[ch][band] = common::dB_to_linear(from.gain_dB);
   dynamics::build_compressor_table(from.points, 0.0f, s.gain_table[ch][band], s.table_start[ch][band],
                                    s.table_inv_step[ch][band]);
@@ -104,14 +92,15 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
 void load_band(MultiBandDRCState& s, int ch, int band, const float* record, const char* function) {
   const float* r = record + band_record(band, function);
   const BandSettings settings{
-      truncate_to_int(r[kDrcEnable]),
-      r[kGain],
-      {r[kNoiseThreshold], r[kExpandEnd], r[kCompressStart], r[kMaxGain], r[kMaxPeak]},
-      r[kAttackTime],
-      r[kReleaseTime],
-      r[kHoldTime]};
+      truncate_to_int(r[AUDIOPOST_DRC_BAND_ENABLE]),
+      r[AUDIOPOST_DRC_GAIN_DB],
+      {r[AUDIOPOST_DRC_NOISE_THRESHOLD], r[AUDIOPOST_DRC_EXPAND_END], r[AUDIOPOST_DRC_COMPRESS_START],
+       r[AUDIOPOST_DRC_MAX_GAIN], r[AUDIOPOST_DRC_MAX_PEAK]},
+      r[AUDIOPOST_DRC_ATTACK_TIME],
+      r[AUDIOPOST_DRC_RELEASE_TIME],
+      r[AUDIOPOST_DRC_HOLD_TIME]};
   if (band < kDrcBands) {
-    s.freq_start[ch][band] = r[kFreqStart], s.freq_end[ch][band] = r[kFreqEnd];
+    s.freq_start[ch][band] = r[AUDIOPOST_DRC_FREQ_START], s.freq_end[ch][band] = r[AUDIOPOST_DRC_FREQ_END];
     load_compressor(s, ch, band, settings);
   }
   warn_if_wrong(settings.points, function);
@@ -121,10 +110,11 @@ void load_band(MultiBandDRCState& s, int ch, int band, const float* record, cons
 // crossover, and the followers restart. False without memory: the channel then keeps the crossover and the
 // count it has.
 bool load_crossover(MultiBandDRCState& s, int ch, const float* r) {
-  const int bands = truncate_to_int(r[0]);
-  s.crossover_param = {common::wrapping_sub(bands, 2), r[kLow + kFreqEnd],     r[kHigh + kFreqStart],
-                       r[kMiddle1 + kFreqStart],       r[kMiddle1 + kFreqEnd], r[kMiddle2 + kFreqStart],
-                       r[kMiddle2 + kFreqEnd]};
+  const int bands = truncate_to_int(r[AUDIOPOST_DRC_CROSSOVER_BAND]);
+  s.crossover_param = {common::wrapping_sub(bands, 2),       r[kLow + AUDIOPOST_DRC_FREQ_END],
+                       r[kHigh + AUDIOPOST_DRC_FREQ_START],  r[kMiddle1 + AUDIOPOST_DRC_FREQ_START],
+                       r[kMiddle1 + AUDIOPOST_DRC_FREQ_END], r[kMiddle2 + AUDIOPOST_DRC_FREQ_START],
+                       r[kMiddle2 + AUDIOPOST_DRC_FREQ_END]};
   if (s.crossover[ch] && bands == s.crossover_band[ch]) {
     Filters_Crossover_filterSetParam(s.crossover[ch].get(), &s.crossover_param);
     return true;
@@ -140,7 +130,7 @@ bool load_crossover(MultiBandDRCState& s, int ch, const float* r) {
 }
 
 const float* channel_record(const MultiBandDRCState& s, int ch, const float* section) {
-  return section + (s.channel_link ? 0 : ch * kStride);
+  return section + (s.channel_link ? 0 : ch * AUDIOPOST_DRC_STRIDE);
 }
 
 bool load_crossovers(MultiBandDRCState& s, const float* section) {
@@ -214,18 +204,19 @@ int MultiBandDRC_SetPara(MultiBandDRCState* s, const float* section) {
 // hosts keep theirs there.
 void MultiBandDRC_GetPara(const MultiBandDRCState* s, float* section) {
   for (int ch = 0; ch < channels_of(*s); ++ch) {
-    float* const record = section + ch * kStride;
-    record[0] = static_cast<float>(s->crossover_band[ch]);
+    float* const record = section + ch * AUDIOPOST_DRC_STRIDE;
+    record[AUDIOPOST_DRC_CROSSOVER_BAND] = static_cast<float>(s->crossover_band[ch]);
     for (int band = 0; band < bands_to_report(*s, ch); ++band) {
       float* const r = record + band_record(band, "MultiBandDRC_GetPara");
       const int b = stored(band);
-      r[kFreqStart] = s->freq_start[ch][b], r[kFreqEnd] = s->freq_end[ch][b];
-      r[kCompressStart] = s->compress_start[ch][b], r[kExpandEnd] = s->expand_end[ch][b];
-      r[kNoiseThreshold] = s->noise_threshold[ch][b];
-      r[kMaxGain] = s->max_gain[ch][b], r[kMaxPeak] = s->max_peak[ch][b];
-      r[kAttackTime] = static_cast<float>(s->attack_time[ch][b]);
-      r[kReleaseTime] = static_cast<float>(s->release_time[ch][b]);
-      r[kHoldTime] = static_cast<float>(s->hold_time[ch][b]);
+      r[AUDIOPOST_DRC_FREQ_START] = s->freq_start[ch][b], r[AUDIOPOST_DRC_FREQ_END] = s->freq_end[ch][b];
+      r[AUDIOPOST_DRC_COMPRESS_START] = s->compress_start[ch][b],
+      r[AUDIOPOST_DRC_EXPAND_END] = s->expand_end[ch][b];
+      r[AUDIOPOST_DRC_NOISE_THRESHOLD] = s->noise_threshold[ch][b];
+      r[AUDIOPOST_DRC_MAX_GAIN] = s->max_gain[ch][b], r[AUDIOPOST_DRC_MAX_PEAK] = s->max_peak[ch][b];
+      r[AUDIOPOST_DRC_ATTACK_TIME] = static_cast<float>(s->attack_time[ch][b]);
+      r[AUDIOPOST_DRC_RELEASE_TIME] = static_cast<float>(s->release_time[ch][b]);
+      r[AUDIOPOST_DRC_HOLD_TIME] = static_cast<float>(s->hold_time[ch][b]);
     }
   }
 }
@@ -233,8 +224,6 @@ void MultiBandDRC_GetPara(const MultiBandDRCState* s, float* section) {
 int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float low_freq_end,
                                       float high_freq_start, float mid1_freq_start, float mid1_freq_end,
                                       float mid2_freq_start, float mid2_freq_end) {
-  const int named = named_channel(*s, channel);
-  if (named < 0) return s->channels;
   // mid_bands stays as last written; a redesign does not read it.
   s->crossover_param = {s->crossover_param.mid_bands,
                         low_freq_end,
@@ -243,9 +232,9 @@ int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float l
                         mid1_freq_end,
                         mid2_freq_start,
                         mid2_freq_end};
-  const int bands = s->crossover_band[named];  // for every linked channel
+  const int bands = named_bands(*s, channel);  // for every linked channel
   for (int ch = 0; ch < s->channels; ++ch) {
-    if (!s->channel_link && ch != named) continue;
+    if (!adjusts(*s, ch, channel)) continue;
     if (s->crossover[ch]) Filters_Crossover_filterSetParam(s->crossover[ch].get(), &s->crossover_param);
     s->freq_end[ch][0] = low_freq_end, s->freq_start[ch][1] = high_freq_start;
     if (bands >= 3) s->freq_start[ch][2] = mid1_freq_start, s->freq_end[ch][2] = mid1_freq_end;
@@ -257,16 +246,14 @@ int MultiBandDRC_Crossover_AdjustPara(MultiBandDRCState* s, int channel, float l
 int MultiBandDRC_DRC_AdjustPara(MultiBandDRCState* s, int channel, int band, int drc_enable, float gain_dB,
                                 float compress_start, float expand_end, float noise_threshold, float max_gain,
                                 float max_peak, float attack_time, float release_time, float hold_time) {
-  const int named = named_channel(*s, channel);
-  if (named < 0) return s->channels;
   // A band that the channel does not run now is said, and set all the same.
-  if (band >= s->crossover_band[named]) LOG_LINE("i_band out of bound\n");
+  if (band >= named_bands(*s, channel)) LOG_LINE("i_band out of bound\n");
   if (band < 0 || band >= kDrcBands) return s->channels;
   const BandSettings settings{
       drc_enable,  gain_dB,      {noise_threshold, expand_end, compress_start, max_gain, max_peak},
       attack_time, release_time, hold_time};
   for (int ch = 0; ch < s->channels; ++ch) {
-    if (!s->channel_link && ch != named) continue;
+    if (!adjusts(*s, ch, channel)) continue;
     load_compressor(*s, ch, band, settings);
     warn_if_wrong(settings.points, "MultiBandDRC_DRC_AdjustPara");
   }
@@ -283,15 +270,15 @@ void MultiBandDRC_PrintPara(const MultiBandDRCState* s) {
     for (int band = 0; band < bands_to_report(*s, ch); ++band) {
       const int b = stored(band);
       LOG_LINE("---- band:%i ----\n", band);
-      LOG_LINE("freq_start:%.2f\n", static_cast<double>(s->freq_start[ch][b]));
-      LOG_LINE("freq_end:%.2f\n", static_cast<double>(s->freq_end[ch][b]));
-      LOG_LINE("gain_dB:%.2f\n", static_cast<double>(s->gain_dB[ch][b]));
+      LOG_LINE("freq_start:%.2f\n", s->freq_start[ch][b]);
+      LOG_LINE("freq_end:%.2f\n", s->freq_end[ch][b]);
+      LOG_LINE("gain_dB:%.2f\n", s->gain_dB[ch][b]);
       LOG_LINE("drc_enable:%i\n", s->drc_enable[ch][b]);
-      LOG_LINE("compress_start:%.2f\n", static_cast<double>(s->compress_start[ch][b]));
-      LOG_LINE("expand_end:%.2f\n", static_cast<double>(s->expand_end[ch][b]));
-      LOG_LINE("noise_threshold:%.2f\n", static_cast<double>(s->noise_threshold[ch][b]));
-      LOG_LINE("max_gain:%.2f\n", static_cast<double>(s->max_gain[ch][b]));
-      LOG_LINE("max_peak:%.2f\n", static_cast<double>(s->max_peak[ch][b]));
+      LOG_LINE("compress_start:%.2f\n", s->compress_start[ch][b]);
+      LOG_LINE("expand_end:%.2f\n", s->expand_end[ch][b]);
+      LOG_LINE("noise_threshold:%.2f\n", s->noise_threshold[ch][b]);
+      LOG_LINE("max_gain:%.2f\n", s->max_gain[ch][b]);
+      LOG_LINE("max_peak:%.2f\n", s->max_peak[ch][b]);
       LOG_LINE("attack_time:%i\n", s->attack_time[ch][b]);
       LOG_LINE("release_time:%i\n", s->release_time[ch][b]);
       LOG_LINE("hold_time:%i\n", s->hold_time[ch][b]);

@@ -48,6 +48,9 @@ struct MultiBandDRCState {
 
 namespace dynamics {
 
+// What one sample leaves of a follower: exp(-1000 / (fs ms)), the RC time constant. The product is a 32-bit integer.
+float sample_decay(int ms, int sample_rate);
+
 // Joins with one block, in place, to share a loop with the effects before it.
 bool join(MultiBandDRCState& s, float** x, int n, filters::Batch& batch);
 

@@ -26,11 +26,7 @@ inline float pair_step(BiquadPair& p, float x) {
   return biquad_step(p.coeffs[1], p.history[1], biquad_step(p.coeffs[0], p.history[0], x));
 }
 
-// Designs both sections as a Butterworth filter and clears their history.
-inline void design_pair(BiquadPair& pair, FilterType type, float sample_rate, float fc) {
-  pair = {};
-  filter_calculateCoeffs(&pair.coeffs[0].b0, type, sample_rate, fc, 0.0f, 0.0f);
-  pair.coeffs[1] = pair.coeffs[0];
-}
+// A pair of such sections, with nothing in its history.
+inline BiquadPair fresh_pair(const BiquadCoeffs& c) { return {{c, c}, {}}; }
 
 }  // namespace filters

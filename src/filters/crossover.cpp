@@ -7,6 +7,7 @@
 
 #include "common/log.h"
 #include "common/memory.h"
+#include "filters/design.h"
 
 // ---- Design ----------------------------------------------------------------------------------------
 namespace {
@@ -20,26 +21,31 @@ void load_frequencies(CrossoverFilter& f, const CrossoverParam& param) {
 }
 
 // Clears the path's history with it: all bands restart from silence.
-void design_path(const CrossoverFilter& f, std::vector<filters::BiquadPair>& path, FilterType type,
-                 float fc) {
-  for (filters::BiquadPair& channel : path)
-    filters::design_pair(channel, type, static_cast<float>(f.sample_rate), fc);
+void load_path(std::vector<filters::BiquadPair>& path, const BiquadCoeffs& section) {
+  for (filters::BiquadPair& channel : path) channel = filters::fresh_pair(section);
 }
 
-void design(CrossoverFilter& f) {
-  design_path(f, f.low, ButterworthLP, f.low_fc);
-  design_path(f, f.high, ButterworthHP, f.high_fc);
-  if (f.mid_bands > 0) {
-    design_path(f, f.mid1_highpass, ButterworthHP, f.mid1_low_fc);
-    design_path(f, f.mid1_lowpass, ButterworthLP, f.mid1_high_fc);
-  }
-  if (f.mid_bands == 2) {
-    design_path(f, f.mid2_highpass, ButterworthHP, f.mid2_low_fc);
-    design_path(f, f.mid2_lowpass, ButterworthLP, f.mid2_high_fc);
-  }
+// The new param's mid_bands is not read: there are as many paths as at creation.
+void load(CrossoverFilter& f, const CrossoverParam& param) {
+  load_frequencies(f, param);
+  const filters::CrossoverDesign d = filters::design_crossover(param, f.sample_rate);
+  load_path(f.low, d.low);
+  load_path(f.high, d.high);
+  if (f.mid_bands > 0) load_path(f.mid1_highpass, d.mid1_highpass), load_path(f.mid1_lowpass, d.mid1_lowpass);
+  if (f.mid_bands == 2)
+    load_path(f.mid2_highpass, d.mid2_highpass), load_path(f.mid2_lowpass, d.mid2_lowpass);
 }
 
 }  // namespace
+
+filters::CrossoverDesign filters::design_crossover(const CrossoverParam& p, int sample_rate) {
+  const auto section = [fs = static_cast<float>(sample_rate)](FilterType type, float fc) {
+    return design(type, fs, fc, 0.0f, 0.0f);
+  };
+  return {section(ButterworthLP, p.low_fc),      section(ButterworthHP, p.high_fc),
+          section(ButterworthHP, p.mid1_low_fc), section(ButterworthLP, p.mid1_high_fc),
+          section(ButterworthHP, p.mid2_low_fc), section(ButterworthLP, p.mid2_high_fc)};
+}
 
 // ---- Process ---------------------------------------------------------------------------------------
 void Filters_Crossover_filterProcess(CrossoverFilter* f, const float* in, float* out) {
@@ -59,10 +65,7 @@ void Filters_Crossover_filterProcess(CrossoverFilter* f, const float* in, float*
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
-void Filters_Crossover_filterSetParam(CrossoverFilter* f, const CrossoverParam* param) {
-  load_frequencies(*f, *param);
-  design(*f);
-}
+void Filters_Crossover_filterSetParam(CrossoverFilter* f, const CrossoverParam* param) { load(*f, *param); }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
 CrossoverParam* Filters_Crossover_paramInit() {
@@ -81,7 +84,6 @@ CrossoverFilter* Filters_Crossover_filterInit(int sample_rate, int channels, con
   return common::null_without_memory([&] {
     auto f = std::make_unique<CrossoverFilter>();
     const CrossoverParam& given = param ? *param : kDefaults;
-    load_frequencies(*f, given);
     f->mid_bands = given.mid_bands;
     f->sample_rate = sample_rate, f->channels = channels;
     f->coef_count = 10, f->history_count = 4;
@@ -89,7 +91,7 @@ CrossoverFilter* Filters_Crossover_filterInit(int sample_rate, int channels, con
     f->low.resize(size), f->high.resize(size);
     if (f->mid_bands != 0) f->mid1_highpass.resize(size), f->mid1_lowpass.resize(size);
     if (f->mid_bands != 0 && f->mid_bands != 1) f->mid2_highpass.resize(size), f->mid2_lowpass.resize(size);
-    design(*f);
+    load(*f, given);
     return f.release();
   });
 }

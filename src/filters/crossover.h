@@ -1,9 +1,20 @@
-// Record of the crossover filter bank, for the code that runs it a block at a time.
+// Record and design of the crossover filter bank, for the code that runs it a block at a time or judges its settings.
 #pragma once
 
 #include <vector>
 
 #include "filters/biquad.h"
+
+namespace filters {
+
+// One section of each edge; every edge is two of them in series. Those of the middle bands run only where mid_bands
+// asks for them.
+struct CrossoverDesign {
+  BiquadCoeffs low, high, mid1_highpass, mid1_lowpass, mid2_highpass, mid2_lowpass;
+};
+CrossoverDesign design_crossover(const CrossoverParam& param, int sample_rate);
+
+}  // namespace filters
 
 struct CrossoverFilter {
   float low_fc, high_fc, mid1_low_fc, mid1_high_fc, mid2_low_fc, mid2_high_fc;  // Hz

@@ -1,10 +1,11 @@
 // The library's one coefficient designer. Every formula is evaluated in single precision in the order it
 // stands.
+#include "filters/design.h"
+
 #include <cmath>
 
 #include "common/log.h"
 #include "common/numeric.h"
-#include "zelkaudio_effect_eqdrc.h"
 
 namespace {
 
@@ -99,40 +100,43 @@ BiquadCoeffs butterworth_high_pass(Angle w, float gain_dB) {
 
 }  // namespace
 
-void filter_calculateCoeffs(float* coeffs, int type, float sample_rate, float fc, float q, float gain_db) {
+bool filters::is_filter_type(int type) { return type >= Parametric && type <= ButterworthHP; }
+
+BiquadCoeffs filters::design(int type, float sample_rate, float fc, float q, float gain_db) {
   const float gain_dB = clamp(gain_db, -20.0f, 20.0f);
   const float w0 = fc * kTwoPi / sample_rate;
   const Angle w{w0, cosf(w0), sinf(w0)};
-  BiquadCoeffs c{};
   switch (type) {
     case Parametric:
-      c = parametric(w, q, gain_dB);
-      break;
+      return parametric(w, q, gain_dB);
     case LowShelf:
-      c = low_shelf(w, q, gain_dB);
-      break;
+      return low_shelf(w, q, gain_dB);
     case HighShelf:
-      c = high_shelf(w, q, gain_dB);
-      break;
+      return high_shelf(w, q, gain_dB);
     case GeneralLP:
-      c = general_low_pass(w, q, gain_dB);
-      break;
+      return general_low_pass(w, q, gain_dB);
     case GeneralHP:
-      c = general_high_pass(w, q, gain_dB);
-      break;
+      return general_high_pass(w, q, gain_dB);
     case BandPass:
-      c = band_pass(w, q, gain_dB);
-      break;
+      return band_pass(w, q, gain_dB);
     case ButterworthLP:
-      c = butterworth_low_pass(w, gain_dB);
-      break;
+      return butterworth_low_pass(w, gain_dB);
     case ButterworthHP:
-      c = butterworth_high_pass(w, gain_dB);
-      break;
+      return butterworth_high_pass(w, gain_dB);
     default:
-      LOG_LINE("ErrorXXX: You should choose a filter type!\n\n");
-      common::end_process();
+      return {};
   }
+}
+
+void filters::require_filter_type(int type) {
+  if (is_filter_type(type)) return;
+  LOG_LINE_AS("filter_calculateCoeffs", "ErrorXXX: You should choose a filter type!\n\n");
+  common::end_process();
+}
+
+void filter_calculateCoeffs(float* coeffs, int type, float sample_rate, float fc, float q, float gain_db) {
+  filters::require_filter_type(type);
+  const BiquadCoeffs c = filters::design(type, sample_rate, fc, q, gain_db);
   const float result[5] = {c.b0, c.b1, c.b2, c.a1, c.a2};
   for (int i = 0; i < 5; ++i) coeffs[i] = result[i];
 }

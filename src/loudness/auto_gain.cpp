@@ -36,21 +36,25 @@ namespace {
 constexpr float kNothingMeasured = -1000.0f;
 constexpr float kMaxGain_dB = 20.0f;
 
+}  // namespace
+
 // ---- Design ----------------------------------------------------------------------------------------
 // -2200 * frames is a 32-bit integer product.
-float share_per_block(const AutoGainState& s, float ms) {
-  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, s.frame_length));
-  return 1.0f - common::block_decay(rise, s.sample_rate, ms);
+float loudness::share_per_block(int frame_length, int sample_rate, float ms) {
+  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, frame_length));
+  return 1.0f - common::block_decay(rise, sample_rate, ms);
 }
 
+namespace {
+
 void load(AutoGainState& s, const float* section) {
-  s.target_i_dB = section[0];
-  s.attack_time = section[1];
-  s.release_time = section[2];
-  s.r128_wins = common::truncate_to_int(section[3]);
-  s.r128_steps = common::truncate_to_int(section[4]);
-  s.attack_coef = share_per_block(s, s.attack_time);
-  s.release_coef = share_per_block(s, s.release_time);
+  s.target_i_dB = section[AUDIOPOST_AUTOGAIN_TARGET_I_DB];
+  s.attack_time = section[AUDIOPOST_AUTOGAIN_ATTACK_TIME];
+  s.release_time = section[AUDIOPOST_AUTOGAIN_RELEASE_TIME];
+  s.r128_wins = common::truncate_to_int(section[AUDIOPOST_AUTOGAIN_R128_WINS]);
+  s.r128_steps = common::truncate_to_int(section[AUDIOPOST_AUTOGAIN_R128_STEPS]);
+  s.attack_coef = loudness::share_per_block(s.frame_length, s.sample_rate, s.attack_time);
+  s.release_coef = loudness::share_per_block(s.frame_length, s.sample_rate, s.release_time);
 }
 
 // A fresh meter and unity gain: what new window or step lengths ask for. The smoothed loudness goes on.
@@ -139,20 +143,20 @@ int AutoGain_SetPara(AutoGainState* s, const float* section) {
 }
 
 void AutoGain_GetPara(const AutoGainState* s, float* section) {
-  section[0] = s->target_i_dB;
-  section[1] = s->attack_time;
-  section[2] = s->release_time;
-  section[3] = static_cast<float>(s->r128_wins);
-  section[4] = static_cast<float>(s->r128_steps);
+  section[AUDIOPOST_AUTOGAIN_TARGET_I_DB] = s->target_i_dB;
+  section[AUDIOPOST_AUTOGAIN_ATTACK_TIME] = s->attack_time;
+  section[AUDIOPOST_AUTOGAIN_RELEASE_TIME] = s->release_time;
+  section[AUDIOPOST_AUTOGAIN_R128_WINS] = static_cast<float>(s->r128_wins);
+  section[AUDIOPOST_AUTOGAIN_R128_STEPS] = static_cast<float>(s->r128_steps);
 }
 
 // ---- Print -----------------------------------------------------------------------------------------
 void AutoGain_PrintPara(const AutoGainState* s) {
   LOG_LINE("AutoGain Param\n");
   LOG_LINE("=====================\n");
-  LOG_LINE("target_i_dB:%.2f\n", static_cast<double>(s->target_i_dB));
-  LOG_LINE("attack_time:%.2f\n", static_cast<double>(s->attack_time));
-  LOG_LINE("release_time:%.2f\n", static_cast<double>(s->release_time));
+  LOG_LINE("target_i_dB:%.2f\n", s->target_i_dB);
+  LOG_LINE("attack_time:%.2f\n", s->attack_time);
+  LOG_LINE("release_time:%.2f\n", s->release_time);
   LOG_LINE("r128_wins:%i\n", s->r128_wins);
   LOG_LINE("r128_steps:%i\n", s->r128_steps);
 }

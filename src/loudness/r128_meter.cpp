@@ -25,10 +25,12 @@ constexpr float kOffset_dB =
 // Left, right, centre, left surround, right surround; channels past the fifth weigh 1.
 constexpr float kWeights[] = {1.0f, 1.0f, 1.0f, 1.41f, 1.41f};
 
+}  // namespace
+
 // ---- Design ----------------------------------------------------------------------------------------
 // BS.1770's two stages as analogue prototypes under the bilinear transform, so that they hold at any sample
 // rate. The numerator of the high-pass is not divided by a0: required, and part of what the offset takes off.
-KWeightingCoeffs design_k_weighting(float sample_rate) {
+KWeightingCoeffs loudness::design_k_weighting(float sample_rate) {
   KWeightingCoeffs c{};
   {
     const float K = common::tan_rounded_once(5284.0786f / sample_rate);  // pi * 1681.974 Hz
@@ -52,6 +54,8 @@ KWeightingCoeffs design_k_weighting(float sample_rate) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
+namespace {
+
 filters::MeterChannel channel_for_kernel(Ebur128State& s, size_t ch, const float* in) {
   return {&s.coeffs[ch].shelf,
           &s.coeffs[ch].high_pass,
@@ -163,7 +167,7 @@ Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int wind
     s->sums.resize(size);
     s->weights.resize(size, 1.0f);
     std::copy_n(kWeights, std::min(size, std::size(kWeights)), s->weights.begin());
-    s->coeffs.resize(size, design_k_weighting(static_cast<float>(sample_rate)));
+    s->coeffs.resize(size, loudness::design_k_weighting(static_cast<float>(sample_rate)));
     s->history.resize(size);
     s->block_energies.resize(loudness::kHistoryBlocks);
     s->block_capacity = loudness::kHistoryBlocks;

@@ -17,6 +17,8 @@ struct KWeightingHistory {
   BiquadHistory shelf, high_pass;
 };
 
+KWeightingCoeffs design_k_weighting(float sample_rate);
+
 constexpr int kHistoryBlocks = 200;
 
 }  // namespace loudness
@@ -47,6 +49,9 @@ namespace loudness {
 
 // ebur128_addframes, but the samples go through the filters with what else joins the batch. False where they can't.
 bool join(Ebur128State* s, float** in, int n, filters::Batch& batch);
+
+// The share of the way to its goal that auto gain goes in one block.
+float share_per_block(int frame_length, int sample_rate, float ms);
 
 // Auto gain with its meter in the batch; the gain itself is applied at once, in place.
 bool join(AutoGainState& s, float** x, int n, filters::Batch& batch);

@@ -9,7 +9,9 @@
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "filters/biquad.h"
+#include "filters/design.h"
 #include "filters/kernels/kernels.h"
+#include "tone/designs.h"
 #include "tone/joins.h"
 
 using filters::BiquadPair;
@@ -37,59 +39,75 @@ struct BassEnhancerState {
 
 namespace {
 
-constexpr int kRecordStride = 10;
 constexpr float kTiny = 1e-8f;
 
 // The square root, and 0 for anything too small to matter: no denormals in the recursion behind it.
 float guarded_root(float v) { return v > kTiny ? sqrtf(v) : 0.0f; }
 
 // ---- Design ----------------------------------------------------------------------------------------
-void design_filters(BassEnhancerState& s, int ch) {
-  const auto fs = static_cast<float>(s.sample_rate);
-  filters::design_pair(s.bass_lowpass[ch], ButterworthLP, fs, s.freq[ch]);
-  filters::design_pair(s.main_highpass[ch], ButterworthHP, fs, s.freq[ch]);
-  filters::design_pair(s.harmonic_lowpass[ch], ButterworthLP, fs, s.freq[ch] * 3.0f);
-  filters::design_pair(s.harmonic_highpass[ch], ButterworthHP, fs, s.freq[ch]);
-  filters::design_pair(s.floor_highpass[ch], ButterworthHP, fs, s.floor[ch]);
-}
-
 // Not guarded: drive 0 and blend 10.5 give infinities, which stay in the coefficients until the next design.
-void design_shaper(BassEnhancerState& s, int ch) {
-  const float a = 12.0f / s.drive[ch];
-  const float k = a / (10.5f - s.blend[ch]) * 23.64f;
+tone::BassShaper design_shaper(float drive, float blend) {
+  const float a = 12.0f / drive;
+  const float k = a / (10.5f - blend) * 23.64f;
   const float twice_a_squared = (a + a) * a;
   const float root = guarded_root(std::fabs(twice_a_squared - 1.0f));
   const float P = 1.0f + root;
-  s.pos_offset[ch] = P;
-  s.pos_bias[ch] = (2.0f - P) * 0.5f;
-  s.pos_const[ch] = (std::fma(a, a, -P) + 1.0f) * 0.5f;
+  tone::BassShaper c{};
+  c.pos_offset = P;
+  c.pos_bias = (2.0f - P) * 0.5f;
+  c.pos_const = (std::fma(a, a, -P) + 1.0f) * 0.5f;
 
   const float m = P / guarded_root(std::fabs(2.0f * root - twice_a_squared));
   const float m_squared_1 = std::fma(m, m, 1.0f), hypotenuse = sqrtf(m_squared_1);
-  s.neg_bias[ch] = -k / hypotenuse;
-  s.neg_offset[ch] = 2.0f * m * k / hypotenuse;
-  s.neg_const[ch] = k * k / m_squared_1;
+  c.neg_bias = -k / hypotenuse;
+  c.neg_offset = 2.0f * m * k / hypotenuse;
+  c.neg_const = k * k / m_squared_1;
 
-  const float end = guarded_root(std::fabs(2.0f * s.neg_offset[ch] + 4.0f * s.neg_const[ch] - 1.0f));
-  s.shaper_gain[ch] = 2.0f / (2.0f * s.neg_bias[ch] + end + 1.0f);
+  const float end = guarded_root(std::fabs(2.0f * c.neg_offset + 4.0f * c.neg_const - 1.0f));
+  c.gain = 2.0f / (2.0f * c.neg_bias + end + 1.0f);
+  return c;
 }
+
+}  // namespace
+
+tone::BassDesign tone::design_bass_enhancer(float drive, float blend, float freq, float floor,
+                                            int sample_rate) {
+  const auto section = [fs = static_cast<float>(sample_rate)](FilterType type, float fc) {
+    return filters::design(type, fs, fc, 0.0f, 0.0f);
+  };
+  const float tenth = 0.1f * static_cast<float>(sample_rate);
+  return {section(ButterworthLP, freq), section(ButterworthHP, freq),  section(ButterworthLP, freq * 3.0f),
+          section(ButterworthHP, freq), section(ButterworthHP, floor), design_shaper(drive, blend),
+          tenth / (tenth + 1.0f)};
+}
+
+namespace {
 
 // Settings, coefficients, and everything that has a memory starting from silence.
 void load(BassEnhancerState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
-    s.amount_dB[ch] = record[0];
+    const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_BASS_STRIDE);
+    s.amount_dB[ch] = record[AUDIOPOST_BASS_AMOUNT_DB];
     s.amount_linear[ch] = common::dB_to_linear(s.amount_dB[ch]);
-    s.drive[ch] = record[1];
-    s.blend[ch] = record[2];
-    s.freq[ch] = record[3];
-    s.floor_active[ch] = common::truncate_to_int(record[4]);
-    s.floor[ch] = record[5];
+    s.drive[ch] = record[AUDIOPOST_BASS_DRIVE];
+    s.blend[ch] = record[AUDIOPOST_BASS_BLEND];
+    s.freq[ch] = record[AUDIOPOST_BASS_FREQ];
+    s.floor_active[ch] = common::truncate_to_int(record[AUDIOPOST_BASS_FLOOR_ACTIVE]);
+    s.floor[ch] = record[AUDIOPOST_BASS_FLOOR];
     s.dc_prev_in[ch] = s.dc_prev_out[ch] = 0.0f;
-    const float tenth = 0.1f * static_cast<float>(s.sample_rate);
-    s.dc_coef[ch] = tenth / (tenth + 1.0f);
-    design_filters(s, ch);
-    design_shaper(s, ch);
+    const auto d =
+        tone::design_bass_enhancer(s.drive[ch], s.blend[ch], s.freq[ch], s.floor[ch], s.sample_rate);
+    s.bass_lowpass[ch] = filters::fresh_pair(d.bass_lowpass);
+    s.main_highpass[ch] = filters::fresh_pair(d.main_highpass);
+    s.harmonic_lowpass[ch] = filters::fresh_pair(d.harmonic_lowpass);
+    s.harmonic_highpass[ch] = filters::fresh_pair(d.harmonic_highpass);
+    s.floor_highpass[ch] = filters::fresh_pair(d.floor_highpass);
+    s.pos_offset[ch] = d.shaper.pos_offset, s.pos_bias[ch] = d.shaper.pos_bias;
+    s.pos_const[ch] = d.shaper.pos_const;
+    s.neg_offset[ch] = d.shaper.neg_offset, s.neg_bias[ch] = d.shaper.neg_bias;
+    s.neg_const[ch] = d.shaper.neg_const;
+    s.shaper_gain[ch] = d.shaper.gain;
+    s.dc_coef[ch] = d.dc_pole;
   }
 }
 
@@ -138,13 +156,13 @@ int BassEnhancer_SetPara(BassEnhancerState* s, const float* section) {
 
 const BassEnhancerState* BassEnhancer_GetPara(const BassEnhancerState* s, float* section) {
   for (int ch = 0; ch < s->channels; ++ch) {
-    float* const record = section + ch * kRecordStride;
-    record[0] = s->amount_dB[ch];
-    record[1] = s->drive[ch];
-    record[2] = s->blend[ch];
-    record[3] = s->freq[ch];
-    record[4] = static_cast<float>(s->floor_active[ch]);
-    record[5] = s->floor[ch];
+    float* const record = section + ch * AUDIOPOST_BASS_STRIDE;
+    record[AUDIOPOST_BASS_AMOUNT_DB] = s->amount_dB[ch];
+    record[AUDIOPOST_BASS_DRIVE] = s->drive[ch];
+    record[AUDIOPOST_BASS_BLEND] = s->blend[ch];
+    record[AUDIOPOST_BASS_FREQ] = s->freq[ch];
+    record[AUDIOPOST_BASS_FLOOR_ACTIVE] = static_cast<float>(s->floor_active[ch]);
+    record[AUDIOPOST_BASS_FLOOR] = s->floor[ch];
   }
   return s;
 }
@@ -155,12 +173,12 @@ void BassEnhancer_PrintPara(const BassEnhancerState* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("==== channel:%i ====\n", ch);
-    LOG_LINE("amount_dB:%.2f\n", static_cast<double>(s->amount_dB[ch]));
-    LOG_LINE("drive:%.2f\n", static_cast<double>(s->drive[ch]));
-    LOG_LINE("blend:%.2f\n", static_cast<double>(s->blend[ch]));
-    LOG_LINE("freq:%.2f\n", static_cast<double>(s->freq[ch]));
+    LOG_LINE("amount_dB:%.2f\n", s->amount_dB[ch]);
+    LOG_LINE("drive:%.2f\n", s->drive[ch]);
+    LOG_LINE("blend:%.2f\n", s->blend[ch]);
+    LOG_LINE("freq:%.2f\n", s->freq[ch]);
     LOG_LINE("floor_active:%i\n", s->floor_active[ch]);
-    LOG_LINE("floor:%.2f\n", static_cast<double>(s->floor[ch]));
+    LOG_LINE("floor:%.2f\n", s->floor[ch]);
   }
 }
 

@@ -10,6 +10,7 @@
 #include "common/sample_format.h"
 #include "common/time_constant.h"
 #include "filters/kernels/kernels.h"
+#include "tone/designs.h"
 #include "tone/joins.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -22,7 +23,7 @@ struct DeEsserState {
   float release_ms, attack_ms;
   // Coefficients.
   float release_coef, attack_coef;  // share of the old gain that is left after one block
-  float q;                          // octaves for the detector, Q for the notch
+  float q;                          // kDeEsserQ
   BiquadCoeffs detector_coeffs[2];
   BiquadHistory detector_history[2];
   BiquadCoeffs notch_coeffs[2];
@@ -33,7 +34,6 @@ struct DeEsserState {
 
 namespace {
 
-constexpr int kRecordStride = 5;
 constexpr double kTwoPi = 6.283185307179586;
 constexpr float kHalfLn2 = 0.3465736f;
 
@@ -62,15 +62,23 @@ BiquadCoeffs design_notch(Angle w, float q) {
   return {1.0f / a0, mid, 1.0f / a0, mid, (1.0f - alpha) / a0};
 }
 
+}  // namespace
+
+tone::DeEsserDesign tone::design_de_esser(float f0, float q, int sample_rate) {
+  const Angle w = angle(f0, sample_rate);
+  return {design_detector(w, q), design_notch(w, q)};
+}
+
+namespace {
+
 // Settings and filters; filters and gain start afresh.
 void load(DeEsserState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
-    s.f0[ch] = record[0];
-    s.threshold[ch] = record[1];
-    const Angle w = angle(s.f0[ch], s.sample_rate);
-    s.detector_coeffs[ch] = design_detector(w, s.q);
-    s.notch_coeffs[ch] = design_notch(w, s.q);
+    const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_DEESSER_STRIDE);
+    s.f0[ch] = record[AUDIOPOST_DEESSER_F0];
+    s.threshold[ch] = record[AUDIOPOST_DEESSER_THRESHOLD];
+    const auto d = tone::design_de_esser(s.f0[ch], s.q, s.sample_rate);
+    s.detector_coeffs[ch] = d.detector, s.notch_coeffs[ch] = d.notch;
     s.detector_history[ch] = s.notch_history[ch] = {};
     s.gain[ch] = 1.0f;
   }
@@ -125,8 +133,10 @@ int DeEsser_SetPara(DeEsserState* s, const float* section) {
 
 // No more than this, and what stands at 5 depends on the channel count: tools that read it back rely on it.
 void DeEsser_GetPara(const DeEsserState* s, float* section) {
-  section[5] = s->threshold[0];
-  if (s->channels == 2) section[5] = s->f0[1], section[6] = s->threshold[1];
+  float* const second = section + AUDIOPOST_DEESSER_STRIDE;
+  second[0] = s->threshold[0];
+  if (s->channels == 2)
+    second[AUDIOPOST_DEESSER_F0] = s->f0[1], second[AUDIOPOST_DEESSER_THRESHOLD] = s->threshold[1];
 }
 
 // ---- Print -----------------------------------------------------------------------------------------
@@ -135,8 +145,8 @@ void DeEsser_PrintPara(const DeEsserState* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("---- channel:%i ----\n", ch);
-    LOG_LINE("f0:%.2f\n", static_cast<double>(s->f0[ch]));
-    LOG_LINE("threshold:%.2f\n", static_cast<double>(s->threshold[ch]));
+    LOG_LINE("f0:%.2f\n", s->f0[ch]);
+    LOG_LINE("threshold:%.2f\n", s->threshold[ch]);
   }
 }
 
@@ -154,9 +164,9 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
     const float rise = static_cast<float>(common::kRiseTime) * static_cast<float>(frame_length);
     s->release_coef = common::block_decay(rise, sample_rate, s->release_ms);
     s->attack_coef = common::block_decay(rise, sample_rate, s->attack_ms);
-    s->q = 1.0f;
+    s->q = tone::kDeEsserQ;
     // GetPara tells them of a handle without channels too.
-    s->f0[0] = section[0], s->threshold[0] = section[1];
+    s->f0[0] = section[AUDIOPOST_DEESSER_F0], s->threshold[0] = section[AUDIOPOST_DEESSER_THRESHOLD];
     load(*s, section);
     s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
     return s.release();

@@ -8,23 +8,20 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
+#include "filters/design.h"
 #include "filters/kernels/kernels.h"
+#include "tone/designs.h"
 #include "tone/joins.h"
-#include "zelkaudio_effect_eqdrc.h"
+
+using tone::EqBand;
 
 // ---- Record ----------------------------------------------------------------------------------------
 namespace {
 
-constexpr int kBands = 10;
-constexpr int kBandLength = 5;  // floats of one band in a section
-constexpr int kChannelLength = kBands * kBandLength;
+constexpr int kBands = AUDIOPOST_EQ10_BANDS;
+constexpr int kBandLength = AUDIOPOST_EQ10_BAND_STRIDE;
 
-struct Band {
-  int enable;          // 0 is off; every other value adds itself to band_count
-  int type;            // FilterType
-  float fc, q, boost;  // Hz; Q, slope or octaves; dB
-};
-constexpr Band kBandOff{0, Parametric, 1000.0f, 1.0f, 0.0f};
+constexpr EqBand kBandOff{0, Parametric, 1000.0f, 1.0f, 0.0f};
 
 }  // namespace
 
@@ -35,7 +32,7 @@ struct EQ10State {
   int bit_depth;  // kept, not used
   int channel_link;
   int frame_length;
-  std::vector<Band> bands;  // channel by channel, ten each
+  std::vector<EqBand> bands;  // channel by channel, ten each
   // One slot per enabled band, packed: channel 0's in ascending band order, then channel 1's, and so on.
   // Those behind the last hold zeros, or what an earlier design with more bands left there.
   std::vector<BiquadCoeffs> coeffs;
@@ -47,21 +44,27 @@ struct EQ10State {
   std::vector<float> in_copy, out_copy;
 };
 
-namespace {
-
 // ---- Design ----------------------------------------------------------------------------------------
-Band read_band(const float* record) {
-  return {common::truncate_to_int(record[0]), common::truncate_to_int(record[1]), record[2], record[3],
-          record[4]};
+EqBand tone::read_eq_band(const float* record) {
+  return {common::truncate_to_int(record[AUDIOPOST_EQ10_BAND_ENABLE]),
+          common::truncate_to_int(record[AUDIOPOST_EQ10_TYPE]), record[AUDIOPOST_EQ10_FC],
+          record[AUDIOPOST_EQ10_Q], record[AUDIOPOST_EQ10_BOOST]};
 }
+
+BiquadCoeffs tone::design_eq_band(const EqBand& band, int sample_rate) {
+  return filters::design(band.type, static_cast<float>(sample_rate), band.fc, band.q, band.boost);
+}
+
+namespace {
 
 void load_bands(EQ10State& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* record = section && !s.channel_link ? section + ptrdiff_t{kChannelLength} * ch : section;
-    Band* const bands = s.bands.data() + ptrdiff_t{kBands} * ch;
+    const float* record =
+        section && !s.channel_link ? section + ptrdiff_t{AUDIOPOST_EQ10_STRIDE} * ch : section;
+    EqBand* const bands = s.bands.data() + ptrdiff_t{kBands} * ch;
     int sum = 0;
     for (int b = 0; b < kBands; ++b) {
-      bands[b] = record ? read_band(record + ptrdiff_t{kBandLength} * b) : kBandOff;
+      bands[b] = record ? tone::read_eq_band(record + ptrdiff_t{kBandLength} * b) : kBandOff;
       sum = common::wrapping_add(sum, bands[b].enable);
     }
     s.band_count[static_cast<size_t>(ch)] = static_cast<float>(sum);
@@ -72,10 +75,11 @@ void load_bands(EQ10State& s, const float* section) {
 // of a running filter is an audible click.
 void design_slots(EQ10State& s) {
   BiquadCoeffs* slot = s.coeffs.data();
-  for (const Band& band : s.bands)
-    if (band.enable)
-      filter_calculateCoeffs(&slot++->b0, band.type, static_cast<float>(s.sample_rate), band.fc, band.q,
-                             band.boost);
+  for (const EqBand& band : s.bands) {
+    if (!band.enable) continue;
+    filters::require_filter_type(band.type);
+    *slot++ = tone::design_eq_band(band, s.sample_rate);
+  }
 }
 
 void load(EQ10State& s, const float* section) {
@@ -150,7 +154,7 @@ int EQ10_SetPara(EQ10State* s, const float* section) {
 }
 
 void EQ10_GetPara(const EQ10State* s, float* section) {
-  for (const Band& band : s->bands) {
+  for (const EqBand& band : s->bands) {
     const float record[kBandLength] = {static_cast<float>(band.enable), static_cast<float>(band.type),
                                        band.fc, band.q, band.boost};
     section = std::copy_n(record, kBandLength, section);
@@ -175,14 +179,14 @@ void EQ10_PrintPara(const EQ10State* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("==== channel:%i ====\n", ch);
-    const Band* const bands = s->bands.data() + ptrdiff_t{kBands} * ch;
+    const EqBand* const bands = s->bands.data() + ptrdiff_t{kBands} * ch;
     for (int b = 0; b < kBands; ++b) {
-      const Band& band = bands[b];
+      const EqBand& band = bands[b];
       if (band.enable != 1) continue;  // not merely on
       if (band.type >= Parametric && band.type <= GeneralHP) LOG_LINE("filterTypes:%s\n", names[band.type]);
-      LOG_LINE("fc:%.2f\n", static_cast<double>(band.fc));
-      LOG_LINE("Q:%.2f\n", static_cast<double>(band.q));
-      LOG_LINE("boost:%.2f\n", static_cast<double>(band.boost));
+      LOG_LINE("fc:%.2f\n", band.fc);
+      LOG_LINE("Q:%.2f\n", band.q);
+      LOG_LINE("boost:%.2f\n", band.boost);
     }
   }
 }

@@ -7,7 +7,9 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/sample_format.h"
+#include "filters/design.h"
 #include "filters/kernels/kernels.h"
+#include "tone/designs.h"
 #include "tone/joins.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -28,24 +30,26 @@ struct ExciterState {
   BiquadHistory post_history[2];
 };
 
+// ---- Design ----------------------------------------------------------------------------------------
+tone::ExciterDesign tone::design_exciter(float distortion_amount, float cutoff_hz, int sample_rate) {
+  const float drive = powf(10.0f, distortion_amount + distortion_amount);
+  return {drive, 1.0f / drive,
+          filters::design(ButterworthHP, static_cast<float>(sample_rate), cutoff_hz, 0.0f, 0.0f)};
+}
+
 namespace {
 
-constexpr int kRecordStride = 5;
-
-// ---- Design ----------------------------------------------------------------------------------------
 // Settings, coefficients, and filters that start from silence.
 void load(ExciterState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
-    const float* const record = section + (s.channel_link ? 0 : ch * kRecordStride);
-    s.even_harmonics[ch] = record[0];
-    s.distortion_amount[ch] = record[1];
-    s.Cutoff[ch] = record[2];
-    s.mix[ch] = record[3];
-    s.drive[ch] = powf(10.0f, s.distortion_amount[ch] + s.distortion_amount[ch]);
-    s.inverse_drive[ch] = 1.0f / s.drive[ch];
-    filter_calculateCoeffs(&s.pre_coeffs[ch].b0, ButterworthHP, static_cast<float>(s.sample_rate),
-                           s.Cutoff[ch], 0.0f, 0.0f);
-    s.post_coeffs[ch] = s.pre_coeffs[ch];
+    const float* const record = section + (s.channel_link ? 0 : ch * AUDIOPOST_EXCITER_STRIDE);
+    s.even_harmonics[ch] = record[AUDIOPOST_EXCITER_EVEN_HARMONICS];
+    s.distortion_amount[ch] = record[AUDIOPOST_EXCITER_DISTORTION_AMOUNT];
+    s.Cutoff[ch] = record[AUDIOPOST_EXCITER_CUTOFF];
+    s.mix[ch] = record[AUDIOPOST_EXCITER_MIX];
+    const auto d = tone::design_exciter(s.distortion_amount[ch], s.Cutoff[ch], s.sample_rate);
+    s.drive[ch] = d.drive, s.inverse_drive[ch] = d.inverse_drive;
+    s.pre_coeffs[ch] = s.post_coeffs[ch] = d.high_pass;
     s.pre_history[ch] = s.post_history[ch] = {};
   }
 }
@@ -93,11 +97,11 @@ int Exciter_SetPara(ExciterState* s, const float* section) {
 
 void Exciter_GetPara(const ExciterState* s, float* section) {
   for (int ch = 0; ch < s->channels; ++ch) {
-    float* const record = section + ch * kRecordStride;
-    record[0] = s->even_harmonics[ch];
-    record[1] = s->distortion_amount[ch];
-    record[2] = s->Cutoff[ch];
-    record[3] = s->mix[ch];
+    float* const record = section + ch * AUDIOPOST_EXCITER_STRIDE;
+    record[AUDIOPOST_EXCITER_EVEN_HARMONICS] = s->even_harmonics[ch];
+    record[AUDIOPOST_EXCITER_DISTORTION_AMOUNT] = s->distortion_amount[ch];
+    record[AUDIOPOST_EXCITER_CUTOFF] = s->Cutoff[ch];
+    record[AUDIOPOST_EXCITER_MIX] = s->mix[ch];
   }
 }
 
@@ -107,10 +111,10 @@ void Exciter_PrintPara(const ExciterState* s) {
   LOG_LINE("=====================\n");
   for (int ch = 0; ch < s->channels; ++ch) {
     LOG_LINE("==== channel:%i ====\n", ch);
-    LOG_LINE("even_harmonics:%.2f\n", static_cast<double>(s->even_harmonics[ch]));
-    LOG_LINE("distortion_amount:%.2f\n", static_cast<double>(s->distortion_amount[ch]));
-    LOG_LINE("Cutoff:%.2f\n", static_cast<double>(s->Cutoff[ch]));
-    LOG_LINE("mix:%.2f\n", static_cast<double>(s->mix[ch]));
+    LOG_LINE("even_harmonics:%.2f\n", s->even_harmonics[ch]);
+    LOG_LINE("distortion_amount:%.2f\n", s->distortion_amount[ch]);
+    LOG_LINE("Cutoff:%.2f\n", s->Cutoff[ch]);
+    LOG_LINE("mix:%.2f\n", s->mix[ch]);
   }
 }
 

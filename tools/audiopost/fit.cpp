@@ -23,12 +23,16 @@ class Adapter {
 
   std::vector<std::string> run() {
     for (int ch = 0; ch < channels_; ++ch) {
-      turn_off("Exciter", ch, analysis::kExciter, 80 + 5 * ch + 2);
-      turn_off("DeEsser", ch, analysis::kDeEsser, 90 + 5 * ch);
+      turn_off("Exciter", ch, analysis::kExciter,
+               AUDIOPOST_EXCITER_SECTION + AUDIOPOST_EXCITER_STRIDE * ch + AUDIOPOST_EXCITER_CUTOFF);
+      turn_off("DeEsser", ch, analysis::kDeEsser,
+               AUDIOPOST_DEESSER_SECTION + AUDIOPOST_DEESSER_STRIDE * ch + AUDIOPOST_DEESSER_F0);
       if (on(analysis::kEq10))
-        for (int band = 0; band < 10; ++band) {
-          const int start = 100 + 50 * ch + 5 * band;
-          turn_off(of_channel("EQ10", ch) + " band " + std::to_string(band), start, start + 2);
+        for (int band = 0; band < AUDIOPOST_EQ10_BANDS; ++band) {
+          const int start =
+              AUDIOPOST_EQ10_SECTION + AUDIOPOST_EQ10_STRIDE * ch + AUDIOPOST_EQ10_BAND_STRIDE * band;
+          turn_off(of_channel("EQ10", ch) + " band " + std::to_string(band),
+                   start + AUDIOPOST_EQ10_BAND_ENABLE, start + AUDIOPOST_EQ10_FC);
         }
       if (on(analysis::kMultiBandDrc)) move_edges(ch);
     }
@@ -59,10 +63,13 @@ class Adapter {
 
   // Edges go to nine tenths of what there is, or to the highest edge that stays, so that their order stays too.
   void move_edges(int ch) {
-    const int start = 200 + 100 * ch, bands = host::field_as_int(record_, start);
-    std::vector<int> edges = {start + 11, start + 70};  // where the low band ends and the high one starts
-    if (bands >= 3) edges.insert(edges.end(), {start + 30, start + 31});
-    if (bands >= 4) edges.insert(edges.end(), {start + 50, start + 51});
+    const int start = AUDIOPOST_DRC_SECTION + AUDIOPOST_DRC_STRIDE * ch;
+    const int bands = host::field_as_int(record_, start + AUDIOPOST_DRC_CROSSOVER_BAND);
+    const auto from = [&](int band) { return start + band + AUDIOPOST_DRC_FREQ_START; };
+    const auto to = [&](int band) { return start + band + AUDIOPOST_DRC_FREQ_END; };
+    std::vector<int> edges = {to(AUDIOPOST_DRC_LOW), from(AUDIOPOST_DRC_HIGH)};
+    if (bands >= 3) edges.insert(edges.end(), {from(AUDIOPOST_DRC_MID1), to(AUDIOPOST_DRC_MID1)});
+    if (bands >= 4) edges.insert(edges.end(), {from(AUDIOPOST_DRC_MID2), to(AUDIOPOST_DRC_MID2)});
     float highest = 0.9f * half_, noted = 0;
     for (const int edge : edges)
       if (at(edge) < half_) highest = std::max(highest, at(edge));
@@ -128,7 +135,7 @@ void require_other_file(const std::string& out, const std::string& read, const c
 }
 
 int fitting_block(const host::Record& record, int most) {
-  constexpr int kAutoGainStep = 34;  // ms
+  constexpr int kAutoGainStep = AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_STEPS;
   if (!analysis::runs(record, analysis::kAutoGain)) return most;
   const int64_t step = int64_t{host::field_as_int(record, host::kSampleRate)} *
                        host::field_as_int(record, kAutoGainStep) / 1000;

@@ -67,6 +67,7 @@ Complex edge(bool high, double corner_hz, double sample_rate, double hz) {
   return h * h;
 }
 
+// The five corners stand side by side, here and in the AGC's section, from compress_start to max_peak.
 DynamicsCurve curve_at(const host::Record& record, int index) {
   return {at(record, index), at(record, index + 1), at(record, index + 2), at(record, index + 3),
           at(record, index + 4)};
@@ -90,10 +91,12 @@ double full_scale(const host::Record& record) {
 // ---- Equalizer -----------------------------------------------------------------------------------------------
 std::vector<EqBand> eq_bands(const host::Record& record, int channel) {
   std::vector<EqBand> bands;
-  for (int b = 0; b < 10; ++b) {
-    const int i = channel_start(record, 100, 50, channel) + 5 * b;
-    bands.push_back({b, host::field_as_int(record, i) != 0, host::field_as_int(record, i + 1),
-                     at(record, i + 2), at(record, i + 3), at(record, i + 4)});
+  for (int b = 0; b < AUDIOPOST_EQ10_BANDS; ++b) {
+    const int i = channel_start(record, AUDIOPOST_EQ10_SECTION, AUDIOPOST_EQ10_STRIDE, channel) +
+                  AUDIOPOST_EQ10_BAND_STRIDE * b;
+    bands.push_back({b, host::field_as_int(record, i + AUDIOPOST_EQ10_BAND_ENABLE) != 0,
+                     host::field_as_int(record, i + AUDIOPOST_EQ10_TYPE), at(record, i + AUDIOPOST_EQ10_FC),
+                     at(record, i + AUDIOPOST_EQ10_Q), at(record, i + AUDIOPOST_EQ10_BOOST)});
   }
   return bands;
 }
@@ -123,25 +126,29 @@ double DynamicsCurve::played_gain_dB(double level_dB, double end_dB) const {
 }
 
 std::vector<CompressorBand> compressor_bands(const host::Record& record, int channel) {
-  const int start = channel_start(record, 200, 100, channel), bands = host::field_as_int(record, start);
+  const int start = channel_start(record, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE, channel);
+  const int bands = host::field_as_int(record, start + AUDIOPOST_DRC_CROSSOVER_BAND);
   if (bands < 2 || bands > 4) return {};
   struct Place {
     const char* name;
     int offset;
     bool high_pass, low_pass;
   };
-  static constexpr Place kPlaces[] = {{"low", 10, false, true},
-                                      {"mid 1", 30, true, true},
-                                      {"mid 2", 50, true, true},
-                                      {"high", 70, true, false}};
+  static constexpr Place kPlaces[] = {{"low", AUDIOPOST_DRC_LOW, false, true},
+                                      {"mid 1", AUDIOPOST_DRC_MID1, true, true},
+                                      {"mid 2", AUDIOPOST_DRC_MID2, true, true},
+                                      {"high", AUDIOPOST_DRC_HIGH, true, false}};
   std::vector<CompressorBand> result;
   for (const Place& place : kPlaces) {
-    if ((place.offset == 30 && bands < 3) || (place.offset == 50 && bands < 4)) continue;
+    if ((place.offset == AUDIOPOST_DRC_MID1 && bands < 3) ||
+        (place.offset == AUDIOPOST_DRC_MID2 && bands < 4))
+      continue;
     const int i = start + place.offset;
-    const bool compresses = host::field_as_int(record, i + 3) != 0;
-    result.push_back({place.name, place.high_pass ? at(record, i) : 0.0,
-                      place.low_pass ? at(record, i + 1) : 0.0, at(record, i + 2), compresses,
-                      curve_at(record, i + 4), compresses ? -to_dB(bands) : 0.0});
+    const bool compresses = host::field_as_int(record, i + AUDIOPOST_DRC_BAND_ENABLE) != 0;
+    result.push_back({place.name, place.high_pass ? at(record, i + AUDIOPOST_DRC_FREQ_START) : 0.0,
+                      place.low_pass ? at(record, i + AUDIOPOST_DRC_FREQ_END) : 0.0,
+                      at(record, i + AUDIOPOST_DRC_GAIN_DB), compresses,
+                      curve_at(record, i + AUDIOPOST_DRC_COMPRESS_START), compresses ? -to_dB(bands) : 0.0});
   }
   return result;
 }
@@ -166,19 +173,20 @@ double PeakStage::limiter_gain_dB(double level_dB) const {
 }
 
 PeakStage peak_stage(const host::Record& record, int channel) {
-  const int i = channel_start(record, 400, 20, channel);
-  return {at(record, i), at(record, i + 1), curve_at(record, i + 3)};
+  const int i = channel_start(record, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE, channel);
+  return {at(record, i + AUDIOPOST_MAXIMIZER_MAX_THRESHOLD), at(record, i + AUDIOPOST_MAXIMIZER_CEILING),
+          curve_at(record, i + AUDIOPOST_AGC_COMPRESS_START)};
 }
 
 // ---- Bass enhancer -------------------------------------------------------------------------------------------
 BassStage bass_stage(const host::Record& record, int channel) {
-  const int i = channel_start(record, 60, 10, channel);
-  return {at(record, i),
-          at(record, i + 1),
-          at(record, i + 2),
-          at(record, i + 3),
-          host::field_as_int(record, i + 4) >= 1,
-          at(record, i + 5)};
+  const int i = channel_start(record, AUDIOPOST_BASS_SECTION, AUDIOPOST_BASS_STRIDE, channel);
+  return {at(record, i + AUDIOPOST_BASS_AMOUNT_DB),
+          at(record, i + AUDIOPOST_BASS_DRIVE),
+          at(record, i + AUDIOPOST_BASS_BLEND),
+          at(record, i + AUDIOPOST_BASS_FREQ),
+          host::field_as_int(record, i + AUDIOPOST_BASS_FLOOR_ACTIVE) >= 1,
+          at(record, i + AUDIOPOST_BASS_FLOOR)};
 }
 
 std::function<double(double)> bass_shaper(const BassStage& stage) {

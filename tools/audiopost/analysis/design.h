@@ -14,14 +14,14 @@ using Complex = std::complex<double>;
 
 enum Flag {
   kInput = 0,
-  kAutoGain = 10,
-  kBassEnhancer,
-  kExciter,
-  kDeEsser,
-  kEq10,
-  kMultiBandDrc,
-  kAgc,
-  kMaximizer
+  kAutoGain = AUDIOPOST_AUTOGAIN_ENABLE,
+  kBassEnhancer = AUDIOPOST_BASS_ENABLE,
+  kExciter = AUDIOPOST_EXCITER_ENABLE,
+  kDeEsser = AUDIOPOST_DEESSER_ENABLE,
+  kEq10 = AUDIOPOST_EQ10_ENABLE,
+  kMultiBandDrc = AUDIOPOST_DRC_ENABLE,
+  kAgc = AUDIOPOST_AGC_ENABLE,
+  kMaximizer = AUDIOPOST_MAXIMIZER_ENABLE
 };
 bool runs(const host::Record& record, Flag flag);  // its flag is exactly 1
 // Channels whose settings differ from channel 0's: 1 when the record is linked or mono, else 2.

@@ -113,7 +113,7 @@ Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
 
 // Auto gain ends the process when its step is shorter than a block: it measures every block then.
 Chain measured_chain(host::Record record) {
-  constexpr size_t kAutoGainStep = 34;  // ms
+  constexpr size_t kAutoGainStep = AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_STEPS;
   record[kAutoGainStep] = std::max(record[kAutoGainStep],
                                    std::ceil(1000.0f * kMeasureBlock / static_cast<float>(rate_of(record))));
   return make_chain(record, kMeasureBlock);
@@ -194,7 +194,8 @@ std::vector<Response> chain_response(const host::Record& record, double level_dB
 std::vector<Response> eq_response(const host::Record& record) {
   const int rate = rate_of(record), channels = distinct_channels(record);
   const std::shared_ptr<EQ10State> eq(
-      EQ10_Init(part(record, 100, 0, 0), 16, rate, channels, kMeasureBlock, 0), EQ10_Destroy);
+      EQ10_Init(part(record, AUDIOPOST_EQ10_SECTION, 0, 0), 16, rate, channels, kMeasureBlock, 0),
+      EQ10_Destroy);
   return sweep([&](float** x, int n) { EQ10_Process(eq.get(), x, x, n); }, channels, rate, -20.0);
 }
 
@@ -203,10 +204,12 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
   std::vector<Response> responses;
   for (size_t b = 0; b < bands.size(); ++b) {
     CrossoverParam param{static_cast<int32_t>(bands.size()) - 2, 0, 0, 0, 0, 0, 0};
-    const float* section = part(record, 200, 100, channel);
-    param.low_fc = section[11], param.high_fc = section[70];
-    param.mid1_low_fc = section[30], param.mid1_high_fc = section[31];
-    param.mid2_low_fc = section[50], param.mid2_high_fc = section[51];
+    const float* section = part(record, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE, channel);
+    const auto from = [&](int band_start) { return section[band_start + AUDIOPOST_DRC_FREQ_START]; };
+    const auto to = [&](int band_start) { return section[band_start + AUDIOPOST_DRC_FREQ_END]; };
+    param.low_fc = to(AUDIOPOST_DRC_LOW), param.high_fc = from(AUDIOPOST_DRC_HIGH);
+    param.mid1_low_fc = from(AUDIOPOST_DRC_MID1), param.mid1_high_fc = to(AUDIOPOST_DRC_MID1);
+    param.mid2_low_fc = from(AUDIOPOST_DRC_MID2), param.mid2_high_fc = to(AUDIOPOST_DRC_MID2);
     const std::shared_ptr<CrossoverFilter> filter(Filters_Crossover_filterInit(rate_of(record), 1, &param),
                                                   Filters_Crossover_filterDestroy);
     const size_t output = b == 0 ? 0 : b + 1 == bands.size() ? 1 : b + 1;  // it gives low, high, mid 1, mid 2
@@ -292,7 +295,8 @@ Curve agc_curve(const host::Record& record, int channel) {
   const QuietLibrary quiet;
   const auto fresh = [&] {
     return mono<Agc_Process, Maximizer_Destroy>(
-        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kMeasureBlock, 1));
+        Maximizer_Init(part(record, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE, channel), 16,
+                       rate_of(record), 1, kMeasureBlock, 1));
   };
   return broadband_curve(fresh, 32767.0);
 }
@@ -301,7 +305,8 @@ Curve limiter_curve(const host::Record& record, int channel) {
   const QuietLibrary quiet;
   const auto fresh = [&] {
     return mono<Maximizer_Process, Maximizer_Destroy>(
-        Maximizer_Init(part(record, 400, 20, channel), 16, rate_of(record), 1, kMeasureBlock, 1));
+        Maximizer_Init(part(record, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE, channel), 16,
+                       rate_of(record), 1, kMeasureBlock, 1));
   };
   return broadband_curve(fresh, 32767.0);
 }
@@ -321,14 +326,21 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
   const double passed_dB = to_dB(std::abs(crossover_response(bands[band], rate, hz)));
 
   // This band's settings with every other one turned all the way down.
-  static constexpr size_t kOffsets[][4] = {{}, {}, {10, 70}, {10, 30, 70}, {10, 30, 50, 70}};
-  std::array<float, 100> section{};
-  std::copy_n(part(record, 200, 100, channel), 100, section.begin());
+  constexpr size_t kLow = AUDIOPOST_DRC_LOW, kMid1 = AUDIOPOST_DRC_MID1, kMid2 = AUDIOPOST_DRC_MID2,
+                   kHigh = AUDIOPOST_DRC_HIGH;
+  static constexpr size_t kOffsets[][4] = {
+      {}, {}, {kLow, kHigh}, {kLow, kMid1, kHigh}, {kLow, kMid1, kMid2, kHigh}};
+  std::array<float, AUDIOPOST_DRC_STRIDE> section{};
+  std::copy_n(part(record, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE, channel), section.size(),
+              section.begin());
   for (size_t b = 0; b < bands.size(); ++b)
     if (b != band)
-      section[kOffsets[bands.size()][b] + 2] = -400.0f, section[kOffsets[bands.size()][b] + 3] = 0.0f;
+      section[kOffsets[bands.size()][b] + AUDIOPOST_DRC_GAIN_DB] = -400.0f,
+                                          section[kOffsets[bands.size()][b] + AUDIOPOST_DRC_BAND_ENABLE] =
+                                              0.0f;
   const float* settings = section.data() + kOffsets[bands.size()][band];
-  const double longest_ms = std::clamp(std::max(settings[9], settings[10]), 1.0f, 1000.0f);
+  const double longest_ms = std::clamp(
+      std::max(settings[AUDIOPOST_DRC_ATTACK_TIME], settings[AUDIOPOST_DRC_RELEASE_TIME]), 1.0f, 1000.0f);
 
   Curve curve;
   const auto window = static_cast<size_t>(rate / 10);  // whole periods: hz is a multiple of 10
@@ -352,8 +364,9 @@ std::function<double(double)> measured_bass_shaper(const host::Record& record, i
   const double hz = static_cast<double>(rate) / kMeasureBlock;  // a period is a block
   BassStage stage = bass_stage(record, channel);
   stage.amount_dB = 0, stage.floor_active = false, stage.split_hz = static_cast<float>(4 * hz);
-  const float section[10] = {0, static_cast<float>(stage.drive), static_cast<float>(stage.blend),
-                             static_cast<float>(stage.split_hz)};
+  const float section[AUDIOPOST_BASS_STRIDE] = {0, static_cast<float>(stage.drive),
+                                                static_cast<float>(stage.blend),
+                                                static_cast<float>(stage.split_hz)};
   const auto process =
       mono<BassEnhancer_Process, BassEnhancer_Destroy>(BassEnhancer_Init(section, 16, rate, 1, 1));
   const BassPaths at_tone = bass_paths(stage, rate, hz);
@@ -385,8 +398,8 @@ std::vector<double> measured_bass_harmonics(const host::Record& record, int chan
                                             double amplitude, int n) {
   const QuietLibrary quiet;
   const int rate = rate_of(record);
-  const auto process = mono<BassEnhancer_Process, BassEnhancer_Destroy>(
-      BassEnhancer_Init(part(record, 60, 10, channel), 16, rate, 1, 1));
+  const auto process = mono<BassEnhancer_Process, BassEnhancer_Destroy>(BassEnhancer_Init(
+      part(record, AUDIOPOST_BASS_SECTION, AUDIOPOST_BASS_STRIDE, channel), 16, rate, 1, 1));
   const auto tone = [&](int i) { return 32768.0 * amplitude * std::sin(2 * kPi * hz * i / rate); };
   const auto second = static_cast<size_t>(rate);
   const std::vector<float> out = steady(process, tone, 2.0, rate, second);

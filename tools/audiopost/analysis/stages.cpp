@@ -67,28 +67,39 @@ Stages::Stages(const host::Record& record, int block) : block_(block) {
     return std::shared_ptr<std::remove_pointer_t<decltype(effect)>>(effect, destroy);
   };
   for (int ch = 0; ch < count; ++ch)
-    gains_.push_back(powf(10.0f, *section(link ? 20 : 20 + 5 * static_cast<size_t>(ch)) / 20.0f));
+    gains_.push_back(powf(10.0f, *section(AUDIOPOST_GAIN_SECTION +
+                                          (link ? 0 : AUDIOPOST_GAIN_STRIDE * static_cast<size_t>(ch))) /
+                                     20.0f));
   buffers_.assign(static_cast<size_t>(count), std::vector<float>(static_cast<size_t>(block)));
   for (auto& buffer : buffers_) channels_.push_back(buffer.data());
 
   if (runs(record, kAutoGain))
-    add<AutoGain_Process>(kAutoGain,
-                          own(AutoGain_Init(section(30), bits, rate, count, block), AutoGain_Destroy));
+    add<AutoGain_Process>(
+        kAutoGain,
+        own(AutoGain_Init(section(AUDIOPOST_AUTOGAIN_SECTION), bits, rate, count, block), AutoGain_Destroy));
   if (runs(record, kBassEnhancer))
-    add<BassEnhancer_Process>(
-        kBassEnhancer, own(BassEnhancer_Init(section(60), bits, rate, count, link), BassEnhancer_Destroy));
+    add<BassEnhancer_Process>(kBassEnhancer,
+                              own(BassEnhancer_Init(section(AUDIOPOST_BASS_SECTION), bits, rate, count, link),
+                                  BassEnhancer_Destroy));
   if (runs(record, kExciter))
-    add<Exciter_Process>(kExciter, own(Exciter_Init(section(80), bits, rate, count, link), Exciter_Destroy));
+    add<Exciter_Process>(
+        kExciter,
+        own(Exciter_Init(section(AUDIOPOST_EXCITER_SECTION), bits, rate, count, link), Exciter_Destroy));
   if (runs(record, kDeEsser))
     add<DeEsser_Process>(kDeEsser,
-                         own(DeEsser_Init(section(90), bits, rate, count, block, link), DeEsser_Destroy));
+                         own(DeEsser_Init(section(AUDIOPOST_DEESSER_SECTION), bits, rate, count, block, link),
+                             DeEsser_Destroy));
   if (runs(record, kEq10))
-    add<EQ10_Process>(kEq10, own(EQ10_Init(section(100), bits, rate, count, block, link), EQ10_Destroy));
+    add<EQ10_Process>(
+        kEq10, own(EQ10_Init(section(AUDIOPOST_EQ10_SECTION), bits, rate, count, block, link), EQ10_Destroy));
   if (runs(record, kMultiBandDrc))
-    add<MultiBandDRC_Process>(
-        kMultiBandDrc, own(MultiBandDRC_Init(section(200), bits, rate, count, link), MultiBandDRC_Destroy));
+    add<MultiBandDRC_Process>(kMultiBandDrc,
+                              own(MultiBandDRC_Init(section(AUDIOPOST_DRC_SECTION), bits, rate, count, link),
+                                  MultiBandDRC_Destroy));
   if (runs(record, kAgc) || runs(record, kMaximizer)) {  // two modes of one effect
-    const auto peak = own(Maximizer_Init(section(400), bits, rate, count, block, link), Maximizer_Destroy);
+    const auto peak =
+        own(Maximizer_Init(section(AUDIOPOST_MAXIMIZER_SECTION), bits, rate, count, block, link),
+            Maximizer_Destroy);
     if (runs(record, kAgc)) add<Agc_Process>(kAgc, peak);
     if (runs(record, kMaximizer)) add<Maximizer_Process>(kMaximizer, peak);
   }

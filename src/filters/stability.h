@@ -1,0 +1,23 @@
+// What single precision makes of a section: whether it comes to rest, and how loud its rounding is.
+#pragma once
+
+#include "zelkaudio_effect_eqdrc.h"
+
+namespace filters {
+
+enum class Fate {
+  rests,       // whatever went in, silence follows
+  not_finite,  // a coefficient is no number, or infinite
+  unstable,    // a pole on the unit circle or outside: the output grows until it is infinite
+  lingers,  // inside the circle, but so close that rounding replaces what the section loses: a constant, or
+            // a tone at half the rate, may stay for ever
+};
+
+// Of a section as biquad_step runs it; a first-order one has b2 = a2 = 0.
+Fate fate(const BiquadCoeffs& section);
+
+// The rms of the section's rounding errors at its output, relative to full scale, while it plays music that
+// reaches full scale. Only for a section that rests.
+double noise_dBFS(const BiquadCoeffs& section, int sample_rate);
+
+}  // namespace filters
