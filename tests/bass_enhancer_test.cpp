@@ -45,7 +45,7 @@ struct Shaper {
 TEST_CASE(
     "a low tone comes out as its harmonics, mostly between the split and three times it, without itself") {
   const Settings rows[] = {{0, 8, 2, 100, 0, 0},   {0, 8, 8, 60, 0, 0},  {6, 4, 5, 100, 1, 80},
-                           {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9f, 80}};
+                           {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9f, 80}, {0, 8, 2, 100, -1, 80}};
   for (const Settings& p : rows) {
     const double hz = 40, amplitude = 0.5;
     const auto y = enhance(p, sine(144000, hz, kFs, 32768 * amplitude));
@@ -85,5 +85,13 @@ TEST_CASE("the shaper's offset and a constant input decay to nothing") {
     const auto y = enhance({0, 20, 2, 100, 0, 0}, Samples(192000, level));
     CHECK(peak(y, 0) > 1000);  // the curve does not pass through 0 at this drive
     CHECK(peak(y, 96000) < 0.1);
+  }
+}
+
+TEST_CASE("where the shaper's curve has no value it gives nothing, and the rest of the sound goes on") {
+  // So small a drive leaves its constants infinite, and the negative half no number to take the root of.
+  for (int n : {480, 77}) {
+    const Samples x(size_t(n), -8000.0f);
+    CHECK(same_bits(enhance({0, 1e-20f, 5, 100, 0, 0}, x), enhance({-INFINITY, 6, 5, 100, 0, 0}, x)));
   }
 }

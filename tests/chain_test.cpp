@@ -66,9 +66,12 @@ TEST_CASE("samples are scaled, clamped to the bit rate, cut toward zero, and the
   };
   for (const auto& r : rows) {
     CAPTURES(r.bit_rate, r.gain_dB, r.in);
-    Record record = plain_record(1, r.bit_rate);
-    record[20] = r.gain_dB;
-    CHECK(processed(record, Pcm(9, static_cast<int16_t>(r.in)), 1) == Pcm(9, static_cast<int16_t>(r.out)));
+    for (int channels : {1, 2}) {
+      Record record = plain_record(channels, r.bit_rate);
+      record[20] = record[25] = r.gain_dB;
+      const size_t n = 9 * size_t(channels);
+      CHECK(processed(record, Pcm(n, int16_t(r.in)), channels) == Pcm(n, int16_t(r.out)));
+    }
   }
 }
 
@@ -173,6 +176,7 @@ TEST_CASE("no record and sizes that cannot be served give null") {
     CHECK(child.status == (r.channels > 2 ? kExitMinusOne : 0));
     CHECK(logged(child.err, "DeEsser_Init", "Too Many Channel!\n\n") == (r.channels > 2));
   }
+  CHECK(chain_of(plain_record(1024).data(), 64));
 }
 
 TEST_CASE("the banner comes first, whatever follows, and tells version, date and time") {

@@ -176,6 +176,20 @@ TEST_CASE("the channels share one ring, and trade energy where a call does not d
   CHECK(std::fabs(reading - 10 * std::log10(energy / blocks)) < 0.05);
 }
 
+TEST_CASE("a sample enters the window's sum when the oldest has left it") {
+  // In a window of one sample the sum is that sample's square, whatever went before.
+  constexpr int kOneSample = 18432568;  // ms; times 48000 it wraps to 1024
+  for (int block : {50, 1}) {
+    CAPTURE(block);
+    Meter loud(1, kOneSample, 0), quiet(1, kOneSample, 0);
+    loud.feed({3e8}, 100, 100, block);
+    loud.time = 0;
+    for (Meter* m : {&loud, &quiet}) m->feed({0}, 100, 48000, block), m->feed({300}, 100, 30000, block);
+    CHECK(quiet.reading() > -60);
+    CHECK(std::fabs(loud.reading() - quiet.reading()) < 0.001);
+  }
+}
+
 TEST_CASE("a meter that cannot be made is null") {
   const auto outcome = in_child([] { std::exit(ebur128_init(20, 48000, 2, 400, 100) ? 1 : 0); });
   CHECK(outcome.status == 0);
