@@ -1,11 +1,15 @@
 // Every row of the kernel table returns the bits of the scalar row.
 #include "filters/kernels/kernels.h"
 
+#include <algorithm>
+#include <memory>
+
 #include "common/flush_denormals.h"
 #include "full_record.h"
-#include "support.h"
+#include "modules.h"
 
 using filters::Kernels;
+using support::Module;
 using support::noise;
 using support::same_bits;
 using support::Samples;
@@ -90,50 +94,10 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
 
 namespace {
 
-struct Effect {
-  const char* name;
-  std::function<void*(const support::Record&, int channels, int block)> init;
-  std::function<void(void*, float**, int)> process;
-  std::function<void(void*)> destroy;
-};
-
-template <class State, auto Process, auto Destroy, class Init>
-Effect effect(const char* name, Init init) {
-  return {name, init, [](void* s, float** x, int n) { Process(static_cast<State*>(s), x, x, n); },
-          [](void* s) { Destroy(static_cast<State*>(s)); }};
-}
-
-// Both modes of the maximizer in turn, as in the chain.
-int agc_and_maximizer(MaximizerState* s, float** in, float** out, int n) {
-  Agc_Process(s, in, out, n);
-  return Maximizer_Process(s, out, out, n);
-}
-
-const std::vector<Effect>& effects() {
-  static const std::vector<Effect> all = {
-      effect<AutoGainState, AutoGain_Process, AutoGain_Destroy>(
-          "AutoGain", [](const auto& r, int channels,
-                         int block) { return AutoGain_Init(&r[30], 16, 48000, channels, block); }),
-      effect<BassEnhancerState, BassEnhancer_Process, BassEnhancer_Destroy>(
-          "BassEnhancer",
-          [](const auto& r, int channels, int) { return BassEnhancer_Init(&r[60], 16, 48000, channels, 0); }),
-      effect<ExciterState, Exciter_Process, Exciter_Destroy>(
-          "Exciter",
-          [](const auto& r, int channels, int) { return Exciter_Init(&r[80], 16, 48000, channels, 0); }),
-      effect<DeEsserState, DeEsser_Process, DeEsser_Destroy>(
-          "DeEsser", [](const auto& r, int channels,
-                        int block) { return DeEsser_Init(&r[90], 16, 48000, channels, block, 0); }),
-      effect<EQ10State, EQ10_Process, EQ10_Destroy>(
-          "EQ10", [](const auto& r, int channels,
-                     int block) { return EQ10_Init(&r[100], 16, 48000, channels, block, 0); }),
-      effect<MultiBandDRCState, MultiBandDRC_Process, MultiBandDRC_Destroy>(
-          "MultiBandDRC", [](const auto& r, int channels,
-                             int) { return MultiBandDRC_Init(&r[200], 16, 48000, channels, 0); }),
-      effect<MaximizerState, agc_and_maximizer, Maximizer_Destroy>(
-          "Maximizer", [](const auto& r, int channels,
-                          int block) { return Maximizer_Init(&r[400], 16, 48000, channels, block, 0); }),
-  };
-  return all;
+// Agc before the limiter, as in the chain.
+void process(const Module& m, void* s, float** x, int n) {
+  if (&m == &support::kModule[support::kMaximizer]) m.second_process(s, x, x, n);
+  m.process(s, x, x, n);
 }
 
 support::Record with(std::initializer_list<std::pair<int, float>> changes) {
@@ -216,16 +180,17 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
                            {1, 3, 63, 2, 5, 1},
                            {1500, 17, 1, 700, 64, 4}};
   for_each_row([&](const Kernels& kernels) {
-    for (const Effect& e : effects())
+    for (const Module& m : support::kModule)
       for (size_t record = 0; record < records().size(); ++record)
         for (int channels = 1; channels <= 2; ++channels)
           for (const auto& lengths : blocks) {
-            CAPTURE(e.name);
+            CAPTURE(m.name);
             CAPTURE(record);
             CAPTURE(channels);
             CAPTURE(lengths[0]);
-            void* const handles[2] = {e.init(records()[record], channels, lengths[0]),
-                                      e.init(records()[record], channels, lengths[0])};
+            const float* const section = &records()[record][size_t(m.section)];
+            const support::Setting setting{16, 48000, channels, lengths[0], 0};
+            void* const handles[2] = {m.init(section, setting), m.init(section, setting)};
             uint32_t seed = 1;
             for (int round = 0; round < 3; ++round)
               for (int n : lengths) {
@@ -233,14 +198,14 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
                 if (seed == 16)
                   x.data[1][0] = y.data[1][0] = INFINITY;  // late, for it stays in the histories
                 filters::use_kernels(scalar());
-                e.process(handles[0], x(), n);
+                process(m, handles[0], x(), n);
                 filters::use_kernels(seed % 2 ? kernels : scalar());
-                e.process(handles[1], y(), n);
+                process(m, handles[1], y(), n);
                 ++seed;
                 REQUIRE(same_numbers(x.data[0], y.data[0]));
                 REQUIRE(same_numbers(x.data[1], y.data[1]));
               }
-            for (void* handle : handles) e.destroy(handle);
+            for (void* handle : handles) m.destroy(handle);
           }
   });
   filters::use_kernels(widest);
@@ -281,4 +246,101 @@ TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever 
           }
   });
   filters::use_kernels(widest);
+}
+
+namespace {
+
+// The chain by hand: the exported functions one after another, on float buffers. The effects in `mono`, a bit each, see
+// one channel only.
+struct ByHand {
+  ByHand(const support::Record& r, int channels, int block, int mono)
+      : record(r), n(block), x(std::vector<Samples>(size_t(channels), Samples(size_t(block)))) {
+    for (int m = 0; m < support::kModules; ++m) {
+      const Module& module = support::kModule[m];
+      const support::Setting setting{16, 48000, mono >> m & 1 ? 1 : channels, n, 0};
+      handles.emplace_back(module.init(&record[size_t(module.section)], setting), module.destroy);
+    }
+  }
+  bool on(size_t flag) const { return record[10 + flag] == 1.0f; }
+  std::vector<int16_t> process(const std::vector<int16_t>& pcm) {
+    const size_t channels = x.data.size();
+    for (size_t i = 0; i < pcm.size(); ++i) x.data[i % channels][i / channels] = pcm[i];
+    for (size_t m = 0; m < support::kModules; ++m) {
+      const Module& module = support::kModule[m];
+      if (m == support::kEq10) eq_in = x.data;
+      if (m == support::kMaximizer && on(6)) module.second_process(handles[m].get(), x(), x(), n);
+      if (on(m == support::kMaximizer ? 7 : m)) module.process(handles[m].get(), x(), x(), n);
+      if (m == support::kEq10) eq_out = x.data;
+    }
+    std::vector<int16_t> out;
+    for (size_t i = 0; i < pcm.size(); ++i)
+      out.push_back(
+          static_cast<int16_t>(std::clamp(x.data[i % channels][i / channels], -32768.0f, 32767.0f)));
+    return out;
+  }
+  support::Record record;
+  int n;
+  support::Planar x;
+  std::vector<Samples> eq_in, eq_out;
+  std::vector<std::shared_ptr<void>> handles;
+};
+
+// The same in the library: a retune to mono creates what is to see one channel.
+support::Chain chain_with_mono(support::Record record, int block, int mono) {
+  const support::Record all = record;
+  for (size_t m = 0; m < support::kModules; ++m)
+    if (mono >> m & 1) record[10 + m] = 0;
+  support::Chain chain = support::chain_of(record.data(), block);
+  if (mono == 0) return chain;
+  record = all, record[3] = 1;
+  AudioPost_SetPara(chain.get(), record.data(), block);
+  AudioPost_SetPara(chain.get(), all.data(), block);
+  return chain;
+}
+
+}  // namespace
+
+// Which effects share a loop depends on which are on, and on what fits: ten sections before four bands do, equal counts
+// of sections and of channels.
+TEST_CASE(
+    "the chain is its effects in their order and EQ10's data what entered and left it, whichever are on") {
+  const Kernels& widest = filters::kernels();
+  constexpr int kMono = 1 << support::kExciter | 1 << support::kDrc;
+  const struct {
+    size_t record;
+    int channels, block, mono;
+  } rows[] = {{0, 2, 480, 0}, {0, 1, 64, 0}, {1, 2, 64, 0}, {2, 2, 64, 0}, {0, 2, 64, kMono}};
+  for (const auto& r : rows)
+    for (int on = 0; on < 256; ++on) {
+      // Both modes of the last effect matter after all the others, and after the compressor alone.
+      if (on > 63 && on != 255 && on != 0xe0) continue;
+      support::Record record = records()[r.record];
+      record[3] = static_cast<float>(r.channels), record[20] = record[25] = 0;
+      support::put(record, 30, {-10, 20, 20, 20, 10});  // a gain that moves from the third block of 10 ms on
+      for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
+      ByHand by_hand(record, r.channels, r.block, r.mono);
+      std::vector<support::Chain> chains;
+      for (int row = 0; row < filters::kKernelCount; ++row)
+        chains.push_back(chain_with_mono(record, r.block, r.mono));
+      for (int block = 0; block < 2400 / r.block; ++block) {
+        const auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
+        filters::use_kernels(scalar());
+        const auto expected = by_hand.process(pcm);
+        for (int row = 0; row < filters::kKernelCount; ++row) {
+          const Kernels& kernels = *filters::kKernelTable[row];
+          if (!kernels.runs_here()) continue;
+          CAPTURES(r.record, r.channels, r.block, r.mono, on, block, std::string(kernels.name));
+          AudioPostState* const chain = chains[size_t(row)].get();
+          filters::use_kernels(kernels);
+          REQUIRE(support::through_chain(chain, pcm, r.channels, r.block) == expected);
+          if (!by_hand.on(4)) continue;
+          support::Planar in(std::vector<Samples>(size_t(r.channels), Samples(size_t(r.block)))),
+              out(in.data);
+          REQUIRE(AudioPost_EQ10_GetData(chain, in(), out()) == r.channels);
+          REQUIRE(in.data == by_hand.eq_in);
+          REQUIRE(out.data == by_hand.eq_out);
+        }
+        filters::use_kernels(widest);
+      }
+    }
 }
