@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "support.h"
 
 using namespace support;
@@ -181,6 +183,29 @@ TEST_CASE("without a section a handle has the defaults of both modes") {
   std::vector<float> got(11);
   Maximizer_GetPara(l.get(), got.data());
   CHECK(got == std::vector<float>{-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200});
+}
+
+TEST_CASE("a sample that is not a number passes, on either path, and changes no other") {
+  const struct {
+    decltype(&Maximizer_Process) process;
+    float level;
+  } rows[] = {{Maximizer_Process, 1000},
+              {Maximizer_Process, 30000},
+              {Maximizer_Process, 50000},
+              // Its mean square is none either, which decides where the peak does not.
+              {Agc_Process, 30000},
+              {Agc_Process, 50000}};
+  for (const auto& r : rows) {
+    CAPTURE(r.level);
+    const Limiter l(section(-3, 20, 1)), clean(section(-3, 20, 1));
+    for (const Limiter* each : {&l, &clean}) each->settled(3000);
+    Planar x({Samples(kBlock, r.level)}), y(x.data);
+    x.data[0][17] = NAN, y.data[0][17] = 0;
+    r.process(l, x(), x(), kBlock);
+    r.process(clean, y(), y(), kBlock);
+    CHECK(std::isnan(std::exchange(x.data[0][17], y.data[0][17])));
+    CHECK(same_bits(x.data[0], y.data[0]));
+  }
 }
 
 TEST_CASE("broken settings keep every look-up inside its table") {

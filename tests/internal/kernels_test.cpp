@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "common/flush_denormals.h"
+#include "filters/biquad.h"
 #include "full_record.h"
 #include "modules.h"
 
@@ -145,6 +146,7 @@ const std::vector<support::Record>& records() {
             {82, 0},
             {63, 30000},
             {410, 1e9f}}),
+      with({{25, NAN}}),  // a whole channel
   };
   return all;
 }
@@ -195,8 +197,9 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
             for (int round = 0; round < 3; ++round)
               for (int n : lengths) {
                 support::Planar x({passage(n, seed), passage(n, seed + 7)}), y({x.data[0], x.data[1]});
-                if (seed == 16)
-                  x.data[1][0] = y.data[1][0] = INFINITY;  // late, for it stays in the histories
+                const size_t at = static_cast<size_t>(n / 2);
+                if (seed == 16)  // late, for it stays in the histories
+                  x.data[1][at] = y.data[1][at] = record % 2 ? NAN : INFINITY;
                 filters::use_kernels(scalar());
                 process(m, handles[0], x(), n);
                 filters::use_kernels(seed % 2 ? kernels : scalar());
@@ -343,4 +346,171 @@ TEST_CASE(
         filters::use_kernels(widest);
       }
     }
+}
+
+// ---- What is not a number --------------------------------------------------------------------------
+// The answers that are documented: the other rows could differ from the first here, and the first from them.
+namespace {
+
+template <class Check>
+void with_each_row_in_use(Check check) {
+  const Kernels& widest = filters::kernels();
+  for (int row = 0; row < filters::kKernelCount; ++row) {
+    const Kernels& kernels = *filters::kKernelTable[row];
+    if (!kernels.runs_here()) continue;
+    CAPTURE(std::string(kernels.name));
+    filters::use_kernels(kernels);
+    check(kernels);
+  }
+  filters::use_kernels(widest);
+}
+
+template <class State, auto Process, auto Destroy>
+using Effect = support::Effect<State, Process, Destroy>;
+
+}  // namespace
+
+TEST_CASE("samples that are not numbers come out as full scale, wherever in a block") {
+  const struct {
+    float bottom, top;
+    int16_t lowest, highest, not_a_number;
+  } rows[] = {{-32768.0f, 32767.0f, -32768, 32767, 32767},
+              {-8388608.0f, 8388607.0f, 0, -1, -1},  // the low 16 bits
+              {-2147483648.0f, 2147483648.0f, 0, -1, -1}};
+  with_each_row_in_use([&](const Kernels& kernels) {
+    for (const auto& r : rows)
+      for (int channels = 1; channels <= 3; ++channels) {
+        const float values[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 100.9f, -100.9f, -NAN};
+        const int16_t answers[] = {r.not_a_number, r.highest, r.lowest, r.highest,
+                                   r.lowest,       100,       -100,     r.not_a_number};
+        constexpr int kFrames = 45;
+        support::Planar x(std::vector<Samples>(3, Samples(kFrames)));
+        std::vector<int16_t> expected, got(size_t(kFrames * channels));
+        for (int i = 0; i < kFrames; ++i)
+          for (int ch = 0; ch < channels; ++ch) {
+            x.data[size_t(ch)][size_t(i)] = values[(i + 3 * ch) % 8];
+            expected.push_back(answers[(i + 3 * ch) % 8]);
+          }
+        kernels.to_pcm(x(), r.bottom, r.top, got.data(), channels, kFrames);
+        CHECK(got == expected);
+      }
+  });
+}
+
+TEST_CASE("what is not a number is no peak, and makes a mean square that is none") {
+  with_each_row_in_use([&](const Kernels& kernels) {
+    for (int n : {1, 7, 32, 45})
+      for (size_t at = 0; at < size_t(n); ++at) {
+        Samples x = noise(n, 1000), without = x;
+        x[at] = NAN, without[at] = 0;
+        CHECK(kernels.peak(5, x.data(), n) == kernels.peak(5, without.data(), n));
+        CHECK(kernels.peak(5, without.data(), n) == std::max(5.0f, float(support::peak(without))));
+        const float* const channels[] = {x.data(), without.data()};
+        float means[2];
+        kernels.mean_squares(channels, 2, n, means);
+        CHECK(std::isnan(means[0]));
+        CHECK(std::isfinite(means[1]));
+      }
+  });
+}
+
+TEST_CASE("an exciter's clipper answers 1 to what is not a number") {
+  using Exciter = Effect<ExciterState, Exciter_Process, Exciter_Destroy>;
+  const float section[] = {0, 0.5f, 2000, 1, 0, 0, 0.5f, 2000, 1, 0};  // drive 10, no dry signal
+  BiquadCoeffs c;
+  filter_calculateCoeffs(&c.b0, ButterworthHP, 48000, 2000, 0, 0);
+  with_each_row_in_use([&](const Kernels&) {
+    for (size_t bad : {0u, 1u})
+      for (size_t at : {0u, 3u, 12u, 40u}) {
+        const Exciter exciter(Exciter_Init(section, 16, 48000, 2, 0));
+        std::vector<Samples> x(2, Samples(64));
+        x[bad][at] = NAN;
+        const auto y = exciter.run(x);
+        CHECK(support::peak(y[1 - bad]) == 0);
+        CHECK(std::isnan(y[bad][at]));
+        BiquadHistory h{};  // the second high-pass hears a step
+        update_biquad_filter(&c.b0, &h.s1, 1);
+        for (size_t i = at + 1; i < 64; ++i)
+          CHECK(y[bad][i] == doctest::Approx(32768 / 10.0 * double(update_biquad_filter(&c.b0, &h.s1, 1))));
+      }
+  });
+}
+
+TEST_CASE("a bass shaper takes the root of what is not a number as 0, which its DC blocker survives") {
+  with_each_row_in_use([&](const Kernels& kernels) {
+    for (bool floor : {false, true})
+      for (size_t at : {0u, 5u, 30u}) {
+        filters::BiquadPair pair[2][5];
+        float dc[2][2] = {};  // of each channel, what goes into its blocker and what comes out
+        Samples x[2] = {Samples(32, 0.5f), Samples(32, 0.5f)};
+        x[1][at] = NAN;
+        filters::BassChannel c[2];
+        for (size_t ch = 0; ch < 2; ++ch) {
+          for (auto& p : pair[ch]) p = {{{1, 0, 0, 0, 0}, {1, 0, 0, 0, 0}}, {}};
+          c[ch] = {&pair[ch][0],
+                   &pair[ch][1],
+                   &pair[ch][2],
+                   &pair[ch][3],
+                   floor ? &pair[ch][4] : nullptr,
+                   1.5f,
+                   0.25f,
+                   0.5f,
+                   -0.5f,
+                   0.5f,
+                   0.25f,
+                   2,
+                   0.5f,
+                   &dc[ch][0],
+                   &dc[ch][1],
+                   1,
+                   1,
+                   x[ch].data(),
+                   x[ch].data()};
+        }
+        kernels.bass(c, 2, 32);
+        CHECK(dc[0][0] == 2 * (1 + 0.25f));  // gain (root((P - l) l + T) + Q)
+        CHECK(dc[1][0] == -2 * (0 - 0.5f));  // -gain (0 + S)
+        CHECK(std::fabs(dc[1][1]) <= 2.5f);
+      }
+  });
+}
+
+TEST_CASE("a de-esser that hears no number lets go, in the second channel too") {
+  using DeEsser = Effect<DeEsserState, DeEsser_Process, DeEsser_Destroy>;
+  const float section[] = {6000, -40, 0, 0, 0, 6000, -40, 0, 0, 0};
+  const Samples tone = support::sine(480, 6000, 48000, 8000);
+  with_each_row_in_use([&](const Kernels&) {
+    const DeEsser de_esser(DeEsser_Init(section, 16, 48000, 2, 480, 0));
+    std::vector<Samples> x(2, tone);
+    x[0][100] = NAN;
+    std::vector<Samples> y;
+    for (int block = 0; block < 10; ++block) y = de_esser.run(x);
+    for (size_t i = 0; i < 480; ++i) REQUIRE(std::fabs(y[1][i] - tone[i]) < 0.01f);
+  });
+}
+
+TEST_CASE("a level that is not a number reads the first entry of its table") {
+  using Agc = Effect<MaximizerState, Agc_Process, Maximizer_Destroy>;
+  using Drc = Effect<MultiBandDRCState, MultiBandDRC_Process, MultiBandDRC_Destroy>;
+  const support::Record compressed = support::full_record(),
+                        idle = with({{213, 0}, {233, 0}, {253, 0}, {273, 0}});
+  with_each_row_in_use([&](const Kernels&) {
+    const Agc agc(Maximizer_Init(nullptr, 16, 48000, 1, 480, 0));
+    Samples x(480, 1000.0f);
+    x[100] = NAN;
+    for (int block = 0; block < 400; ++block) agc.mono(x);
+    CHECK(agc.mono(x).back() / 1000 == doctest::Approx(0.22909).epsilon(1e-4));  // of the default curve
+
+    // A retune with as many bands clears the crossover and keeps the followers.
+    const Drc drc(MultiBandDRC_Init(&compressed[200], 16, 48000, 2, 1)),
+        passing(MultiBandDRC_Init(&idle[200], 16, 48000, 2, 1));
+    drc.run({Samples(64), Samples(64, NAN)});
+    MultiBandDRC_SetPara(drc, &compressed[200]);
+    const Samples s = noise(480, 20000);
+    const auto y = drc.run({s, s}), thru = passing.run({s, s});
+    // 4 dB below noise_threshold the curve falls by 19 dB every 15; and there are four bands.
+    const double gain = std::pow(10, -4 * 4 / 15.0 / 20) / 4;
+    for (size_t i = 0; i < 480; ++i) REQUIRE(std::fabs(y[1][i] - gain * thru[1][i]) < 0.01);
+    CHECK_FALSE(same_bits(y[0], y[1]));
+  });
 }
