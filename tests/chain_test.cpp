@@ -65,12 +65,9 @@ TEST_CASE("samples are scaled, clamped to the bit rate, cut toward zero, and the
   };
   for (const auto& r : rows) {
     CAPTURES(r.bit_rate, r.gain_dB, r.in);
-    for (int channels : {1, 2}) {
-      Record record = plain_record(channels, r.bit_rate);
-      record[20] = record[25] = r.gain_dB;
-      const size_t n = 9 * size_t(channels);
-      CHECK(processed(record, Pcm(n, int16_t(r.in)), channels) == Pcm(n, int16_t(r.out)));
-    }
+    Record record = plain_record(1, r.bit_rate);
+    record[20] = r.gain_dB;
+    CHECK(processed(record, Pcm(9, static_cast<int16_t>(r.in)), 1) == Pcm(9, static_cast<int16_t>(r.out)));
   }
 }
 

@@ -113,9 +113,8 @@ TEST_CASE("the gain takes one step a call, and its line is drawn for a whole blo
   CHECK(cut.after(1, 8000, 6000) == doctest::Approx((decay(6, 100) + decay(7, 100)) / 2).epsilon(1e-3));
 }
 
-TEST_CASE("a level right at the threshold, and any level at one that is not a number, is below it") {
-  Run at(6000, -20 * 4.51545f), none(6000, NAN);
+TEST_CASE("a level right at the threshold is not above it") {
+  Run at(6000, -20 * 4.51545f);
   at.after(10, 0, 6000);  // silence, which is that level
   CHECK(at.after(1, 8000, 6000) > 0.6);
-  CHECK(none.after(60, 8000, 6000) == doctest::Approx(1).epsilon(1e-3));
 }

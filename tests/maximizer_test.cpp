@@ -106,22 +106,11 @@ TEST_CASE("the attack ends by the sample that overloads, at once when that is on
   }
 }
 
-TEST_CASE("a peak is limited above the threshold, and samples that are not a number have none") {
+TEST_CASE("a peak right at the threshold is not limited") {
   const float silence_dB = -20 * 4.51545f;
   const Limiter right_at(section(silence_dB, silence_dB, 1000));
   right_at.mono(Samples(kBlock));
   CHECK(right_at.gains(1e-3f)[0] < 0.01f);  // still on its way up from 0
-  for (size_t i = 0; i < kBlock; ++i) {
-    CAPTURE(i);
-    const Limiter l(section(-3, -1, 1)), other(section(-3, -1, 1));
-    Samples x(kBlock, 30000.0f), y = x;
-    x[i] = NAN, y[i] = 0;
-    l.gains(30000), other.gains(30000);
-    x = l.mono(x), y = other.mono(y);
-    CHECK(std::isnan(x[i]));
-    x[i] = y[i];
-    CHECK(same_bits(x, y));
-  }
 }
 
 TEST_CASE("the release path is limited to full scale at every bit rate, the attack path is not") {
