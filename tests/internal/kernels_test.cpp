@@ -414,9 +414,9 @@ TEST_CASE("what is not a number is no peak, and makes a mean square that is none
   });
 }
 
-TEST_CASE("an exciter's clipper answers 1 to what is not a number") {
+TEST_CASE("an exciter's clipper answers 1 to what is not a number, and the dry signal goes on") {
   using Exciter = Effect<ExciterState, Exciter_Process, Exciter_Destroy>;
-  const float section[] = {0, 0.5f, 2000, 1, 0, 0, 0.5f, 2000, 1, 0};  // drive 10, no dry signal
+  const float section[] = {0, 0.5f, 2000, 0.25f, 0, 0, 0.5f, 2000, 0.25f, 0};  // drive 10
   BiquadCoeffs c;
   filter_calculateCoeffs(&c.b0, ButterworthHP, 48000, 2000, 0, 0);
   with_each_row_in_use([&](const Kernels&) {
@@ -424,14 +424,17 @@ TEST_CASE("an exciter's clipper answers 1 to what is not a number") {
       for (size_t at : {0u, 3u, 12u, 40u}) {
         const Exciter exciter(Exciter_Init(section, 16, 48000, 2, 0));
         std::vector<Samples> x(2, Samples(64));
-        x[bad][at] = NAN;
+        x[bad] = noise(64, 1000), x[bad][at] = NAN;
+        std::fill_n(x[bad].begin(), at, 0.0f);
         const auto y = exciter.run(x);
         CHECK(support::peak(y[1 - bad]) == 0);
         CHECK(std::isnan(y[bad][at]));
         BiquadHistory h{};  // the second high-pass hears a step
         update_biquad_filter(&c.b0, &h.s1, 1);
-        for (size_t i = at + 1; i < 64; ++i)
-          CHECK(y[bad][i] == doctest::Approx(32768 / 10.0 * double(update_biquad_filter(&c.b0, &h.s1, 1))));
+        for (size_t i = at + 1; i < 64; ++i) {
+          const double step = update_biquad_filter(&c.b0, &h.s1, 1), dry = x[bad][i];
+          CHECK(y[bad][i] == doctest::Approx(0.25 * 32768 / 10 * step + 0.75 * dry).epsilon(1e-5));
+        }
       }
   });
 }
