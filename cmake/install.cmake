@@ -1,17 +1,20 @@
-# What `cmake --install` lays out: libraries, header, programs, manual pages, the pages on hosts and records, and what
+# What `cmake --install` lays out: libraries, headers, programs, manual pages, the pages on hosts and records, and what
 # pkg-config and find_package need. Everything is found relative to where it stands, so the prefix can be chosen, and
 # moved, afterwards.
 include(CMakePackageConfigHelpers)
 
-# Targets zelkaudio::zelkaudio (shared) and zelkaudio::static, here and in the installed package.
+# Targets zelkaudio::zelkaudio (shared), zelkaudio::static and zelkaudio::audiopost-check, here and in the installed
+# package.
 set_target_properties(zelkaudio_effect_eqdrc PROPERTIES EXPORT_NAME zelkaudio)
 set_target_properties(zelkaudio_static PROPERTIES EXPORT_NAME static)
+set_target_properties(audiopost_check PROPERTIES EXPORT_NAME audiopost-check)
 add_library(zelkaudio::zelkaudio ALIAS zelkaudio_effect_eqdrc)
 add_library(zelkaudio::static ALIAS zelkaudio_static)
+add_library(zelkaudio::audiopost-check ALIAS audiopost_check)
 
-install(TARGETS zelkaudio_effect_eqdrc zelkaudio_static EXPORT zelkaudio)
+install(TARGETS zelkaudio_effect_eqdrc zelkaudio_static audiopost_check EXPORT zelkaudio)
 install(TARGETS process_file)
-install(FILES include/zelkaudio_effect_eqdrc.h TYPE INCLUDE)
+install(FILES include/zelkaudio_effect_eqdrc.h include/audiopost_check.h TYPE INCLUDE)
 install(FILES docs/man/process_file.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/libzelkaudio.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
@@ -23,8 +26,10 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zelkaudio-config-version.
 install(FILES ${PROJECT_BINARY_DIR}/zelkaudio-config-version.cmake DESTINATION ${package_dir})
 
 file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/zelkaudio.pc.in ${PROJECT_BINARY_DIR}/zelkaudio.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/zelkaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(module zelkaudio audiopost-check)
+  configure_file(cmake/${module}.pc.in ${PROJECT_BINARY_DIR}/${module}.pc @ONLY)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/zelkaudio.pc ${PROJECT_BINARY_DIR}/audiopost-check.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(ZELK_AUDIOPOST)
   install(TARGETS audiopost)

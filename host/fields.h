@@ -1,29 +1,24 @@
 // Every field of the tuning record that the chain can read: where it stands, what it is called, its unit and
-// range. The text form, the differences and the findings all speak of fields in these words.
+// range. The text form, the differences and the findings all speak of fields in the words of src/check/fields.h.
 #pragma once
 
-#include <cmath>
 #include <string>
 #include <vector>
 
 #include "host/tuning.h"
+#include "src/check/fields.h"
 
 namespace host {
 
-enum class Kind {
-  number,
-  integer,  // truncated toward zero by the chain
-  flag,     // an integer of which 0 and 1 are meant
-  filter,   // a FilterType code
-};
+using Kind = check::Kind;
 
 struct Field {
   int index;  // in the record
   const char* name;
   Kind kind;
-  const char* unit;                          // "" where it has none
-  const char* hint;                          // meaning, for people; may be ""
-  float least = -INFINITY, most = INFINITY;  // what a tuner would set; the chain takes any value
+  const char* unit;   // "" where it has none
+  const char* hint;   // meaning, for people; may be ""
+  float least, most;  // what a tuner would set, infinite where anything; the chain takes any value
 };
 
 // Fields that belong together: one effect, one channel of it, or one band of that.

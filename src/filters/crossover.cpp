@@ -7,7 +7,6 @@
 
 #include "common/log.h"
 #include "common/memory.h"
-#include "filters/design.h"
 
 // ---- Design ----------------------------------------------------------------------------------------
 namespace {
@@ -37,15 +36,6 @@ void load(CrossoverFilter& f, const CrossoverParam& param) {
 }
 
 }  // namespace
-
-filters::CrossoverDesign filters::design_crossover(const CrossoverParam& p, int sample_rate) {
-  const auto section = [fs = static_cast<float>(sample_rate)](FilterType type, float fc) {
-    return design(type, fs, fc, 0.0f, 0.0f);
-  };
-  return {section(ButterworthLP, p.low_fc),      section(ButterworthHP, p.high_fc),
-          section(ButterworthHP, p.mid1_low_fc), section(ButterworthLP, p.mid1_high_fc),
-          section(ButterworthHP, p.mid2_low_fc), section(ButterworthLP, p.mid2_high_fc)};
-}
 
 // ---- Process ---------------------------------------------------------------------------------------
 void Filters_Crossover_filterProcess(CrossoverFilter* f, const float* in, float* out) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "filters/biquad.h"
+#include "filters/design.h"
 
 namespace filters {
 
@@ -12,7 +13,14 @@ namespace filters {
 struct CrossoverDesign {
   BiquadCoeffs low, high, mid1_highpass, mid1_lowpass, mid2_highpass, mid2_lowpass;
 };
-CrossoverDesign design_crossover(const CrossoverParam& param, int sample_rate);
+inline CrossoverDesign design_crossover(const CrossoverParam& p, int sample_rate) {
+  const auto section = [fs = static_cast<float>(sample_rate)](FilterType type, float fc) {
+    return design(type, fs, fc, 0.0f, 0.0f);
+  };
+  return {section(ButterworthLP, p.low_fc),      section(ButterworthHP, p.high_fc),
+          section(ButterworthHP, p.mid1_low_fc), section(ButterworthLP, p.mid1_high_fc),
+          section(ButterworthHP, p.mid2_low_fc), section(ButterworthLP, p.mid2_high_fc)};
+}
 
 }  // namespace filters
 

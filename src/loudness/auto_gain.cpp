@@ -36,17 +36,7 @@ namespace {
 constexpr float kNothingMeasured = -1000.0f;
 constexpr float kMaxGain_dB = 20.0f;
 
-}  // namespace
-
 // ---- Design ----------------------------------------------------------------------------------------
-// -2200 * frames is a 32-bit integer product.
-float loudness::share_per_block(int frame_length, int sample_rate, float ms) {
-  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, frame_length));
-  return 1.0f - common::block_decay(rise, sample_rate, ms);
-}
-
-namespace {
-
 void load(AutoGainState& s, const float* section) {
   s.target_i_dB = section[AUDIOPOST_AUTOGAIN_TARGET_I_DB];
   s.attack_time = section[AUDIOPOST_AUTOGAIN_ATTACK_TIME];

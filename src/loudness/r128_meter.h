@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/numeric.h"
+#include "common/time_constant.h"
 #include "filters/batch.h"
 #include "zelkaudio_effect_eqdrc.h"
 
@@ -50,8 +52,11 @@ namespace loudness {
 // ebur128_addframes, but the samples go through the filters with what else joins the batch. False where they can't.
 bool join(Ebur128State* s, float** in, int n, filters::Batch& batch);
 
-// The share of the way to its goal that auto gain goes in one block.
-float share_per_block(int frame_length, int sample_rate, float ms);
+// The share of the way to its goal that auto gain goes in one block. -2200 * frames is a 32-bit integer product.
+inline float share_per_block(int frame_length, int sample_rate, float ms) {
+  const auto rise = static_cast<float>(common::wrapping_mul(common::kRiseTime, frame_length));
+  return 1.0f - common::block_decay(rise, sample_rate, ms);
+}
 
 // Auto gain with its meter in the batch; the gain itself is applied at once, in place.
 bool join(AutoGainState& s, float** x, int n, filters::Batch& batch);

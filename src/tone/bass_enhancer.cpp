@@ -9,7 +9,6 @@
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "filters/biquad.h"
-#include "filters/design.h"
 #include "filters/kernels/kernels.h"
 #include "tone/designs.h"
 #include "tone/joins.h"
@@ -39,50 +38,7 @@ struct BassEnhancerState {
 
 namespace {
 
-constexpr float kTiny = 1e-8f;
-
-// The square root, and 0 for anything too small to matter: no denormals in the recursion behind it.
-float guarded_root(float v) { return v > kTiny ? sqrtf(v) : 0.0f; }
-
-// ---- Design ----------------------------------------------------------------------------------------
-// Not guarded: drive 0 and blend 10.5 give infinities, which stay in the coefficients until the next design.
-tone::BassShaper design_shaper(float drive, float blend) {
-  const float a = 12.0f / drive;
-  const float k = a / (10.5f - blend) * 23.64f;
-  const float twice_a_squared = (a + a) * a;
-  const float root = guarded_root(std::fabs(twice_a_squared - 1.0f));
-  const float P = 1.0f + root;
-  tone::BassShaper c{};
-  c.pos_offset = P;
-  c.pos_bias = (2.0f - P) * 0.5f;
-  c.pos_const = (std::fma(a, a, -P) + 1.0f) * 0.5f;
-
-  const float m = P / guarded_root(std::fabs(2.0f * root - twice_a_squared));
-  const float m_squared_1 = std::fma(m, m, 1.0f), hypotenuse = sqrtf(m_squared_1);
-  c.neg_bias = -k / hypotenuse;
-  c.neg_offset = 2.0f * m * k / hypotenuse;
-  c.neg_const = k * k / m_squared_1;
-
-  const float end = guarded_root(std::fabs(2.0f * c.neg_offset + 4.0f * c.neg_const - 1.0f));
-  c.gain = 2.0f / (2.0f * c.neg_bias + end + 1.0f);
-  return c;
-}
-
-}  // namespace
-
-tone::BassDesign tone::design_bass_enhancer(float drive, float blend, float freq, float floor,
-                                            int sample_rate) {
-  const auto section = [fs = static_cast<float>(sample_rate)](FilterType type, float fc) {
-    return filters::design(type, fs, fc, 0.0f, 0.0f);
-  };
-  const float tenth = 0.1f * static_cast<float>(sample_rate);
-  return {section(ButterworthLP, freq), section(ButterworthHP, freq),  section(ButterworthLP, freq * 3.0f),
-          section(ButterworthHP, freq), section(ButterworthHP, floor), design_shaper(drive, blend),
-          tenth / (tenth + 1.0f)};
-}
-
-namespace {
-
+// ---- Design: designs.cpp ----------------------------------------------------------------------------
 // Settings, coefficients, and everything that has a memory starting from silence.
 void load(BassEnhancerState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {

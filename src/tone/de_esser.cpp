@@ -34,43 +34,7 @@ struct DeEsserState {
 
 namespace {
 
-constexpr double kTwoPi = 6.283185307179586;
-constexpr float kHalfLn2 = 0.3465736f;
-
-// ---- Design ----------------------------------------------------------------------------------------
-struct Angle {
-  float w0, sw, cw;
-};
-
-Angle angle(float f0, int sample_rate) {
-  const auto w0 = static_cast<float>(static_cast<double>(f0) * kTwoPi / static_cast<double>(sample_rate));
-  return {w0, sinf(w0), cosf(w0)};
-}
-
-// Band-pass with 0 dB peak, bandwidth in octaves, and notch (R. Bristow-Johnson, "Cookbook formulae for audio
-// EQ biquad filter coefficients").
-BiquadCoeffs design_detector(Angle w, float octaves) {
-  const float alpha = w.sw * common::sinh_rounded_once(kHalfLn2 * octaves * w.w0 / w.sw);
-  const float a0 = 1.0f + alpha;
-  return {alpha / a0, 0.0f, -alpha / a0, -2.0f * w.cw / a0, (1.0f - alpha) / a0};
-}
-
-BiquadCoeffs design_notch(Angle w, float q) {
-  const float alpha = w.sw / (2.0f * q);
-  const float a0 = 1.0f + alpha;
-  const float mid = -2.0f * w.cw / a0;
-  return {1.0f / a0, mid, 1.0f / a0, mid, (1.0f - alpha) / a0};
-}
-
-}  // namespace
-
-tone::DeEsserDesign tone::design_de_esser(float f0, float q, int sample_rate) {
-  const Angle w = angle(f0, sample_rate);
-  return {design_detector(w, q), design_notch(w, q)};
-}
-
-namespace {
-
+// ---- Design: designs.cpp ----------------------------------------------------------------------------
 // Settings and filters; filters and gain start afresh.
 void load(DeEsserState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {

@@ -1,5 +1,5 @@
-// Designs of the effects: settings in, coefficients out. Each stands in its effect's file; the effects load them, and
-// whoever judges settings asks them what would run.
+// Designs of the effects: settings in, coefficients out. The effects load them, and whoever judges settings asks them what
+// would run.
 #pragma once
 
 #include "zelkaudio_effect_eqdrc.h"

@@ -44,19 +44,9 @@ struct EQ10State {
   std::vector<float> in_copy, out_copy;
 };
 
-// ---- Design ----------------------------------------------------------------------------------------
-EqBand tone::read_eq_band(const float* record) {
-  return {common::truncate_to_int(record[AUDIOPOST_EQ10_BAND_ENABLE]),
-          common::truncate_to_int(record[AUDIOPOST_EQ10_TYPE]), record[AUDIOPOST_EQ10_FC],
-          record[AUDIOPOST_EQ10_Q], record[AUDIOPOST_EQ10_BOOST]};
-}
-
-BiquadCoeffs tone::design_eq_band(const EqBand& band, int sample_rate) {
-  return filters::design(band.type, static_cast<float>(sample_rate), band.fc, band.q, band.boost);
-}
-
 namespace {
 
+// ---- Design: designs.cpp ----------------------------------------------------------------------------
 void load_bands(EQ10State& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {
     const float* record =

@@ -7,7 +7,6 @@
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/sample_format.h"
-#include "filters/design.h"
 #include "filters/kernels/kernels.h"
 #include "tone/designs.h"
 #include "tone/joins.h"
@@ -30,15 +29,9 @@ struct ExciterState {
   BiquadHistory post_history[2];
 };
 
-// ---- Design ----------------------------------------------------------------------------------------
-tone::ExciterDesign tone::design_exciter(float distortion_amount, float cutoff_hz, int sample_rate) {
-  const float drive = powf(10.0f, distortion_amount + distortion_amount);
-  return {drive, 1.0f / drive,
-          filters::design(ButterworthHP, static_cast<float>(sample_rate), cutoff_hz, 0.0f, 0.0f)};
-}
-
 namespace {
 
+// ---- Design: designs.cpp ----------------------------------------------------------------------------
 // Settings, coefficients, and filters that start from silence.
 void load(ExciterState& s, const float* section) {
   for (int ch = 0; ch < s.channels; ++ch) {

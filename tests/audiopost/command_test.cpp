@@ -430,7 +430,7 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
   // Both channels on their own, the second one like the first.
   Shell::Changes all = {{2, {0}}, {10, std::vector<float>(8, 1)}};
   const host::Record music = host::preset("music");
-  for (const auto& [from, length] : {std::pair(60, 10), {100, 50}, {200, 100}, {400, 20}})
+  for (const auto& [from, length] : {std::pair(60, 10), {80, 5}, {90, 5}, {100, 50}, {200, 100}, {400, 20}})
     all.push_back({from + length, {music.begin() + from, music.begin() + from + length}});
   shell.tuning("all.bin", all, "music");
   const struct {

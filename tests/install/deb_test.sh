@@ -19,6 +19,7 @@ cd "$work"
 # Everything stands where another architecture's packages leave room for it.
 lib=root/usr/lib/$gnu
 [[ -s $lib/libzelkaudio_effect_eqdrc.so && -s $lib/libzelkaudio_effect_eqdrc.a && -s root/usr/bin/process_file ]]
+[[ -s $lib/libaudiopost-check.so.1 && -s $lib/libaudiopost-check.so && -s root/usr/include/audiopost_check.h ]]
 [[ -s root/usr/include/zelkaudio_effect_eqdrc.h && -s root/usr/share/man/man1/process_file.1.gz ]]
 
 export LD_LIBRARY_PATH=$work/$lib PKG_CONFIG_LIBDIR=$work/$lib/pkgconfig
@@ -44,5 +45,6 @@ cp in.pcm raw.pcm
 if [[ $arch == $(dpkg --print-architecture) ]]; then
   root/usr/bin/audiopost process --raw --quiet --driver-compatible --tuning tuning.bin in.pcm out.pcm
   cmp out.pcm process.pcm
+  root/usr/bin/audiopost tuning check music
   [[ -s root/usr/share/man/man1/audiopost-process.1.gz && -s root/usr/share/zsh/vendor-completions/_audiopost ]]
 fi

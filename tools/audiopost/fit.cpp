@@ -7,7 +7,6 @@
 #include <cstdio>
 
 #include "format.h"
-#include "host/check.h"
 
 namespace audiopost {
 namespace {
@@ -99,17 +98,20 @@ Tuning load_tuning(const std::string& name) {
   return {name, name, host::load_tuning(name)};
 }
 
+std::string refusal_text(const Tuning& tuning, const host::Finding& finding, int block) {
+  const std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
+  if (finding.cause.rule != AUDIOPOST_RULE_STEP_SHORT) return text;
+  const int fitting = fitting_block(tuning.record, block);
+  return fitting < block ? text + "; --block " + std::to_string(fitting) + " would do" : text;
+}
+
 std::vector<std::string> require_usable(const Tuning& tuning, int block, bool unstable_too) {
   std::vector<std::string> warnings;
   for (const host::Finding& finding : host::check(tuning.record, block)) {
-    std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
-    if (finding.unstable && !unstable_too) throw Failure(text);
-    if (finding.severity == host::Severity::warning) warnings.push_back(text);
-    if (finding.severity != host::Severity::fatal) continue;
-    const int fitting = fitting_block(tuning.record, block);
-    if (finding.where == "AutoGain" && fitting < block)
-      text += "; --block " + std::to_string(fitting) + " would do";
-    throw Failure(text);
+    const bool excused = unstable_too && finding.severity == host::Severity::unstable;
+    if (finding.refused() && !excused) throw Failure(refusal_text(tuning, finding, block));
+    if (finding.severity >= host::Severity::warning)
+      warnings.push_back(tuning.name + ": " + finding.where + ": " + finding.text);
   }
   return warnings;
 }
@@ -146,6 +148,10 @@ int fitting_block(const host::Record& record, int most) {
 void Fit::print(bool quiet) const {
   if (!quiet)
     for (const std::string& note : notes) std::fprintf(stderr, "audiopost: note: %s\n", note.c_str());
+  print_warnings(warnings);
+}
+
+void print_warnings(const std::vector<std::string>& warnings) {
   for (const std::string& warning : warnings)
     std::fprintf(stderr, "audiopost: warning: %s\n", warning.c_str());
 }

@@ -7,6 +7,7 @@
 #include "analysis/design.h"
 #include "app.h"
 #include "audio_file.h"
+#include "host/check.h"
 
 namespace audiopost {
 
@@ -23,8 +24,11 @@ struct Tuning {
 // FileError, and Failure for no name at all.
 Tuning load_tuning(const std::string& name);
 
-// Throws Failure when the chain would refuse the record or end the process and, unless `unstable_too`, when one of its
-// filters would blow up; gives the warnings otherwise.
+// Why a record is refused, with the name of its file.
+std::string refusal_text(const Tuning& tuning, const host::Finding& finding, int block);
+
+// Throws Failure when the record is refused; with `unstable_too` only when there would be no chain, or soon no process.
+// Gives the warnings otherwise.
 std::vector<std::string> require_usable(const Tuning& tuning, int block, bool unstable_too);
 
 // Throws Failure for a record that test signals cannot be made for: more than two channels, a rate beyond reason.
@@ -43,6 +47,7 @@ struct Fit {
 
   void print(bool quiet = false) const;
 };
+void print_warnings(const std::vector<std::string>& warnings);
 
 // Sets the record's sample rate and channel count to the stream's. Where the rate is another, filters whose frequency
 // it does not reach are turned off, and edges of the compressor's bands moved down. A `block` of 0 stands for kBlock or

@@ -135,10 +135,9 @@ std::string measurements_json(const Tuning& tuning, const Measurements& m, const
 
 void run_measure(const MeasureOptions& options, const Context& context) {
   Tuning tuning = load_tuning(options.tuning);
-  require_usable(tuning, fitting_block(tuning.record, kMeasureBlock), false);
+  Fit fit{0, {}, require_usable(tuning, fitting_block(tuning.record, kMeasureBlock), false)};
   require_measurable(tuning);
   std::string text, programme;
-  Fit fit{};
   if (!options.in.empty()) {  // first, so that a bad input shows before the long work
     AudioInput input(options.in, options.raw_format(tuning.record));
     fit = fit_to_stream(tuning, input, options.block);

@@ -22,12 +22,14 @@ void add_plot(CLI::App& app, Context&) {
   command->callback([options] {
     const Tuning tuning = load_tuning(options->tuning);
     require_other_file(options->out, tuning.file, "the tuning");
-    require_usable(tuning, fitting_block(tuning.record, kBlock), false);
+    const std::vector<std::string> warnings =
+        require_usable(tuning, fitting_block(tuning.record, kBlock), false);
     require_measurable(tuning);
     const std::string off = effects_off(tuning.record);
     const std::vector<Chart> charts = tuning_charts(tuning.record);
     if (charts.empty()) throw Failure(tuning.name + ": nothing to draw: no effect with a curve is on");
     host::write_file(options->out, svg_page(tuning.name, off.empty() ? "" : "off: " + off, charts));
+    print_warnings(warnings);
   });
 }
 

@@ -19,8 +19,8 @@ using host::Record;
 // What every command may be given; each uses its own.
 struct Options {
   std::string file, other, out = "-", preset = "music", into;
-  int block = 1024, channel = -1;
-  bool json = false;
+  int block = kBlock, channel = -1;
+  bool json = false, strict = false, force = false;
 };
 
 void print(const std::string& text) { host::write_file("-", text); }
@@ -49,13 +49,6 @@ void create(const Options& o) {
     host::write_file(o.out, host::preset_text(o.preset));
 }
 
-void build(const Options& o) {
-  const Record record = load_tuning(o.file).record;
-  host::save_record(o.out, record);
-  if (host::unusable(host::check(record, o.block)))
-    print_note(o.file, "the chain would refuse this record; see audiopost tuning check");
-}
-
 struct Look {
   const char *name, *color;
 };
@@ -65,10 +58,31 @@ Look look_of(host::Severity severity) {
       return {"note", "\033[36m"};
     case host::Severity::warning:
       return {"warning", "\033[33m"};
+    case host::Severity::unstable:
+      return {"unstable", "\033[31m"};
     case host::Severity::fatal:
       break;
   }
   return {"fatal", "\033[31m"};
+}
+
+// By the rules of process: a record that is refused is written with --force alone. What else there is to say goes to
+// standard error once the record is there.
+template <class Write>
+void write_checked(const Tuning& tuning, int block, bool force, Write write) {
+  const std::vector<host::Finding> findings = host::check(tuning.record, block);
+  if (!force) {
+    if (const host::Finding* f = host::refusal(findings))
+      throw Failure(refusal_text(tuning, *f, block) + " (--force writes it all the same)");
+  }
+  write();
+  for (const host::Finding& f : findings)
+    print_note(tuning.name, std::string(look_of(f.severity).name) + ": " + f.where + ": " + f.text);
+}
+
+void build(const Options& o) {
+  const Tuning tuning = load_tuning(o.file);
+  write_checked(tuning, o.block, o.force, [&] { host::save_record(o.out, tuning.record); });
 }
 
 void check(const Options& o, Context& context) {
@@ -80,16 +94,18 @@ void check(const Options& o, Context& context) {
     items.push_back(json::object({{"severity", json::string(look.name)},
                                   {"where", json::string(f.where)},
                                   {"text", json::string(f.text)},
-                                  {"message", json::string(f.message)}}));
+                                  {"message", f.message.empty() ? "null" : json::string(f.message)},
+                                  {"index", std::to_string(f.cause.index[0])},
+                                  {"noise_dbfs", json::number(double{f.cause.noise_dBFS}, 1)}}));
     text += (context.color ? look.color + std::string(look.name) + "\033[0m" : look.name) + ": " + f.where +
             ": " + f.text + "\n";
   }
-  const bool unusable = host::unusable(findings);
+  const bool refused = host::refusal(findings);
   if (o.json)
-    print(json::object({{"usable", unusable ? "false" : "true"}, {"findings", json::array(items)}}) + "\n");
+    print(json::object({{"usable", refused ? "false" : "true"}, {"findings", json::array(items)}}) + "\n");
   else
     print(findings.empty() ? "nothing to remark\n" : text);
-  context.exit_code = unusable ? 1 : 0;
+  context.exit_code = refused || (o.strict && !findings.empty()) ? 1 : 0;
 }
 
 void compare(const Options& o, Context& context) {
@@ -109,12 +125,16 @@ void compare(const Options& o, Context& context) {
 }
 
 void import_eq(const Options& o) {
-  Record record = o.into.empty() ? host::preset("flat") : load_tuning(o.into).record;
+  Tuning tuning = load_tuning(o.into.empty() ? "flat" : o.into);
   const std::string name = o.file == "-" ? "standard input" : o.file;
   const std::string text = host::read_file(o.file, size_t{1} << 20);
-  for (const std::string& note : host::import_eq(record, text, name, o.channel))
-    std::fprintf(stderr, "audiopost: %s\n", note.c_str());
-  write_tuning(o.out, record);
+  const std::vector<std::string> notes = host::import_eq(tuning.record, text, name, o.channel);
+  if (o.into.empty()) tuning.name = name;
+  const int block = fitting_block(tuning.record, kBlock);  // filters do not care
+  write_checked(tuning, block, o.force, [&] {
+    write_tuning(o.out, tuning.record);
+    for (const std::string& note : notes) std::fprintf(stderr, "audiopost: %s\n", note.c_str());
+  });
 }
 
 void export_eq(const Options& o) {
@@ -147,6 +167,9 @@ void add_tuning(CLI::App& app, Context& context) {
         ->type_name("N")
         ->capture_default_str();
   };
+  const auto force = [&](CLI::App* c) {
+    c->add_flag("--force", o->force, "Write a record that process would refuse, too");
+  };
   const auto json = [&](CLI::App* c) { c->add_flag("--json", o->json, "Print JSON"); };
   const auto channel = [&](CLI::App* c, const char* about) {
     c->add_option("--channel", o->channel, about)->check(CLI::Range(0, 1))->type_name("N");
@@ -171,14 +194,21 @@ void add_tuning(CLI::App& app, Context& context) {
   file(c, "TUNING", o->file, kTuning);
   c->add_option("-o,--output", o->out, "Where to write the record")->type_name("OUT")->required();
   block(c);
+  force(c);
+  c->footer("Exit code 2, and nothing is written, for a record that process would refuse.");
   c->callback([o] { build(*o); });
 
-  c = command("check",
-              "Tell what the chain would truncate, clamp, ignore, complain about or end the process on");
+  c = command(
+      "check",
+      "Tell what the chain would truncate, clamp, ignore, complain about, blow up or end the process on");
   file(c, "TUNING", o->file, kTuning);
   block(c);
   json(c);
-  c->footer("Exit code 1 when the chain would end the process or AudioPost_Init fail.");
+  c->add_flag("--strict", o->strict, "Exit code 1 for remarks and warnings, too");
+  c->footer(
+      "Exit code 1 for what process refuses: the chain would end the process, AudioPost_Init fail, or what "
+      "comes "
+      "out be no sound.");
   c->callback([o, &context] { check(*o, context); });
 
   c = command("diff", "Tell two tunings apart, in effects and units");
@@ -194,6 +224,7 @@ void add_tuning(CLI::App& app, Context& context) {
       ->type_name("TUNING");
   channel(c, "Only this channel, 0 or 1; else all");
   out(c, kText);
+  force(c);
   c->callback([o] { import_eq(*o); });
 
   c = command("export-eq", "Write EQ10 as parametric-EQ text");

@@ -26,10 +26,10 @@ _audiopost() {
     tuning) words='new show build check diff import-eq export-eq' ;;
     'tuning new') words='--preset -o --output' ;;
     'tuning show') ;;
-    'tuning build') words='-o --output --block' ;;
-    'tuning check') words='--block --json' ;;
+    'tuning build') words='-o --output --block --force' ;;
+    'tuning check') words='--block --json --strict' ;;
     'tuning diff') words='--json' ;;
-    'tuning import-eq') words='--into --channel -o --output' ;;
+    'tuning import-eq') words='--into --channel -o --output --force' ;;
     'tuning export-eq') words='--channel -o --output' ;;
     process) words="-t --tuning $stream --driver-compatible --json -q --quiet" ;;
     measure) words="$stream --sweep-level --tones --levels --json" ;;
