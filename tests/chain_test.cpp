@@ -172,6 +172,7 @@ TEST_CASE("no record and sizes that cannot be served give null") {
     CHECK(child.status == (r.channels > 2 ? kExitMinusOne : 0));
     CHECK(logged(child.err, "DeEsser_Init", "Too Many Channel!\n\n") == (r.channels > 2));
   }
+  CHECK(chain_of(plain_record(1024).data(), 64));
 }
 
 TEST_CASE("the banner comes first, whatever follows, and tells version, date and time") {

@@ -102,7 +102,15 @@ TEST_CASE("the attack ends by the sample that overloads, at once when that is on
       const double way = length == 0 ? 1 : std::min(1.0, double(i + 1) / length);
       CHECK(y[i] / x[i] == doctest::Approx(before + (target - before) * way).epsilon(0.01));
     }
+    if (length == 0) CHECK(same_bits(l.mono(x), y));  // its very target, not a ramp to it
   }
+}
+
+TEST_CASE("a peak right at the threshold is not limited") {
+  const float silence_dB = -20 * 4.51545f;
+  const Limiter right_at(section(silence_dB, silence_dB, 1000));
+  right_at.mono(Samples(kBlock));
+  CHECK(right_at.gains(1e-3f)[0] < 0.01f);  // still on its way up from 0
 }
 
 TEST_CASE("the release path is limited to full scale at every bit rate, the attack path is not") {
