@@ -8,8 +8,8 @@
  *
  * Every function here can be called from any thread at any time, before there is a chain or without one. None keeps
  * anything, allocates, locks, prints, throws or ends the process. The library needs libc and libm alone; it neither
- * calls nor loads the chain. Time: microseconds where every filter is far from trouble, at most some tens of milliseconds
- * where the rounding noise of one has to be measured; not for the audio thread. Stack: less than 16 KiB.
+ * calls nor loads the chain. A record takes about a millisecond, in which every filter is designed and judged: not for the
+ * audio thread. Stack: less than 16 KiB.
  */
 #ifndef AUDIOPOST_CHECK_H
 #define AUDIOPOST_CHECK_H
