@@ -1,7 +1,7 @@
 # Every target is the script of its name in scripts/, which also installs what the machine lacks.
 export INPUT TUNING HOURS
 
-.PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz soak abi format lint clean
+.PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz soak abi mutants format lint clean
 
 run:  # real sound through the chain, and a report on it; INPUT=song.wav takes yours, TUNING=speech another tuning
 	@scripts/run
@@ -25,6 +25,8 @@ soak:  # HOURS (1) of audio through the chain, offline: no drift, no growth
 	@scripts/soak
 abi:  # the binary interface against that of the last tagged release
 	@scripts/abi
+mutants:  # faults planted one by one, and which of them no test finds; half an hour
+	@scripts/mutants
 format:
 	@scripts/format
 lint:

@@ -85,6 +85,24 @@ TEST_CASE("a loud block pulls the gain down by its first overload, or after it i
   }
 }
 
+TEST_CASE("a sample overloads above 32766, and a peak is loud above compress_start") {
+  float x = 40000;
+  const auto gain_at = [&](size_t i) {
+    Samples block(kBlock, 1000.0f);
+    block[300] = x;
+    return Agc().mono(block)[i] / block[i];
+  };
+  for (float product : {32765.5f, 32766.5f}) {  // at sample 300 of a ramp over the whole block
+    CAPTURE(product);
+    for (int i = 0; i < 3; ++i) x = product / (1 + (gain_at(kBlock - 1) - 1) * 301 / kBlock);
+    CHECK((gain_at(320) == gain_at(kBlock - 1)) == (product > 32766));
+  }
+  const Agc agc;
+  Agc_AdjustPara(agc, 0, -20 * 4.51545f, -40, -45, 16, -1, 200, 400, 0);
+  agc.mono(Samples(kBlock));  // silence, which is that level: no jump to the curve's -13 dB
+  CHECK(agc.mono(Samples(kBlock, 1.0f))[0] > 0.9f);
+}
+
 TEST_CASE("the overload bound does not follow the bit rate, so loud wide blocks keep their old gain") {
   for (int bit_rate : {24, 32}) {
     CAPTURE(bit_rate);
@@ -109,8 +127,8 @@ TEST_CASE("an adjustment restarts and warns for the channels it reaches") {
   const struct {
     int link, channel;
     bool reached[2];
-  } rows[] = {{0, 0, {true, false}},   {0, 1, {false, true}}, {0, 2, {false, false}},
-              {0, -1, {false, false}}, {1, 0, {true, true}},  {1, 7, {true, true}}};
+  } rows[] = {{0, 0, {true, false}}, {0, 1, {false, true}}, {0, 2, {false, false}}, {0, -1, {false, false}},
+              {1, 0, {true, true}},  {1, 7, {true, true}},  {2, 0, {true, true}}};
   for (const auto& r : rows) {
     CAPTURES(r.link, r.channel);
     const Agc agc(2, 16, r.link);
@@ -118,6 +136,7 @@ TEST_CASE("an adjustment restarts and warns for the channels it reaches") {
     for (int i = 0; i < 200; ++i) agc.run({x, x});
     const auto log = in_child([&] {
       Agc_AdjustPara(agc, r.channel, -20, -40, -39, 16, -1, 200, 400, 0);  // corners out of order
+      Agc_AdjustPara(agc, r.channel, -20, -20, -20, 19, -1, 200, 400, 0);  // none: they meet
     });
     CHECK(count_logged(log.err, "Agc_AdjustPara", "wrong param for agc, please check again\n\n") ==
           r.reached[0] + r.reached[1]);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "support.h"
 
 using namespace support;
@@ -49,8 +51,8 @@ TEST_CASE("a steady programme is brought to the target, by at most +20 dB, withi
     float target;
     double expected_gain_dB;  // a stereo 1 kHz sine reads its peak level
   } rows[] = {
-      {-30, -20, 10},       {-12, -20, -8}, {-20, -20, 0}, {-60, -20, 20},
-      {-41, -21.1f, 19.9},  {-60, -30, 20}, {-15, 5, 15},  // 20 dB short of its target, 15 below full scale
+      {-30, -20, 10},       {-12, -20, -8}, {-20, -20, 0}, {-60, -20, 20}, {-41, -21.1f, 19.9},
+      {-60, -30, 20},       {-60, NAN, 20}, {-15, 5, 15},  // 20 dB short of its target, 15 below full scale
       {-6.0206, 10, 6.0206}};
   for (const auto& r : rows) {
     CAPTURE(r.level_dBFS);
@@ -61,16 +63,36 @@ TEST_CASE("a steady programme is brought to the target, by at most +20 dB, withi
 }
 
 TEST_CASE("a quiet programme with peaks is raised no further than its peaks allow") {
-  Run run({-10, 50, 50, 400, 100}, 1);
-  double gain = 0;
-  for (int block = 0; block < 1500; ++block) {
-    for (auto& x : run.in.data[0]) x = 10.0f;
-    run.in.data[0][100] = block % 2 ? 16384.0f : -16384.0f;
-    gain = run.process();
-    REQUIRE(peak(run.out.data[0]) <= 32768.0);
+  for (size_t ch : {0u, 1u}) {
+    CAPTURE(ch);
+    Run run({-10, 50, 50, 400, 100});
+    double gain = 0;
+    for (int block = 0; block < 1500; ++block) {
+      for (auto& channel : run.in.data) channel.assign(kBlock, 10.0f);
+      run.in.data[ch][100] = block % 2 ? 16384.0f : -16384.0f;
+      gain = run.process();
+      REQUIRE(peak(run.out.data[ch]) <= 32768.0);
+    }
+    CHECK(gain > 1.999);  // 32768 / 16384
+    CHECK(gain <= 2.0);
   }
-  CHECK(gain > 1.999);  // 32768 / 16384
-  CHECK(gain <= 2.0);
+}
+
+TEST_CASE("a peak's limit holds until the next update, also for the blocks that could be louder") {
+  Run run({-10, 20, 20, 400, 1000}, 1);  // an update every 100 blocks, and none between
+  const auto after_block = [&](float peak) {
+    const Samples quiet = sine(kBlock, 997, kFs, full_scale(-60));
+    std::copy(quiet.begin(), quiet.end(), run.in.data[0].begin());
+    run.in.data[0][100] += peak;
+    return run.process();
+  };
+  for (int block = 0; block <= 200; ++block) after_block(0);
+  CHECK(after_block(0) == doctest::Approx(10).epsilon(0.01));  // +20 dB, since block 100
+  for (float peak : {16384.0f, -8192.0f}) after_block(peak);   // 2 and 4: the lower one stays
+  for (int block = 204; block < 299; ++block) after_block(0);
+  CHECK(after_block(0) == doctest::Approx(2).epsilon(0.01));
+  for (int block = 300; block < 350; ++block) after_block(0);
+  CHECK(after_block(0) == doctest::Approx(10).epsilon(0.01));
 }
 
 TEST_CASE("the gain rises by its attack and falls by its release, in a straight line over each block") {
@@ -94,13 +116,25 @@ TEST_CASE("the gain rises by its attack and falls by its release, in a straight 
 }
 
 TEST_CASE("before anything is measured, and in silence, the output is the input") {
-  Run run({-10, 100, 100, 400, 100}), silent(run.section);
-  for (int block = 0; block < 40; ++block) {  // 400 ms
-    run.sine_block(-30);
-    REQUIRE(same_bits(run.in.data[1], run.out.data[1]));
+  Run silent({-10, 100, 100, 400, 100});
+  // Read before the block at which a step is over, when the blocks before it fill a window.
+  const struct {
+    float window_ms, step_ms;
+    int block;
+  } rows[] = {{400, 100, 40}, {410, 100, 50}, {400, 105, 42}};
+  for (const auto& r : rows) {
+    CAPTURES(r.window_ms, r.step_ms);
+    Run measured({-10, 100, 100, r.window_ms, r.step_ms});
+    for (int block = 0; block <= r.block; ++block) {
+      measured.sine_block(-30);
+      REQUIRE(same_bits(measured.in.data[1], measured.out.data[1]) == (block < r.block));
+    }
   }
   for (auto& channel : silent.in.data) channel.assign(kBlock, 1.0f);  // an offset alone is no loudness
   for (int block = 0; block < 400; ++block) REQUIRE(silent.process() == 1.0);
+  Run over({-10, 20, 20, 400, 100});  // 6 dB over full scale, whose limit the next update forgets
+  CHECK(over.after(9, 6.0206) == doctest::Approx(0.5).epsilon(0.01));
+  CHECK(over.after(30, -30) == doctest::Approx(1).epsilon(0.01));
 }
 
 TEST_CASE("a retune keeps the meter unless its window or step changes") {
@@ -113,6 +147,15 @@ TEST_CASE("a retune keeps the meter unless its window or step changes") {
     CHECK((index < 3 ? after > 3 : after == 1.0));
     CHECK(run.after(3000, -30) == doctest::Approx(std::pow(10, index == 0 ? 1.0 : 0.5)).epsilon(0.01));
   }
+}
+
+TEST_CASE(
+    "while nothing is measured the smoothed loudness is none, so a new window begins like a new handle") {
+  Run run({-20, 2000, 2000, 400, 100}), fresh(run.section);
+  run.after(1003, -50);
+  run.time = 0;
+  run.retune(3, 300), run.retune(3, 400);
+  for (int block = 0; block < 200; ++block) REQUIRE(run.sine_block(-30) == fresh.sine_block(-30));
 }
 
 TEST_CASE("a retune to a window that the library cannot serve goes on at unity, and the next one recovers") {

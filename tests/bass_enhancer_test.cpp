@@ -45,7 +45,8 @@ struct Shaper {
 TEST_CASE(
     "a low tone comes out as its harmonics, mostly between the split and three times it, without itself") {
   const Settings rows[] = {{0, 8, 2, 100, 0, 0},   {0, 8, 8, 60, 0, 0},  {6, 4, 5, 100, 1, 80},
-                           {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9f, 80}};
+                           {-6, 20, 5, 100, 0, 0}, {0, 6, 0, 60, 2, 30}, {0, -8, 2, 100, 0.9f, 80},
+                           {0, 8, 2, 100, -1, 80}};
   for (const Settings& p : rows) {
     const double hz = 40, amplitude = 0.5;
     const auto y = enhance(p, sine(144000, hz, kFs, 32768 * amplitude));

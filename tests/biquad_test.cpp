@@ -18,6 +18,7 @@ TEST_CASE("a section follows its difference equation, and its history outlives a
   CHECK(biquad_processAudioSample(f, 2.0f) == 1.0f);  // 0.5 * 2 + (4 / 2 - 8 / 4)
   biquad_reset(f);
   CHECK(biquad_processAudioSample(f, 4.0f) == 2.0f);
+  CHECK(biquad_processAudioSample(f, 0.0f) == -1.0f);
   CHECK(biquad_destroy(f) == 0);
   CHECK(biquad_destroy(nullptr) == 0);
 }

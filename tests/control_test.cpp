@@ -75,10 +75,13 @@ TEST_CASE("an effect turned on by SetPara is created unprinted, and turned off i
   const Chain chain = chain_of(on), reference = chain_of(on);
   CHECK(process(chain, pcm) == process(reference, pcm));
   Record off = on;
-  off[14] = 0;
+  off[14] = 0, off[102] = 5000;
   retune(chain, off);
   CHECK(process(chain, pcm) == pcm);
   CHECK(settings(chain)[100] == -7777.0f);
+  std::vector<float> section(100);
+  AudioPost_EQ10_GetPara(chain.get(), section.data());
+  CHECK(section[2] == on[102]);
   retune(chain, on);
   CHECK(process(chain, pcm) == process(reference, pcm));  // the filters go on from where they stood
 }
@@ -157,8 +160,23 @@ TEST_CASE("the narrow wrappers reach the effect they name") {
   CHECK(settings(chain) == expected);
 }
 
+TEST_CASE("the equalizer's own calls take any flag but 0, and 100 floats for any number of channels") {
+  for (float flag : {1.0f, 2.0f, -1.0f}) {
+    CAPTURE(flag);
+    Record record = plain_record(3), expected;
+    record[14] = flag;
+    const Chain chain = chain_of(record);
+    std::vector<float> given(150, 1.0f), got(150, -7777.0f);
+    AudioPost_EQ10_SetPara(chain.get(), given.data());
+    expected = settings(chain);
+    for (size_t i = 0; i < 150; ++i) CHECK(expected[100 + i] == (i < 100 ? 1.0f : 0.0f));
+    AudioPost_EQ10_GetPara(chain.get(), got.data());
+    for (size_t i = 0; i < 150; ++i) CHECK(got[i] == (i < 100 ? 1.0f : -7777.0f));
+  }
+}
+
 TEST_CASE("a record that changes channels or bit rate in mid-stream leaves memory intact") {
-  const int rows[][2] = {{1, 16}, {4, 16}, {-3, 16}, {2000000000, 16}, {2, 20}, {2, 24}};
+  const int rows[][2] = {{1, 16}, {3, 16}, {4, 16}, {-3, 16}, {2000000000, 16}, {2, 20}, {2, 24}};
   const auto pcm = noise_pcm(4 * kFrames * 2);
   for (const auto& r : rows) {
     CAPTURES(r[0], r[1]);

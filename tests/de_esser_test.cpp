@@ -112,3 +112,9 @@ TEST_CASE("the gain takes one step a call, and its line is drawn for a whole blo
         doctest::Approx(decay(5, 100) + 0.05 * (decay(6, 100) - decay(5, 100))).epsilon(1e-3));
   CHECK(cut.after(1, 8000, 6000) == doctest::Approx((decay(6, 100) + decay(7, 100)) / 2).epsilon(1e-3));
 }
+
+TEST_CASE("a level right at the threshold is not above it") {
+  Run at(6000, -20 * 4.51545f);
+  at.after(10, 0, 6000);  // silence, which is that level
+  CHECK(at.after(1, 8000, 6000) > 0.6);
+}

@@ -48,18 +48,22 @@ std::vector<Samples> run(const Module& m, void* s, int piece = 480, bool in_plac
 }  // namespace
 
 TEST_CASE("GetPara writes the settings in force, and leaves the rest of the section as the caller has it") {
-  const Record record = distinct_record();
+  const Record record = distinct_record(), other = full_record();
   for (int m = 0; m < kModules; ++m)
     for (int channels : {0, 1, 2})
-      for (int link : {0, 1}) {
+      for (const auto& [link, retuned] :
+           {std::pair(0, false), {0, true}, {1, false}, {2, false}, {2, true}, {-1, true}}) {
         const Module& module = kModule[m];
-        CAPTURES(module.name, channels, link);
+        CAPTURES(module.name, channels, link, retuned);
         const float* const given = &record[size_t(module.section)];
-        void* const s = module.init(given, {16, 48000, channels, 480, link});
+        const float* const first = retuned ? &other[size_t(module.section)] : given;
+        void* const s = module.init(first, {16, 48000, channels, 480, link});
+        if (retuned) module.set_para(s, given);
         Samples got(size_t(2 * module.stride), -7.0f), expected = got;
         module.get_para(s, got.data());
         module.destroy(s);
-        if (m == kDeEsser) expected[5] = given[1];
+        // Of a handle without channels, what it was created with.
+        if (m == kDeEsser) expected[5] = (channels == 0 ? first : given)[1];
         for (int ch = 0; ch < (m == kAutoGain ? 1 : channels); ++ch) {
           const float* const from = given + (link ? 0 : ch * module.stride);
           const std::string fields = written(m, int(from[0]));
@@ -161,7 +165,7 @@ TEST_CASE("corners out of order are told for each channel, in the name of the fu
   Record record = full_record();
   record[216] = -50, record[405] = -40;  // channel 0: a noise_threshold over expand_end
   for (int m : {kDrc, kMaximizer})
-    for (int link : {0, 1}) {
+    for (int link : {0, 1, 2}) {
       CAPTURES(kModule[m].name, link);
       const auto log = in_child([&] {
                          const float* const section = &record[size_t(kModule[m].section)];

@@ -129,6 +129,12 @@ TEST_CASE("a retune leaves each slot its history, whichever band owns it now") {
   EQ10_SetPara(eq, before.data());  // slot 2 has slept through that and goes on from where it stopped
   slots[0] = {with_history(slots[0][0], shifted[0]), with_history(slots[0][1], next[0])};
   check_block(slots[0], slots[1]);
+
+  EQ10_SetPara(eq,
+               section_of(2, {{0, 4, 1}, {1, 0, 2}}).data());  // slot 2 keeps its design, and is run again
+  shifted = {with_history(filter_of(before, 0, 4), slots[0][0])};
+  next = {with_history(filter_of(before, 1, 0), slots[0][1]), slots[1][0]};
+  check_block(shifted, next);
 }
 
 TEST_CASE("GetData returns the latest block before and after, and the tail of longer ones before it") {

@@ -64,12 +64,12 @@ TEST_CASE("a look-up returns the nearest entry and never leaves the table") {
   const struct {
     float x, start, scale, entry;
   } rows[] = {
-      {-10.0f, -10, 2, 1},   {-10.5f, -10, 2, 1},    {-1e30f, -10, 2, 1},
-      {-9.76f, -10, 2, 1},   {-9.75f, -10, 2, 2},    {-9.25f, -10, 2, 3},  // exact half steps go up
-      {-9.26f, -10, 2, 2},   {-8.0f, -10, 2, 5},     {-7.0f, -10, 2, 5},
-      {1e30f, -10, 2, 5},    {kInf, -10, 2, 5},      {kNaN, -10, 2, 1},
-      {0, kNaN, 2, 1},       {0, -10, kNaN, 1},      {-10.0f, -10, kInf, 1},  // 0 * inf
-      {-9.0f, -10, kInf, 5}, {-9.0f, -10, -kInf, 1}, {-9.0f, -10, -2, 1},     // a table that runs downward
+      {-10.0f, -10, 2, 1},   {-10.5f, -10, 2, 1},    {-1e30f, -10, 2, 1},       {-9.76f, -10, 2, 1},
+      {-9.75f, -10, 2, 2},   {-9.25f, -10, 2, 3},  // exact half steps go up
+      {-9.26f, -10, 2, 2},   {-8.0f, -10, 2, 5},     {-7.0f, -10, 2, 5},        {1e30f, -10, 2, 5},
+      {kInf, -10, 2, 5},     {kNaN, -10, 2, 1},      {0x1.fffffep-2f, 0, 1, 1},  // the float below a half
+      {0, kNaN, 2, 1},       {0, -10, kNaN, 1},      {-10.0f, -10, kInf, 1},     // 0 * inf
+      {-9.0f, -10, kInf, 5}, {-9.0f, -10, -kInf, 1}, {-9.0f, -10, -2, 1},        // a table that runs downward
   };
   for (const auto& r : rows) {
     CAPTURES(r.x, r.start, r.scale);

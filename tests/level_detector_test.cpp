@@ -97,6 +97,18 @@ TEST_CASE("a level is held for the hold time and falls with the first block that
     while (meter.run(kSilence, 1), meter.level(7) == before) ++held;
     CHECK(held == r.blocks);
   }
+  // Neither silence nor what was before a retune holds a lone block.
+  for (bool retuned : {false, true}) {
+    const Meter meter;
+    const auto set = [&] { LevelDetector_SetPara(meter.state.get(), nullptr, 2000, 500, 1); };
+    set();
+    meter.run(retuned ? tone(4000, 30000) : kSilence, 100);
+    if (retuned) set();
+    meter.run(tone(4000, 30000), 1);
+    const int before = meter.level(7);
+    meter.run(kSilence, 1);
+    CHECK(meter.level(7) < before);
+  }
 }
 
 TEST_CASE("silence reads the bit rate's offset, and a call without frames lets the level fall") {

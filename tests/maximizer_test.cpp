@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "support.h"
 
 using namespace support;
@@ -100,7 +102,15 @@ TEST_CASE("the attack ends by the sample that overloads, at once when that is on
       const double way = length == 0 ? 1 : std::min(1.0, double(i + 1) / length);
       CHECK(y[i] / x[i] == doctest::Approx(before + (target - before) * way).epsilon(0.01));
     }
+    if (length == 0) CHECK(same_bits(l.mono(x), y));  // its very target, not a ramp to it
   }
+}
+
+TEST_CASE("a peak right at the threshold is not limited") {
+  const float silence_dB = -20 * 4.51545f;
+  const Limiter right_at(section(silence_dB, silence_dB, 1000));
+  right_at.mono(Samples(kBlock));
+  CHECK(right_at.gains(1e-3f)[0] < 0.01f);  // still on its way up from 0
 }
 
 TEST_CASE("the release path is limited to full scale at every bit rate, the attack path is not") {
@@ -142,7 +152,7 @@ TEST_CASE("retuning goes on from the gain it finds and ends at the new curve") {
 }
 
 TEST_CASE("an adjustment reaches the channel it names, or all that are linked, and none that do not exist") {
-  for (int link : {0, 1})
+  for (int link : {0, 1, 2})
     for (int channel : {-1, 0, 1, 2, 1000000}) {
       CAPTURES(link, channel);
       const Limiter l(section(-3, -1, 1), 2, 16, link);
@@ -162,6 +172,29 @@ TEST_CASE("without a section a handle has the defaults of both modes") {
   std::vector<float> got(11);
   Maximizer_GetPara(l.get(), got.data());
   CHECK(got == std::vector<float>{-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200});
+}
+
+TEST_CASE("a sample that is not a number passes, on either path, and changes no other") {
+  const struct {
+    decltype(&Maximizer_Process) process;
+    float level;
+  } rows[] = {{Maximizer_Process, 1000},
+              {Maximizer_Process, 30000},
+              {Maximizer_Process, 50000},
+              // Its mean square is none either, which decides where the peak does not.
+              {Agc_Process, 30000},
+              {Agc_Process, 50000}};
+  for (const auto& r : rows) {
+    CAPTURE(r.level);
+    const Limiter l(section(-3, 20, 1)), clean(section(-3, 20, 1));
+    for (const Limiter* each : {&l, &clean}) each->settled(3000);
+    Planar x({Samples(kBlock, r.level)}), y(x.data);
+    x.data[0][17] = NAN, y.data[0][17] = 0;
+    r.process(l, x(), x(), kBlock);
+    r.process(clean, y(), y(), kBlock);
+    CHECK(std::isnan(std::exchange(x.data[0][17], y.data[0][17])));
+    CHECK(same_bits(x.data[0], y.data[0]));
+  }
 }
 
 TEST_CASE("broken settings keep every look-up inside its table") {

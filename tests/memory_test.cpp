@@ -160,6 +160,27 @@ TEST_CASE("SetPara and GetPara without memory leave a chain that can be processe
   }
 }
 
+TEST_CASE("a compressor that finds no memory for a crossover gets it with the next retune") {
+  Record four = full_record(), three;
+  for (size_t flag : {10, 11, 12, 13, 14, 16, 17}) four[flag] = 0;
+  three = four, three[200] = three[300] = 3;
+  const auto expected = through_chain(chain_of(four.data(), kFrames).get(), kInput, 2, kFrames);
+  bool same = true;
+  const int failures = with_each_failure([&] {
+    const long n = until_failure;
+    until_failure = 0;
+    const Chain chain = chain_of(three.data(), kFrames);
+    until_failure = n;
+    AudioPost_SetPara(chain.get(), four.data(), kFrames);
+    const bool spared = disarm();
+    AudioPost_SetPara(chain.get(), four.data(), kFrames);
+    same &= through_chain(chain.get(), kInput, 2, kFrames) == expected;
+    return spared;
+  });
+  CHECK(failures > 6);
+  CHECK(same);
+}
+
 TEST_CASE("a library that is loaded and unloaded leaves nothing behind") {
   // Under another name: this program has it loaded already.
   const auto copy = std::filesystem::temp_directory_path() / ("loaded_" + std::to_string(getpid()) + ".so");

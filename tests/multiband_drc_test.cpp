@@ -64,6 +64,7 @@ TEST_CASE("idle bands are the crossover's, added in order, for every count a rec
     CAPTURE(bands);
     Section s = section(4);
     at(s, 0) = float(bands);
+    if (bands > 4) at(s, kMid2 + 2) = 1000;  // an infinite gain of what is never added
     const CrossoverParam param{bands == 2 ? 0 : bands == 4 ? 2 : 1, 200, 5000, 200, 1000, 1000, 5000};
     const Handle<CrossoverFilter, Filters_Crossover_filterDestroy> crossover(
         Filters_Crossover_filterInit(48000, 1, &param));
@@ -216,6 +217,16 @@ TEST_CASE(
         CHECK(rms(y[1]) < 0.2 * rms(z[1]));
         if (before == after) CHECK(same_bits(y[0], y[1]));
       }
+}
+
+TEST_CASE("a band without its compressor leaves the follower at rest") {
+  const Samples x = noise(4800, 30000);
+  Section off = section(2), on = off;
+  for (int start : {kLow, kHigh}) at(on, start + 3) = 1, at(on, start + 10) = 10000;
+  const Drc retuned = drc_of(off), fresh = drc_of(on);
+  retuned.mono(x);
+  MultiBandDRC_SetPara(retuned, on.data());
+  CHECK(same_bits(retuned.mono(x), fresh.mono(x)));
 }
 
 TEST_CASE("edges that move on a retune are in use at once, and the crossover restarts from silence") {

@@ -105,11 +105,12 @@ TEST_CASE("the meter's weighting over frequency is BS.1770's at every sample rat
 TEST_CASE("a block is measured after a full window, then after every step, at the end of a call") {
   Meter m(2, 400, 100);
   CHECK(m.reading() == -1000);
-  for (int call = 1; call <= 24; ++call) {
+  for (int call = 1; call <= 36; ++call) {
     CAPTURE(call);
     const double before = m.reading(), amplitude = call <= 19 ? 3000 : 9000;
-    // 19200 samples are full within the 19th call (256 over); 4800 - 256 later it is the 24th.
-    CHECK((m.feed({amplitude, amplitude}, 997, 1024, 1024) != before) == (call == 19 || call == 24));
+    // 19200 samples are full within the 19th call, then 4800 more, whatever the calls were over.
+    const bool due = call == 19 || call == 24 || call == 29 || call == 33;
+    CHECK((m.feed({amplitude, amplitude}, 997, 1024, 1024) != before) == due);
   }
 }
 
@@ -174,6 +175,20 @@ TEST_CASE("the channels share one ring, and trade energy where a call does not d
   const double reading = Meter(5, 400, 100).feed({amplitudes, amplitudes + 5}, 1000, 100000, 1000);
   // +0.691 - 0.691: at 1 kHz the weighting and the offset cancel, within 0.01 dB.
   CHECK(std::fabs(reading - 10 * std::log10(energy / blocks)) < 0.05);
+}
+
+TEST_CASE("a sample enters the window's sum when the oldest has left it") {
+  // In a window of one sample the sum is that sample's square, whatever went before.
+  constexpr int kOneSample = 18432568;  // ms; times 48000 it wraps to 1024
+  for (int block : {50, 1}) {
+    CAPTURE(block);
+    Meter loud(1, kOneSample, 0), quiet(1, kOneSample, 0);
+    loud.feed({3e8}, 100, 100, block);
+    loud.time = 0;
+    for (Meter* m : {&loud, &quiet}) m->feed({0}, 100, 48000, block), m->feed({300}, 100, 30000, block);
+    CHECK(quiet.reading() > -60);
+    CHECK(std::fabs(loud.reading() - quiet.reading()) < 0.001);
+  }
 }
 
 TEST_CASE("a meter that cannot be made is null") {

@@ -6,6 +6,12 @@
 #include <cstdint>
 #include <cstring>
 
+// Silently other bits otherwise, and NaN that no comparison finds. (__FAST_MATH__ alone would miss its parts.)
+#if defined __FAST_MATH__ || defined __ASSOCIATIVE_MATH__ || defined __RECIPROCAL_MATH__ || \
+    __FINITE_MATH_ONLY__
+#error "this library's output is exact to the bit: build it without -ffast-math, -Ofast and their parts"
+#endif
+
 namespace common {
 
 // Toward zero; beyond the 32-bit range the nearest end; NaN is 0. What 64-bit Arm's fcvtzs does, written out

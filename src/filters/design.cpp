@@ -6,6 +6,7 @@
 
 #include "common/log.h"
 #include "common/numeric.h"
+#include "common/sine.h"
 
 namespace {
 
@@ -105,7 +106,7 @@ bool filters::is_filter_type(int type) { return type >= Parametric && type <= Bu
 BiquadCoeffs filters::design(int type, float sample_rate, float fc, float q, float gain_db) {
   const float gain_dB = clamp(gain_db, -20.0f, 20.0f);
   const float w0 = fc * kTwoPi / sample_rate;
-  const Angle w{w0, cosf(w0), sinf(w0)};
+  const Angle w{w0, common::cosine(w0), common::sine(w0)};
   switch (type) {
     case Parametric:
       return parametric(w, q, gain_dB);

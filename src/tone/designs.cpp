@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "common/numeric.h"
+#include "common/sine.h"
 #include "filters/design.h"
 
 namespace tone {
@@ -81,7 +82,7 @@ struct Angle {
 
 Angle angle(float f0, int sample_rate) {
   const auto w0 = static_cast<float>(static_cast<double>(f0) * kTwoPi / static_cast<double>(sample_rate));
-  return {w0, sinf(w0), cosf(w0)};
+  return {w0, common::sine(w0), common::cosine(w0)};
 }
 
 // Band-pass with 0 dB peak, bandwidth in octaves, and notch (R. Bristow-Johnson, "Cookbook formulae for audio

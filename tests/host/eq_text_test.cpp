@@ -140,6 +140,13 @@ TEST_CASE("what EQ10 has no place for is told, line by line") {
                      "eq.txt:22: left out: EQ10 has ten bands"});
   CHECK(record[20] == -3.0f);
   CHECK(record[104] == 20.0f);
+  imported(
+      "Filter: ON LP Fc 24000 Hz\nFilter: ON LS 3 dB Fc 20000 Hz Gain 20 dB\nFilter: ON LP Fc 0,125 Hz\n",
+      &notes);
+  CHECK(notes == std::vector<std::string>{
+                     "eq.txt:1: left out: Fc is not below half the sample rate, 24000 Hz",
+                     "eq.txt:2: left out: the middle of its slope is not below half the sample rate",
+                     "eq.txt:3: Fc 0.125 Hz is below 10 Hz"});
 
   // One channel of a linked record: the other keeps what it had.
   Record linked = host::preset("music");
@@ -153,10 +160,12 @@ TEST_CASE("what EQ10 has no place for is told, line by line") {
 
   Record strange = support::plain_record();
   strange[14] = 1.0f;
-  const float bands[][5] = {{1, 5, 1000, 1, 0}, {1, 6, 1000, 1, 3}, {1, 9, 1000, 1, 0}};
-  for (size_t band = 0; band < 3; ++band) std::copy_n(bands[band], 5, &strange[100 + 5 * band]);
+  const float bands[][5] = {
+      {1, 5, 1000, 1, 0}, {1, 6, 1000, 1, 3}, {1, 9, 1000, 1, 0}, {1, 0, 1000, NAN, 35}};
+  for (size_t band = 0; band < 4; ++band) std::copy_n(bands[band], 5, &strange[100 + 5 * band]);
   std::vector<std::string> left_out;
-  CHECK(host::export_eq(strange, 0, left_out) == "Preamp: 0 dB\n");
+  CHECK(host::export_eq(strange, 0, left_out) ==
+        "Preamp: 0 dB\nFilter 1: ON PK Fc 1000 Hz Gain 20 dB Q 16\n");  // as the designer clamps them
   CHECK(left_out.size() == 3);
 }
 
@@ -174,6 +183,14 @@ TEST_CASE("a channel gets the lines that are for it") {
       {text, 1, 0, 0, -1, {}, {100, 300, 400}},
       {"Channel: L\n" + band + "50 Hz\nChannel: R\n" + band + "50 Hz\n", -1, 1, 0, 0, {50}, {}},
       {"Preamp: -4 dB\n", -1, 1, -4, 0, {1000}, {}},  // no filters
+      {"Preamp: -4 dB\n", 1, 0, 0, -4, {}, {1000}},
+      {"Channel: L\nPreamp: -1 dB\nChannel: R\nPreamp: -2 dB\nChannel: all\n" + band + "50 Hz\n",
+       -1,
+       0,
+       -1,
+       -2,
+       {50},
+       {50}},
   };
   for (const auto& r : rows) {
     CAPTURES(r.text);

@@ -1,10 +1,13 @@
 // Tuning records as text and as files.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <random>
 
 #include "host/check.h"
 #include "host/diff.h"
 #include "host/fields.h"
+#include "host/file.h"
 #include "host/files.h"
 #include "host/tuning.h"
 #include "support.h"
@@ -62,6 +65,48 @@ TEST_CASE("an unlinked text needs no tables for a channel 1 that is like channel
   CHECK(host::from_text(text, "mono")[370] == 0.0f);
 }
 
+TEST_CASE("a field that a text sets is the one that the library lists by that name") {
+  std::string text = "[chain]\nsample_rate = 48000\nbit_rate = 16\nchannels = 2\nversion = 2.0\n";
+  const auto is = [](const host::Field& field, const char* name) { return std::string(field.name) == name; };
+  for (const host::Table& table : host::tables()) {
+    if (table.path.rfind("chain", 0) == 0) continue;
+    text += "[" + table.path + "]\n";
+    for (const host::Field& field : table.fields)
+      text += std::string(field.name) + " = " +
+              (field.kind == host::Kind::flag     ? "true"
+               : field.kind == host::Kind::filter ? "\"LowShelf\""
+               : is(field, "crossover_band")      ? "4"
+                                                  : std::to_string(field.index)) +  // no two are alike
+              "\n";
+  }
+  const Record record = host::from_text(text, "text");
+  const std::string log = support::in_child([&] { support::chain_of(record.data(), 480); }).err;
+  const auto listing = [&](const std::string& path) {
+    const std::string effect = path.substr(0, path.find('.'));
+    return support::logged_by(log, (effect == "Agc" ? "Maximizer" : effect) + "_PrintPara");
+  };
+  for (const host::Table& table : host::tables())
+    for (const host::Field& field : table.fields) {
+      if (table.path.rfind("chain", 0) == 0 || is(field, "enable") || is(field, "type")) continue;
+      CAPTURE(table.path + "." + field.name);
+      const bool flag = field.kind == host::Kind::flag;
+      const std::string value = flag                          ? "1\n"
+                                : is(field, "crossover_band") ? "4\n"
+                                                              : std::to_string(field.index);
+      CHECK(listing(table.path).find(std::string("\n") + field.name + ":" + value) != std::string::npos);
+      const size_t band =
+          std::string("low  high mid1 mid2").find(table.path.substr(table.path.rfind('.') + 1));
+      if (is(field, "freq_start"))
+        CHECK(listing(table.path).find("band:" + std::to_string(band / 5) + " ----\nfreq_start:" + value) !=
+              std::string::npos);
+    }
+  const char* const switched[] = {"AutoGain", "BassEnhancer", "Exciter", "DeEsser",
+                                  "EQ10",     "MultiBandDRC", "Agc",     "Maximizer"};
+  for (size_t i = 0; i < 8; ++i)
+    CHECK(host::from_text(std::string("[") + switched[i] + "]\nenable = true\n", "switch")[10 + i] == 1.0f);
+  CHECK(listing("EQ10").find("filterTypes:LowShelf\nfc:102.00\n") != std::string::npos);
+}
+
 TEST_CASE("errors in a text name file, line and field") {
   const struct {
     const char *text, *error;
@@ -107,6 +152,28 @@ TEST_CASE("a file is read as what it holds, and only a whole record is one") {
       {place.of("none"), ": no such file or directory"},
   };
   for (const auto& r : rows) CHECK(error_of([&] { host::load_tuning(r.path); }) == r.path + r.error);
+}
+
+TEST_CASE("a rewritten file keeps its rights, a new one gets what the umask leaves") {
+  const Place place;
+  const auto rights = [&](const std::string& name) {
+    return static_cast<int>(std::filesystem::status(place.of(name)).permissions());
+  };
+  for (int kept : {0600, 0640, 0666, 0755, 0444, 04750}) {
+    CAPTURE(kept);
+    std::filesystem::permissions(place.write("there", "before"), std::filesystem::perms(kept));
+    host::write_file(place.of("there"), "after");
+    CHECK(place.read("there") == "after");
+    CHECK(rights("there") == kept);
+    std::filesystem::remove(place.of("there"));
+  }
+  for (mode_t mask : {022, 077, 0}) {
+    const mode_t before = umask(mask);
+    host::write_file(place.of("new"), "bytes");
+    CHECK(umask(before) == mask);
+    CHECK(rights("new") == int(0666 & ~mask));
+    std::filesystem::remove(place.of("new"));
+  }
 }
 
 TEST_CASE("a difference is told in the words of the effect and its unit") {

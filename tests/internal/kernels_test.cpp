@@ -1,11 +1,16 @@
 // Every row of the kernel table returns the bits of the scalar row.
 #include "filters/kernels/kernels.h"
 
+#include <algorithm>
+#include <memory>
+
 #include "common/flush_denormals.h"
+#include "filters/biquad.h"
 #include "full_record.h"
-#include "support.h"
+#include "modules.h"
 
 using filters::Kernels;
+using support::Module;
 using support::noise;
 using support::same_bits;
 using support::Samples;
@@ -90,50 +95,10 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
 
 namespace {
 
-struct Effect {
-  const char* name;
-  std::function<void*(const support::Record&, int channels, int block)> init;
-  std::function<void(void*, float**, int)> process;
-  std::function<void(void*)> destroy;
-};
-
-template <class State, auto Process, auto Destroy, class Init>
-Effect effect(const char* name, Init init) {
-  return {name, init, [](void* s, float** x, int n) { Process(static_cast<State*>(s), x, x, n); },
-          [](void* s) { Destroy(static_cast<State*>(s)); }};
-}
-
-// Both modes of the maximizer in turn, as in the chain.
-int agc_and_maximizer(MaximizerState* s, float** in, float** out, int n) {
-  Agc_Process(s, in, out, n);
-  return Maximizer_Process(s, out, out, n);
-}
-
-const std::vector<Effect>& effects() {
-  static const std::vector<Effect> all = {
-      effect<AutoGainState, AutoGain_Process, AutoGain_Destroy>(
-          "AutoGain", [](const auto& r, int channels,
-                         int block) { return AutoGain_Init(&r[30], 16, 48000, channels, block); }),
-      effect<BassEnhancerState, BassEnhancer_Process, BassEnhancer_Destroy>(
-          "BassEnhancer",
-          [](const auto& r, int channels, int) { return BassEnhancer_Init(&r[60], 16, 48000, channels, 0); }),
-      effect<ExciterState, Exciter_Process, Exciter_Destroy>(
-          "Exciter",
-          [](const auto& r, int channels, int) { return Exciter_Init(&r[80], 16, 48000, channels, 0); }),
-      effect<DeEsserState, DeEsser_Process, DeEsser_Destroy>(
-          "DeEsser", [](const auto& r, int channels,
-                        int block) { return DeEsser_Init(&r[90], 16, 48000, channels, block, 0); }),
-      effect<EQ10State, EQ10_Process, EQ10_Destroy>(
-          "EQ10", [](const auto& r, int channels,
-                     int block) { return EQ10_Init(&r[100], 16, 48000, channels, block, 0); }),
-      effect<MultiBandDRCState, MultiBandDRC_Process, MultiBandDRC_Destroy>(
-          "MultiBandDRC", [](const auto& r, int channels,
-                             int) { return MultiBandDRC_Init(&r[200], 16, 48000, channels, 0); }),
-      effect<MaximizerState, agc_and_maximizer, Maximizer_Destroy>(
-          "Maximizer", [](const auto& r, int channels,
-                          int block) { return Maximizer_Init(&r[400], 16, 48000, channels, block, 0); }),
-  };
-  return all;
+// Agc before the limiter, as in the chain.
+void process(const Module& m, void* s, float** x, int n) {
+  if (&m == &support::kModule[support::kMaximizer]) m.second_process(s, x, x, n);
+  m.process(s, x, x, n);
 }
 
 support::Record with(std::initializer_list<std::pair<int, float>> changes) {
@@ -181,6 +146,7 @@ const std::vector<support::Record>& records() {
             {82, 0},
             {63, 30000},
             {410, 1e9f}}),
+      with({{25, NAN}}),  // a whole channel
   };
   return all;
 }
@@ -216,31 +182,33 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
                            {1, 3, 63, 2, 5, 1},
                            {1500, 17, 1, 700, 64, 4}};
   for_each_row([&](const Kernels& kernels) {
-    for (const Effect& e : effects())
+    for (const Module& m : support::kModule)
       for (size_t record = 0; record < records().size(); ++record)
         for (int channels = 1; channels <= 2; ++channels)
           for (const auto& lengths : blocks) {
-            CAPTURE(e.name);
+            CAPTURE(m.name);
             CAPTURE(record);
             CAPTURE(channels);
             CAPTURE(lengths[0]);
-            void* const handles[2] = {e.init(records()[record], channels, lengths[0]),
-                                      e.init(records()[record], channels, lengths[0])};
+            const float* const section = &records()[record][size_t(m.section)];
+            const support::Setting setting{16, 48000, channels, lengths[0], 0};
+            void* const handles[2] = {m.init(section, setting), m.init(section, setting)};
             uint32_t seed = 1;
             for (int round = 0; round < 3; ++round)
               for (int n : lengths) {
                 support::Planar x({passage(n, seed), passage(n, seed + 7)}), y({x.data[0], x.data[1]});
-                if (seed == 16)
-                  x.data[1][0] = y.data[1][0] = INFINITY;  // late, for it stays in the histories
+                const size_t at = static_cast<size_t>(n / 2);
+                if (seed == 16)  // late, for it stays in the histories
+                  x.data[1][at] = y.data[1][at] = record % 2 ? NAN : INFINITY;
                 filters::use_kernels(scalar());
-                e.process(handles[0], x(), n);
+                process(m, handles[0], x(), n);
                 filters::use_kernels(seed % 2 ? kernels : scalar());
-                e.process(handles[1], y(), n);
+                process(m, handles[1], y(), n);
                 ++seed;
                 REQUIRE(same_numbers(x.data[0], y.data[0]));
                 REQUIRE(same_numbers(x.data[1], y.data[1]));
               }
-            for (void* handle : handles) e.destroy(handle);
+            for (void* handle : handles) m.destroy(handle);
           }
   });
   filters::use_kernels(widest);
@@ -281,4 +249,271 @@ TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever 
           }
   });
   filters::use_kernels(widest);
+}
+
+namespace {
+
+// The chain by hand: the exported functions one after another, on float buffers. The effects in `mono`, a bit each, see
+// one channel only.
+struct ByHand {
+  ByHand(const support::Record& r, int channels, int block, int mono)
+      : record(r), n(block), x(std::vector<Samples>(size_t(channels), Samples(size_t(block)))) {
+    for (int m = 0; m < support::kModules; ++m) {
+      const Module& module = support::kModule[m];
+      const support::Setting setting{16, 48000, mono >> m & 1 ? 1 : channels, n, 0};
+      handles.emplace_back(module.init(&record[size_t(module.section)], setting), module.destroy);
+    }
+  }
+  bool on(size_t flag) const { return record[10 + flag] == 1.0f; }
+  std::vector<int16_t> process(const std::vector<int16_t>& pcm) {
+    const size_t channels = x.data.size();
+    for (size_t i = 0; i < pcm.size(); ++i) x.data[i % channels][i / channels] = pcm[i];
+    for (size_t m = 0; m < support::kModules; ++m) {
+      const Module& module = support::kModule[m];
+      if (m == support::kEq10) eq_in = x.data;
+      if (m == support::kMaximizer && on(6)) module.second_process(handles[m].get(), x(), x(), n);
+      if (on(m == support::kMaximizer ? 7 : m)) module.process(handles[m].get(), x(), x(), n);
+      if (m == support::kEq10) eq_out = x.data;
+    }
+    std::vector<int16_t> out;
+    for (size_t i = 0; i < pcm.size(); ++i)
+      out.push_back(
+          static_cast<int16_t>(std::clamp(x.data[i % channels][i / channels], -32768.0f, 32767.0f)));
+    return out;
+  }
+  support::Record record;
+  int n;
+  support::Planar x;
+  std::vector<Samples> eq_in, eq_out;
+  std::vector<std::shared_ptr<void>> handles;
+};
+
+// The same in the library: a retune to mono creates what is to see one channel.
+support::Chain chain_with_mono(support::Record record, int block, int mono) {
+  const support::Record all = record;
+  for (size_t m = 0; m < support::kModules; ++m)
+    if (mono >> m & 1) record[10 + m] = 0;
+  support::Chain chain = support::chain_of(record.data(), block);
+  if (mono == 0) return chain;
+  record = all, record[3] = 1;
+  AudioPost_SetPara(chain.get(), record.data(), block);
+  AudioPost_SetPara(chain.get(), all.data(), block);
+  return chain;
+}
+
+}  // namespace
+
+// Which effects share a loop depends on which are on, and on what fits: ten sections before four bands do, equal counts
+// of sections and of channels.
+TEST_CASE(
+    "the chain is its effects in their order and EQ10's data what entered and left it, whichever are on") {
+  const Kernels& widest = filters::kernels();
+  constexpr int kMono = 1 << support::kExciter | 1 << support::kDrc;
+  const struct {
+    size_t record;
+    int channels, block, mono;
+  } rows[] = {{0, 2, 480, 0}, {0, 1, 64, 0}, {1, 2, 64, 0}, {2, 2, 64, 0}, {0, 2, 64, kMono}};
+  for (const auto& r : rows)
+    for (int on = 0; on < 256; ++on) {
+      // Both modes of the last effect matter after all the others, and after the compressor alone.
+      if (on > 63 && on != 255 && on != 0xe0) continue;
+      support::Record record = records()[r.record];
+      record[3] = static_cast<float>(r.channels), record[20] = record[25] = 0;
+      support::put(record, 30, {-10, 20, 20, 20, 10});  // a gain that moves from the third block of 10 ms on
+      for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
+      ByHand by_hand(record, r.channels, r.block, r.mono);
+      std::vector<support::Chain> chains;
+      for (int row = 0; row < filters::kKernelCount; ++row)
+        chains.push_back(chain_with_mono(record, r.block, r.mono));
+      for (int block = 0; block < 2400 / r.block; ++block) {
+        const auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
+        filters::use_kernels(scalar());
+        const auto expected = by_hand.process(pcm);
+        for (int row = 0; row < filters::kKernelCount; ++row) {
+          const Kernels& kernels = *filters::kKernelTable[row];
+          if (!kernels.runs_here()) continue;
+          CAPTURES(r.record, r.channels, r.block, r.mono, on, block, std::string(kernels.name));
+          AudioPostState* const chain = chains[size_t(row)].get();
+          filters::use_kernels(kernels);
+          REQUIRE(support::through_chain(chain, pcm, r.channels, r.block) == expected);
+          if (!by_hand.on(4)) continue;
+          support::Planar in(std::vector<Samples>(size_t(r.channels), Samples(size_t(r.block)))),
+              out(in.data);
+          REQUIRE(AudioPost_EQ10_GetData(chain, in(), out()) == r.channels);
+          REQUIRE(in.data == by_hand.eq_in);
+          REQUIRE(out.data == by_hand.eq_out);
+        }
+        filters::use_kernels(widest);
+      }
+    }
+}
+
+// ---- What is not a number --------------------------------------------------------------------------
+// The answers that are documented: the other rows could differ from the first here, and the first from them.
+namespace {
+
+template <class Check>
+void with_each_row_in_use(Check check) {
+  const Kernels& widest = filters::kernels();
+  for (int row = 0; row < filters::kKernelCount; ++row) {
+    const Kernels& kernels = *filters::kKernelTable[row];
+    if (!kernels.runs_here()) continue;
+    CAPTURE(std::string(kernels.name));
+    filters::use_kernels(kernels);
+    check(kernels);
+  }
+  filters::use_kernels(widest);
+}
+
+template <class State, auto Process, auto Destroy>
+using Effect = support::Effect<State, Process, Destroy>;
+
+}  // namespace
+
+TEST_CASE("samples that are not numbers come out as full scale, wherever in a block") {
+  const struct {
+    float bottom, top;
+    int16_t lowest, highest, not_a_number;
+  } rows[] = {{-32768.0f, 32767.0f, -32768, 32767, 32767},
+              {-8388608.0f, 8388607.0f, 0, -1, -1},  // the low 16 bits
+              {-2147483648.0f, 2147483648.0f, 0, -1, -1}};
+  with_each_row_in_use([&](const Kernels& kernels) {
+    for (const auto& r : rows)
+      for (int channels = 1; channels <= 3; ++channels) {
+        const float values[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 100.9f, -100.9f, -NAN};
+        const int16_t answers[] = {r.not_a_number, r.highest, r.lowest, r.highest,
+                                   r.lowest,       100,       -100,     r.not_a_number};
+        constexpr int kFrames = 45;
+        support::Planar x(std::vector<Samples>(3, Samples(kFrames)));
+        std::vector<int16_t> expected, got(size_t(kFrames * channels));
+        for (int i = 0; i < kFrames; ++i)
+          for (int ch = 0; ch < channels; ++ch) {
+            x.data[size_t(ch)][size_t(i)] = values[(i + 3 * ch) % 8];
+            expected.push_back(answers[(i + 3 * ch) % 8]);
+          }
+        kernels.to_pcm(x(), r.bottom, r.top, got.data(), channels, kFrames);
+        CHECK(got == expected);
+      }
+  });
+}
+
+TEST_CASE("what is not a number is no peak, and makes a mean square that is none") {
+  with_each_row_in_use([&](const Kernels& kernels) {
+    for (int n : {1, 7, 32, 45})
+      for (size_t at = 0; at < size_t(n); ++at) {
+        Samples x = noise(n, 1000), without = x;
+        x[at] = NAN, without[at] = 0;
+        CHECK(kernels.peak(5, x.data(), n) == kernels.peak(5, without.data(), n));
+        CHECK(kernels.peak(5, without.data(), n) == std::max(5.0f, float(support::peak(without))));
+        const float* const channels[] = {x.data(), without.data()};
+        float means[2];
+        kernels.mean_squares(channels, 2, n, means);
+        CHECK(std::isnan(means[0]));
+        CHECK(std::isfinite(means[1]));
+      }
+  });
+}
+
+TEST_CASE("an exciter's clipper answers 1 to what is not a number, and the dry signal goes on") {
+  using Exciter = Effect<ExciterState, Exciter_Process, Exciter_Destroy>;
+  const float section[] = {0, 0.5f, 2000, 0.25f, 0, 0, 0.5f, 2000, 0.25f, 0};  // drive 10
+  BiquadCoeffs c;
+  filter_calculateCoeffs(&c.b0, ButterworthHP, 48000, 2000, 0, 0);
+  with_each_row_in_use([&](const Kernels&) {
+    for (size_t bad : {0u, 1u})
+      for (size_t at : {0u, 3u, 12u, 40u}) {
+        const Exciter exciter(Exciter_Init(section, 16, 48000, 2, 0));
+        std::vector<Samples> x(2, Samples(64));
+        x[bad] = noise(64, 1000), x[bad][at] = NAN;
+        std::fill_n(x[bad].begin(), at, 0.0f);
+        const auto y = exciter.run(x);
+        CHECK(support::peak(y[1 - bad]) == 0);
+        CHECK(std::isnan(y[bad][at]));
+        BiquadHistory h{};  // the second high-pass hears a step
+        update_biquad_filter(&c.b0, &h.s1, 1);
+        for (size_t i = at + 1; i < 64; ++i) {
+          const double step = update_biquad_filter(&c.b0, &h.s1, 1), dry = x[bad][i];
+          CHECK(y[bad][i] == doctest::Approx(0.25 * 32768 / 10 * step + 0.75 * dry).epsilon(1e-5));
+        }
+      }
+  });
+}
+
+TEST_CASE("a bass shaper takes the root of what is not a number as 0, which its DC blocker survives") {
+  with_each_row_in_use([&](const Kernels& kernels) {
+    for (bool floor : {false, true})
+      for (size_t at : {0u, 5u, 30u}) {
+        filters::BiquadPair pair[2][5];
+        float dc[2][2] = {};  // of each channel, what goes into its blocker and what comes out
+        Samples x[2] = {Samples(32, 0.5f), Samples(32, 0.5f)};
+        x[1][at] = NAN;
+        filters::BassChannel c[2];
+        for (size_t ch = 0; ch < 2; ++ch) {
+          for (auto& p : pair[ch]) p = {{{1, 0, 0, 0, 0}, {1, 0, 0, 0, 0}}, {}};
+          c[ch] = {&pair[ch][0],
+                   &pair[ch][1],
+                   &pair[ch][2],
+                   &pair[ch][3],
+                   floor ? &pair[ch][4] : nullptr,
+                   1.5f,
+                   0.25f,
+                   0.5f,
+                   -0.5f,
+                   0.5f,
+                   0.25f,
+                   2,
+                   0.5f,
+                   &dc[ch][0],
+                   &dc[ch][1],
+                   1,
+                   1,
+                   x[ch].data(),
+                   x[ch].data()};
+        }
+        kernels.bass(c, 2, 32);
+        CHECK(dc[0][0] == 2 * (1 + 0.25f));  // gain (root((P - l) l + T) + Q)
+        CHECK(dc[1][0] == -2 * (0 - 0.5f));  // -gain (0 + S)
+        CHECK(std::fabs(dc[1][1]) <= 2.5f);
+      }
+  });
+}
+
+TEST_CASE("a de-esser that hears no number lets go, in the second channel too") {
+  using DeEsser = Effect<DeEsserState, DeEsser_Process, DeEsser_Destroy>;
+  const float section[] = {6000, -40, 0, 0, 0, 6000, -40, 0, 0, 0};
+  const Samples tone = support::sine(480, 6000, 48000, 8000);
+  with_each_row_in_use([&](const Kernels&) {
+    const DeEsser de_esser(DeEsser_Init(section, 16, 48000, 2, 480, 0));
+    std::vector<Samples> x(2, tone);
+    x[0][100] = NAN;
+    std::vector<Samples> y;
+    for (int block = 0; block < 10; ++block) y = de_esser.run(x);
+    for (size_t i = 0; i < 480; ++i) REQUIRE(std::fabs(y[1][i] - tone[i]) < 0.01f);
+  });
+}
+
+TEST_CASE("a level that is not a number reads the first entry of its table") {
+  using Agc = Effect<MaximizerState, Agc_Process, Maximizer_Destroy>;
+  using Drc = Effect<MultiBandDRCState, MultiBandDRC_Process, MultiBandDRC_Destroy>;
+  const support::Record compressed = support::full_record(),
+                        idle = with({{213, 0}, {233, 0}, {253, 0}, {273, 0}});
+  with_each_row_in_use([&](const Kernels&) {
+    const Agc agc(Maximizer_Init(nullptr, 16, 48000, 1, 480, 0));
+    Samples x(480, 1000.0f);
+    x[100] = NAN;
+    for (int block = 0; block < 400; ++block) agc.mono(x);
+    CHECK(agc.mono(x).back() / 1000 == doctest::Approx(0.22909).epsilon(1e-4));  // of the default curve
+
+    // A retune with as many bands clears the crossover and keeps the followers.
+    const Drc drc(MultiBandDRC_Init(&compressed[200], 16, 48000, 2, 1)),
+        passing(MultiBandDRC_Init(&idle[200], 16, 48000, 2, 1));
+    drc.run({Samples(64), Samples(64, NAN)});
+    MultiBandDRC_SetPara(drc, &compressed[200]);
+    const Samples s = noise(480, 20000);
+    const auto y = drc.run({s, s}), thru = passing.run({s, s});
+    // 4 dB below noise_threshold the curve falls by 19 dB every 15; and there are four bands.
+    const double gain = std::pow(10, -4 * 4 / 15.0 / 20) / 4;
+    for (size_t i = 0; i < 480; ++i) REQUIRE(std::fabs(y[1][i] - gain * thru[1][i]) < 0.01);
+    CHECK_FALSE(same_bits(y[0], y[1]));
+  });
 }

@@ -1,5 +1,6 @@
 // Gain ramps beside the powers of two, where a float's spacing changes.
 #include "common/flush_denormals.h"
+#include "dynamics/gain_ramp.h"
 #include "filters/kernels/kernels.h"
 #include "support.h"
 
@@ -22,4 +23,17 @@ TEST_CASE("a ramp that reaches a power of two has the bits of one that was added
             REQUIRE(support::same_bits(end, gain));
           }
   }
+}
+
+TEST_CASE("the first overload is the first sample beyond the bound, wherever it stands in a long block") {
+  const float beyond = std::nextafterf(32768, 1e9f);
+  for (int n : {480, 1024, 2500})
+    for (int at : {0, 1, 63, 64, 479, 1023, 1024, 1100, 2499}) {
+      if (at >= n) continue;
+      CAPTURES(n, at);
+      support::Samples x(static_cast<size_t>(n), -32768.0f);  // right at it
+      CHECK(dynamics::first_overload(1, 0, 32768, x.data(), n) == n);
+      x[static_cast<size_t>(at)] = -beyond, x.back() = beyond;
+      CHECK(dynamics::first_overload(1, 0, 32768, x.data(), n) == at);
+    }
 }
