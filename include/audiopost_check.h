@@ -8,8 +8,8 @@
  *
  * Every function here can be called from any thread at any time, before there is a chain or without one. None keeps
  * anything, allocates, locks, prints, throws or ends the process. The library needs libc and libm alone; it neither
- * calls nor loads the chain. Time: microseconds where every filter is far from trouble, at most some tens of milliseconds
- * where the rounding noise of one has to be measured; not for the audio thread. Stack: less than 16 KiB.
+ * calls nor loads the chain. A record takes about a millisecond, in which every filter is designed and judged: not for the
+ * audio thread. Stack: less than 16 KiB.
  */
 #ifndef AUDIOPOST_CHECK_H
 #define AUDIOPOST_CHECK_H
@@ -87,7 +87,7 @@ typedef enum audiopost_rule {
   AUDIOPOST_RULE_UNREAD = 31,         /* values where the chain reads none [the first four, count: of all] */
   AUDIOPOST_RULE_IGNORED_LINKED = 32, /* settings for channel 1, and the channels are linked */
   AUDIOPOST_RULE_IGNORED_MONO = 33,   /* settings for channel 1, and there is one channel */
-  AUDIOPOST_RULE_LEVEL = 34, /* what comes out of the effect may be more than a float holds */
+  AUDIOPOST_RULE_LEVEL = 34,          /* what comes out of the effect may be more than a float holds */
   /* AutoGain. */
   AUDIOPOST_RULE_STEP_SHORT = 40, /* r128_steps is shorter than a block [count: the step; least: the block] */
   AUDIOPOST_RULE_WINDOW_LONG = 41, /* r128_wins needs more memory than Init allows */

@@ -97,7 +97,7 @@ void Checker::filter(Where where, std::initializer_list<int> indices,
   if (!(hz < half_rate()))
     return refuse(AUDIOPOST_RULE_FREQUENCY_HIGH, where, indices, {-INFINITY, half_rate()});
   filters::Fate fate = filters::Fate::rests;
-  double noise_dBFS = -INFINITY;
+  double noise_dBFS = -HUGE_VAL;
   for (const BiquadCoeffs& section : sections) {
     if (fate == filters::Fate::rests) fate = filters::fate(section);
     if (fate == filters::Fate::rests)

@@ -19,7 +19,7 @@ namespace check {
 namespace {
 
 constexpr double kMost = static_cast<double>(FLT_MAX) / 16.0;  // the rest is for rounding
-constexpr double kTooMuch = static_cast<double>(INFINITY);
+const double kTooMuch = HUGE_VAL;
 
 // NaN is too much.
 double held(double value) { return value < kMost ? value : kTooMuch; }

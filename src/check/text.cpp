@@ -20,7 +20,7 @@ class Text {
     while (*text) add(*text++);
   }
   void add(int value) {
-    char text[kNumberLength];
+    char text[kNumberLength] = "";
     *std::to_chars(text, text + sizeof text - 1, value).ptr = 0;
     add(text);
   }

@@ -99,10 +99,11 @@ Tuning load_tuning(const std::string& name) {
 }
 
 std::string refusal_text(const Tuning& tuning, const host::Finding& finding, int block) {
-  const std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
-  if (finding.cause.rule != AUDIOPOST_RULE_STEP_SHORT) return text;
+  std::string text = tuning.name + ": " + finding.where + ": " + finding.text;
   const int fitting = fitting_block(tuning.record, block);
-  return fitting < block ? text + "; --block " + std::to_string(fitting) + " would do" : text;
+  if (finding.cause.rule == AUDIOPOST_RULE_STEP_SHORT && fitting < block)
+    text += "; --block " + std::to_string(fitting) + " would do";
+  return text;
 }
 
 std::vector<std::string> require_usable(const Tuning& tuning, int block, bool unstable_too) {
