@@ -87,7 +87,7 @@ typedef enum audiopost_rule {
   AUDIOPOST_RULE_UNREAD = 31,         /* values where the chain reads none [the first four, count: of all] */
   AUDIOPOST_RULE_IGNORED_LINKED = 32, /* settings for channel 1, and the channels are linked */
   AUDIOPOST_RULE_IGNORED_MONO = 33,   /* settings for channel 1, and there is one channel */
-  AUDIOPOST_RULE_LEVEL = 34, /* what comes out of the effect may be more than a float holds */
+  AUDIOPOST_RULE_LEVEL = 34,          /* what comes out of the effect may be more than a float holds */
   /* AutoGain. */
   AUDIOPOST_RULE_STEP_SHORT = 40, /* r128_steps is shorter than a block [count: the step; least: the block] */
   AUDIOPOST_RULE_WINDOW_LONG = 41, /* r128_wins needs more memory than Init allows */
