@@ -11,13 +11,14 @@
 namespace host {
 namespace {
 
-constexpr int kBands = 10, kEqEnable = 14, kEqSection = 100, kGain = 20, kGainStride = 5;
+constexpr int kBands = AUDIOPOST_EQ10_BANDS;
 constexpr double kLn2 = 0.6931471805599453, kPi = 3.141592653589793;
 constexpr double kLeastQ = 0.01, kMostQ = 16.0, kMostSlope = 2.0,
                  kMostGain_dB = 20.0;  // the designer's bounds
 
 float* band_record(Record& record, int channel, int band) {
-  return &record[static_cast<size_t>(kEqSection + 50 * channel + 5 * band)];
+  return &record[static_cast<size_t>(AUDIOPOST_EQ10_SECTION + AUDIOPOST_EQ10_STRIDE * channel +
+                                     AUDIOPOST_EQ10_BAND_STRIDE * band)];
 }
 
 // What is said of a line, or of the whole file where that is 0, in the form of an error.
@@ -417,7 +418,7 @@ std::array<std::vector<Band>, 2> bands_of(const std::vector<Filter>& filters, un
 void unlink_channels(Record& record) {
   for (const Table& table : tables())
     if (table.channel == 1) copy_from_channel0(record, table);
-  record[kChannelLink] = 0.0f;
+  record[AUDIOPOST_CHANNEL_LINK] = 0.0f;
 }
 
 void write_bands(Record& record, int channel, const std::vector<Band>& bands) {
@@ -440,51 +441,55 @@ std::vector<std::string> import_eq(Record& record, std::string_view text, const 
                     std::string("holds no line that begins with Filter") +
                         (parsed.empty ? "" : " for the channels to set"));
   if (parsed.filters.empty()) notes.push_back(remark(file, 0, "holds no filters; all bands are off"));
-  BandMaker maker(file, field_as_int(record, kSampleRate), notes);
+  BandMaker maker(file, field_as_int(record, AUDIOPOST_SAMPLE_RATE), notes);
   const std::array<std::vector<Band>, 2> bands = bands_of(parsed.filters, wanted, maker);
   const bool alike = bands[0] == bands[1] && parsed.preamp_dB[0] == parsed.preamp_dB[1];
-  if (field_as_int(record, kChannelLink) != 0 && (channel >= 0 || !alike)) {
+  if (field_as_int(record, AUDIOPOST_CHANNEL_LINK) != 0 && (channel >= 0 || !alike)) {
     unlink_channels(record);
     notes.push_back(remark(file, 0, "the channels were linked; each has its own settings from here on"));
   }
-  const bool linked = field_as_int(record, kChannelLink) != 0;
+  const bool linked = field_as_int(record, AUDIOPOST_CHANNEL_LINK) != 0;
   for (int ch = 0; ch < (linked ? 1 : 2); ++ch) {
     const auto source = static_cast<size_t>(ch);
     if (!(wanted >> ch & 1)) continue;
     write_bands(record, ch, bands[source]);
-    record[static_cast<size_t>(kGain + kGainStride * ch)] = static_cast<float>(parsed.preamp_dB[source]);
+    record[static_cast<size_t>(AUDIOPOST_GAIN_SECTION + AUDIOPOST_GAIN_STRIDE * ch)] =
+        static_cast<float>(parsed.preamp_dB[source]);
   }
-  record[kEqEnable] = 1.0f;
+  record[AUDIOPOST_EQ10_ENABLE] = 1.0f;
   return notes;
 }
 
 // ---- Writing ---------------------------------------------------------------------------------------
 std::string export_eq(const Record& record, int channel, std::vector<std::string>& left_out) {
-  const int source = field_as_int(record, kChannelLink) != 0 ? 0 : channel;
+  const int source = field_as_int(record, AUDIOPOST_CHANNEL_LINK) != 0 ? 0 : channel;
   const auto text = [](double value) { return shortest(static_cast<float>(value), true); };
-  double preamp_dB = record[static_cast<size_t>(kGain + kGainStride * source)];
+  double preamp_dB = record[static_cast<size_t>(AUDIOPOST_GAIN_SECTION + AUDIOPOST_GAIN_STRIDE * source)];
   if (!std::isfinite(preamp_dB)) {
     left_out.push_back("chain channel " + std::to_string(channel) + ": gain_dB is not a number");
     preamp_dB = 0.0;
   }
   std::string lines;
   int count = 0;
-  for (int b = 0; b < kBands && field_as_int(record, kEqEnable) == 1; ++b) {
-    const int start = kEqSection + 50 * source + 5 * b;
-    if (field_as_int(record, start) == 0) continue;
+  for (int b = 0; b < kBands && field_as_int(record, AUDIOPOST_EQ10_ENABLE) == 1; ++b) {
+    const int start =
+        AUDIOPOST_EQ10_SECTION + AUDIOPOST_EQ10_STRIDE * source + AUDIOPOST_EQ10_BAND_STRIDE * b;
+    if (field_as_int(record, start + AUDIOPOST_EQ10_BAND_ENABLE) == 0) continue;
     const auto skip = [&](const char* why) {
       left_out.push_back("EQ10 channel " + std::to_string(channel) + " band " + std::to_string(b) + ": " +
                          why);
     };
-    const int type = field_as_int(record, start + 1);
-    const double fc = record[static_cast<size_t>(start + 2)];
+    const int type = field_as_int(record, start + AUDIOPOST_EQ10_TYPE);
+    const double fc = record[static_cast<size_t>(start + AUDIOPOST_EQ10_FC)];
     // As the designer clamps them; what is not a number becomes the upper end there.
     const auto bounded = [](double value, double least, double most) {
       return !(value <= most) ? most : std::max(value, least);
     };
     const bool shelf = type == LowShelf || type == HighShelf;
-    const double q = bounded(record[static_cast<size_t>(start + 3)], kLeastQ, shelf ? kMostSlope : kMostQ);
-    const double gain_dB = bounded(record[static_cast<size_t>(start + 4)], -kMostGain_dB, kMostGain_dB);
+    const double q =
+        bounded(record[static_cast<size_t>(start + AUDIOPOST_EQ10_Q)], kLeastQ, shelf ? kMostSlope : kMostQ);
+    const double gain_dB =
+        bounded(record[static_cast<size_t>(start + AUDIOPOST_EQ10_BOOST)], -kMostGain_dB, kMostGain_dB);
     std::string filter;
     if (!std::isfinite(fc)) {
       skip("fc is not a number");

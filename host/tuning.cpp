@@ -73,7 +73,7 @@ std::string channel_path(const Table& table) {
 
 // Whether tables of channel 1 that a text leaves out are those of channel 0; else they are zero.
 bool fills_channel1(const Record& record) {
-  return field_as_int(record, kChannelLink) == 0 && field_as_int(record, kChannels) > 1;
+  return field_as_int(record, AUDIOPOST_CHANNEL_LINK) == 0 && field_as_int(record, AUDIOPOST_CHANNELS) > 1;
 }
 
 // Whether a channel's tables may be left out of the text, because all of them are zero and are read as that.

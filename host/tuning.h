@@ -52,7 +52,4 @@ void save_record(const std::string& path, const Record& record);
 // nearest end, NaN is 0.
 int field_as_int(const Record& record, int index);
 
-// Indices of the header, for those who set a record up for a stream.
-enum HeaderIndex { kSampleRate = 0, kBitRate = 1, kChannelLink = 2, kChannels = 3, kVersion = 4 };
-
 }  // namespace host

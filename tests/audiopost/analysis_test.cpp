@@ -162,7 +162,7 @@ TEST_CASE("the effects run one at a time give the chain's samples") {
   for (const std::string& name : host::preset_names())
     for (const size_t channels : {1, 2}) {
       Record record = host::preset(name);
-      set(record, host::kChannels, {float(channels)}), set(record, 25, {6});
+      set(record, AUDIOPOST_CHANNELS, {float(channels)}), set(record, 25, {6});
       set(record, 10, {1, 1, 1, 1, 1, 1, 1, 1});
       const std::vector<int16_t> pcm = support::noise_pcm(512 * 20 * int(channels));
       std::vector<int16_t> taken_apart;

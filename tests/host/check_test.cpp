@@ -32,7 +32,7 @@ struct Case {
 bool run(const Case& c) {
   const support::Chain chain = support::chain_of(c.record.data(), c.block);
   if (!chain) return false;
-  const int channels = std::max(host::field_as_int(c.record, host::kChannels), 1);
+  const int channels = std::max(host::field_as_int(c.record, AUDIOPOST_CHANNELS), 1);
   support::through_chain(chain.get(), support::noise_pcm(3 * channels * c.block), channels, c.block);
   return true;
 }
@@ -79,8 +79,8 @@ Case random_case(uint32_t seed) {
   std::mt19937 random(seed);
   Case c{everything_on(), kBlocks[random() % std::size(kBlocks)], {}};
   for (size_t flag = 10; flag < 18; ++flag) c.record[flag] = float(random() % 2);
-  c.record[host::kChannels] = float(random() % 8 ? 1 + random() % 2 : random() % 7);
-  c.record[host::kChannelLink] = float(random() % 4 != 0);
+  c.record[AUDIOPOST_CHANNELS] = float(random() % 8 ? 1 + random() % 2 : random() % 7);
+  c.record[AUDIOPOST_CHANNEL_LINK] = float(random() % 4 != 0);
   for (int i = int(random() % 20); i > 0; --i) {
     const std::vector<host::Table>& all = host::tables();
     const host::Table& table = all[random() % all.size()];
@@ -511,7 +511,7 @@ TEST_CASE("more than two channels that are not linked read settings that are mea
 
 TEST_CASE("effects that are off may hold anything") {
   Record off = host::preset("flat");
-  off[host::kChannels] = 3.0f;
+  off[AUDIOPOST_CHANNELS] = 3.0f;
   off[30] = off[61] = off[217] = off[400] = -100.0f, off[80] = NAN;
   const std::vector<Finding> findings = host::check(off);
   REQUIRE(findings.size() == 1);

@@ -43,7 +43,7 @@ double response_dB(const Record& record, int channel, double hz) {
 
 Record imported(const std::string& text, std::vector<std::string>* notes = nullptr, int channel = -1) {
   Record record = support::plain_record();
-  record[host::kChannelLink] = 1.0f;
+  record[AUDIOPOST_CHANNEL_LINK] = 1.0f;
   const auto told = host::import_eq(record, text, "eq.txt", channel);
   if (notes) *notes = told;
   return record;
@@ -151,7 +151,7 @@ TEST_CASE("what EQ10 has no place for is told, line by line") {
   // One channel of a linked record: the other keeps what it had.
   Record linked = host::preset("music");
   host::import_eq(linked, "Preamp: -4 dB\nFilter: ON PK Fc 100 Hz Gain 1 dB Q 1\n", "eq", 1);
-  CHECK(linked[host::kChannelLink] == 0.0f);
+  CHECK(linked[AUDIOPOST_CHANNEL_LINK] == 0.0f);
   CHECK(linked[20] == 0.0f);
   CHECK(linked[25] == -4.0f);
   CHECK(linked[102] == host::preset("music")[102]);
@@ -197,7 +197,7 @@ TEST_CASE("a channel gets the lines that are for it") {
     const Record music = host::preset("music");
     Record record = music;
     host::import_eq(record, r.text, "eq.txt", r.channel);
-    CHECK(record[host::kChannelLink] == r.link);
+    CHECK(record[AUDIOPOST_CHANNEL_LINK] == r.link);
     CHECK(record[20] == r.left_dB);
     CHECK(record[25] == r.right_dB);
     for (size_t i = 0; i < 10; ++i) {

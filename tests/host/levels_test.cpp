@@ -67,7 +67,7 @@ TEST_CASE("gains of bands that follow each other add up to a refusal, wherever a
   record[20] = record[25] = 550;
   CHECK(rule_of_refusal(record) == AUDIOPOST_RULE_LEVEL);
   // 200 dB fit, 400 dB do not: an enable of 11 makes channel 0 run channel 1's bands as well.
-  record[host::kChannelLink] = 0, record[20] = record[25] = 350;
+  record[AUDIOPOST_CHANNEL_LINK] = 0, record[20] = record[25] = 350;
   CHECK(rule_of_refusal(record) == 0);
   record[100] = 11;
   CHECK(rule_of_refusal(record) == AUDIOPOST_RULE_LEVEL);

@@ -90,7 +90,7 @@ void all_in_range(Random& random, Record& record) {
   for (const host::Table& table : host::tables())
     for (const host::Field& field : table.fields)
       if (field.index >= 20)
-        record[size_t(field.index)] = in_range(random, field, record[host::kSampleRate] / 2);
+        record[size_t(field.index)] = in_range(random, field, record[AUDIOPOST_SAMPLE_RATE] / 2);
   for (size_t band = 100; band < 200; band += 5)
     if (record[band + 1] >= ButterworthLP) record[band + 4] = 0;
 }
@@ -98,7 +98,7 @@ void all_in_range(Random& random, Record& record) {
 // Bands in range, each at an end of it.
 void extreme_equalizer(Random& random, Record& record) {
   constexpr float kBoost[] = {-20, 20, 20, 0}, kQ[] = {0.01f, 0.1f, 0.7f, 2, 8, 11, 16};
-  const float half = record[host::kSampleRate] / 2;
+  const float half = record[AUDIOPOST_SAMPLE_RATE] / 2;
   record[14] = 1;
   for (size_t band = 100; band < 200; band += 5) {
     record[band] = float(random.below(2)), record[band + 1] = float(random.below(8));
@@ -136,10 +136,10 @@ Case make_case(uint32_t seed) {
   constexpr int kBlocks[] = {64, 480, 1024};
   Random random(seed);
   Case c{starts[random.below(uint32_t(starts.size()))], kBlocks[random.below(3)], {}};
-  c.record[host::kSampleRate] = random.pick(kRates);
-  c.record[host::kBitRate] = random.one_in(6) ? random.one_in(2) ? 24.0f : 32.0f : 16.0f;
-  c.record[host::kChannels] = random.one_in(8) ? float(random.below(7)) : float(1 + random.below(2));
-  c.record[host::kChannelLink] = float(random.below(2));
+  c.record[AUDIOPOST_SAMPLE_RATE] = random.pick(kRates);
+  c.record[AUDIOPOST_BIT_RATE] = random.one_in(6) ? random.one_in(2) ? 24.0f : 32.0f : 16.0f;
+  c.record[AUDIOPOST_CHANNELS] = random.one_in(8) ? float(random.below(7)) : float(1 + random.below(2));
+  c.record[AUDIOPOST_CHANNEL_LINK] = float(random.below(2));
   for (size_t flag = 10; flag < 18; ++flag) c.record[flag] = float(random.below(2));
   switch (random.below(4)) {
     case 0:
@@ -228,8 +228,8 @@ struct Outcome {
 Outcome play(const Case& c, const Programme& programme, int number) {
   AudioPostState* const chain = AudioPost_Init(c.record.data(), c.block);
   if (!chain) return {kNoChain, number, 0, 0};
-  const int channels = host::field_as_int(c.record, host::kChannels);
-  const int rate = host::field_as_int(c.record, host::kSampleRate);
+  const int channels = host::field_as_int(c.record, AUDIOPOST_CHANNELS);
+  const int rate = host::field_as_int(c.record, AUDIOPOST_SAMPLE_RATE);
   const int frames = std::clamp(rate > kLongest ? kLongest : 2 * rate, 4 * c.block, kLongest);
   std::vector<int16_t> block(size_t(std::max(1, channels) * c.block));
   Outcome outcome{kPassed, number, 0, 0};

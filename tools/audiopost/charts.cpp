@@ -14,7 +14,7 @@ using namespace analysis;
 
 constexpr double kLowest_hz = 20, kHighest_hz = 20000;
 const std::vector<double> kDecades = {20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000};
-double rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
+double rate_of(const host::Record& record) { return host::field_as_int(record, AUDIOPOST_SAMPLE_RATE); }
 
 // At equal steps of pitch, and at frequencies where a curve may be narrower than those.
 Points over_frequency(const host::Record& record, int points, const std::function<double(double)>& dB,

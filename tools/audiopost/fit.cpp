@@ -17,7 +17,7 @@ class Adapter {
  public:
   explicit Adapter(host::Record& record)
       : record_(record),
-        half_(record[host::kSampleRate] / 2),
+        half_(record[AUDIOPOST_SAMPLE_RATE] / 2),
         channels_(analysis::distinct_channels(record)) {}
 
   std::vector<std::string> run() {
@@ -118,8 +118,8 @@ std::vector<std::string> require_usable(const Tuning& tuning, int block, bool un
 }
 
 void require_measurable(const Tuning& tuning) {
-  const int rate = host::field_as_int(tuning.record, host::kSampleRate);
-  const int channels = host::field_as_int(tuning.record, host::kChannels);
+  const int rate = host::field_as_int(tuning.record, AUDIOPOST_SAMPLE_RATE);
+  const int channels = host::field_as_int(tuning.record, AUDIOPOST_CHANNELS);
   if (channels < 1 || channels > 2)
     throw Failure(tuning.name + ": is for " + std::to_string(channels) +
                   " channels; one or two can be measured");
@@ -140,7 +140,7 @@ void require_other_file(const std::string& out, const std::string& read, const c
 int fitting_block(const host::Record& record, int most) {
   constexpr int kAutoGainStep = AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_STEPS;
   if (!analysis::runs(record, analysis::kAutoGain)) return most;
-  const int64_t step = int64_t{host::field_as_int(record, host::kSampleRate)} *
+  const int64_t step = int64_t{host::field_as_int(record, AUDIOPOST_SAMPLE_RATE)} *
                        host::field_as_int(record, kAutoGainStep) / 1000;
   return step >= 1 && step < most ? static_cast<int>(step) : most;
 }
@@ -159,10 +159,10 @@ void print_warnings(const std::vector<std::string>& warnings) {
 
 Fit fit_to_stream(Tuning& tuning, const AudioInput& stream, int block, bool unstable_too) {
   host::Record& record = tuning.record;
-  const int rate = host::field_as_int(record, host::kSampleRate),
-            count = host::field_as_int(record, host::kChannels);
-  record[host::kSampleRate] = static_cast<float>(stream.sample_rate());
-  record[host::kChannels] = static_cast<float>(stream.channels());
+  const int rate = host::field_as_int(record, AUDIOPOST_SAMPLE_RATE),
+            count = host::field_as_int(record, AUDIOPOST_CHANNELS);
+  record[AUDIOPOST_SAMPLE_RATE] = static_cast<float>(stream.sample_rate());
+  record[AUDIOPOST_CHANNELS] = static_cast<float>(stream.channels());
   std::vector<std::string> notes;
   if (rate != stream.sample_rate() || count != stream.channels())
     notes.push_back(tuning.name + " is for " + std::to_string(rate) + " Hz and " + std::to_string(count) +

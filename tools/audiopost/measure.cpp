@@ -46,7 +46,7 @@ std::vector<double> third_octaves(double sample_rate) {
 
 Measurements measure(const host::Record& record, const MeasureOptions& options) {
   Measurements m;
-  const double rate = host::field_as_int(record, host::kSampleRate);
+  const double rate = host::field_as_int(record, AUDIOPOST_SAMPLE_RATE);
   m.hz = third_octaves(rate);
   for (const Response& channel : chain_response(record, options.sweep_dB)) {
     m.response_dB.emplace_back();
@@ -70,7 +70,7 @@ Measurements measure(const host::Record& record, const MeasureOptions& options) 
 
 void print_table(const Tuning& tuning, const Measurements& m, const MeasureOptions& options) {
   std::printf("%s, %d Hz\n\nresponse of the chain to a sweep at %g dBFS\n%10s", tuning.name.c_str(),
-              host::field_as_int(tuning.record, host::kSampleRate), options.sweep_dB, "Hz");
+              host::field_as_int(tuning.record, AUDIOPOST_SAMPLE_RATE), options.sweep_dB, "Hz");
   for (size_t ch = 0; ch < m.response_dB.size(); ++ch)
     std::printf("%9s", m.response_dB.size() == 1 ? "mono" : ch == 0 ? "left" : "right");
   for (size_t i = 0; i < m.hz.size(); ++i) {
@@ -121,7 +121,7 @@ std::string measurements_json(const Tuning& tuning, const Measurements& m, const
   }
   json::Fields fields = {
       {"tuning", json::string(tuning.name)},
-      {"sample_rate_hz", std::to_string(host::field_as_int(tuning.record, host::kSampleRate))},
+      {"sample_rate_hz", std::to_string(host::field_as_int(tuning.record, AUDIOPOST_SAMPLE_RATE))},
       {"response", json::object({{"sweep_dbfs", json::number(options.sweep_dB)},
                                  {"hz", json::numbers(m.hz)},
                                  {"channels_db", json::array(responses)}})},
@@ -146,7 +146,7 @@ void run_measure(const MeasureOptions& options, const Context& context) {
     const Run run = run_programme(input, tuning, nullptr, run_options);
     text = report_text(run, context.color), programme = report_json(run);
   }
-  const int rate = host::field_as_int(tuning.record, host::kSampleRate);
+  const int rate = host::field_as_int(tuning.record, AUDIOPOST_SAMPLE_RATE);
   for (const double hz : options.tones_hz)
     if (options.tones_chosen && hz >= rate / 2.0)
       throw Failure("--tones: " + format("%g", hz) + " Hz is not below half the sample rate of " +

@@ -73,8 +73,8 @@ std::string programme_json(const analysis::Programme& p) {
 // ---- What to run -----------------------------------------------------------------------------------------------
 std::optional<RawFormat> StreamOptions::raw_format(const host::Record& record) const {
   if (!raw) return std::nullopt;
-  return RawFormat{raw_rate ? raw_rate : host::field_as_int(record, host::kSampleRate),
-                   raw_channels ? raw_channels : host::field_as_int(record, host::kChannels), tuning};
+  return RawFormat{raw_rate ? raw_rate : host::field_as_int(record, AUDIOPOST_SAMPLE_RATE),
+                   raw_channels ? raw_channels : host::field_as_int(record, AUDIOPOST_CHANNELS), tuning};
 }
 
 void add_stream_options(CLI::App& command, StreamOptions& options) {

@@ -11,7 +11,7 @@ constexpr double kPi = 3.14159265358979323846;
 float at(const host::Record& record, int index) { return record[static_cast<size_t>(index)]; }
 // The first index of a channel's settings in a section with so many floats per channel.
 int channel_start(const host::Record& record, int section, int stride, int channel) {
-  return host::field_as_int(record, host::kChannelLink) ? section : section + stride * channel;
+  return host::field_as_int(record, AUDIOPOST_CHANNEL_LINK) ? section : section + stride * channel;
 }
 
 struct Coefficients {
@@ -78,13 +78,14 @@ DynamicsCurve curve_at(const host::Record& record, int index) {
 bool runs(const host::Record& record, Flag flag) { return host::field_as_int(record, flag) == 1; }
 
 int distinct_channels(const host::Record& record) {
-  return host::field_as_int(record, host::kChannelLink) || host::field_as_int(record, host::kChannels) < 2
+  return host::field_as_int(record, AUDIOPOST_CHANNEL_LINK) ||
+                 host::field_as_int(record, AUDIOPOST_CHANNELS) < 2
              ? 1
              : 2;
 }
 
 double full_scale(const host::Record& record) {
-  const int bits = host::field_as_int(record, host::kBitRate);
+  const int bits = host::field_as_int(record, AUDIOPOST_BIT_RATE);
   return bits == 16 ? 32767.0 : bits == 24 ? 8388607.0 : 2147483648.0;
 }
 

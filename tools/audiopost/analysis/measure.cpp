@@ -19,7 +19,7 @@ double blackman_harris(double t) {
          0.01168 * std::cos(6 * kPi * t);
 }
 
-int rate_of(const host::Record& record) { return host::field_as_int(record, host::kSampleRate); }
+int rate_of(const host::Record& record) { return host::field_as_int(record, AUDIOPOST_SAMPLE_RATE); }
 
 // Radix-2 FFT in place; the length is a power of two.
 void fft(std::vector<Complex>& x) {
@@ -121,7 +121,8 @@ Chain measured_chain(host::Record record) {
 
 // One channel's part of a section with so many floats per channel.
 const float* part(const host::Record& record, int section, int stride, int channel) {
-  return record.data() + section + (host::field_as_int(record, host::kChannelLink) ? 0 : stride * channel);
+  return record.data() + section +
+         (host::field_as_int(record, AUDIOPOST_CHANNEL_LINK) ? 0 : stride * channel);
 }
 
 // Mean square under a window, in dB: free of where the second cuts the tone's period.
@@ -179,7 +180,7 @@ std::vector<Response> sweep(const Processor& process, int channels, int sample_r
 
 std::vector<Response> chain_response(const host::Record& record, double level_dB) {
   const Chain chain = measured_chain(record);
-  const int channels = host::field_as_int(record, host::kChannels);
+  const int channels = host::field_as_int(record, AUDIOPOST_CHANNELS);
   std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
   const auto through = [&](float** buffers, int frames) {
     for (int i = 0; i < frames * channels; ++i)
@@ -228,7 +229,7 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 // ---- Distortion ----------------------------------------------------------------------------------------------
 Distortion distortion(const host::Record& record, double hz, double level_dB) {
   const Chain chain = measured_chain(record);
-  const int rate = rate_of(record), channels = host::field_as_int(record, host::kChannels);
+  const int rate = rate_of(record), channels = host::field_as_int(record, AUDIOPOST_CHANNELS);
   const auto count = static_cast<size_t>(channels), second = static_cast<size_t>(rate);
   std::vector<int16_t> pcm(kMeasureBlock * count);
   std::vector<double> out;
@@ -412,7 +413,7 @@ std::vector<double> measured_bass_harmonics(const host::Record& record, int chan
 // ---- Latency -------------------------------------------------------------------------------------------------
 int latency(const host::Record& record) {
   const Chain with = measured_chain(record), without = measured_chain(record);
-  const int channels = host::field_as_int(record, host::kChannels), click = 100;
+  const int channels = host::field_as_int(record, AUDIOPOST_CHANNELS), click = 100;
   std::vector<int16_t> a(static_cast<size_t>(kMeasureBlock * channels)), b = a;
   constexpr int kClickBlock =
       100;  // by then a limiter has opened and what filters make of silence has died away

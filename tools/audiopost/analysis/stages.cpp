@@ -56,10 +56,10 @@ void Stages::add(Flag flag, const std::shared_ptr<State>& effect) {
 
 Stages::Stages(const host::Record& record, int block) : block_(block) {
   const QuietLibrary quiet;
-  const int rate = host::field_as_int(record, host::kSampleRate),
-            bits = host::field_as_int(record, host::kBitRate);
-  const int link = host::field_as_int(record, host::kChannelLink),
-            count = host::field_as_int(record, host::kChannels);
+  const int rate = host::field_as_int(record, AUDIOPOST_SAMPLE_RATE),
+            bits = host::field_as_int(record, AUDIOPOST_BIT_RATE);
+  const int link = host::field_as_int(record, AUDIOPOST_CHANNEL_LINK),
+            count = host::field_as_int(record, AUDIOPOST_CHANNELS);
   if (count < 1 || count > 2) throw std::runtime_error("mono and stereo only");
   const auto section = [&](size_t index) { return record.data() + index; };
   const auto own = [](auto* effect, auto destroy) {
@@ -140,7 +140,7 @@ double StageGain::mean() const {
 
 GainTrace::GainTrace(const host::Record& record, int block)
     : stages_(record, block), block_(block), opening_dB_(-std::numeric_limits<double>::infinity()) {
-  bound_ = host::field_as_int(record, host::kBitRate) == 16 ? 32767.0 : full_scale(record);
+  bound_ = host::field_as_int(record, AUDIOPOST_BIT_RATE) == 16 ? 32767.0 : full_scale(record);
   for (const auto& [flag, name] : {std::pair(kAutoGain, "auto gain"), std::pair(kMultiBandDrc, "compressor"),
                                    std::pair(kAgc, "AGC"), std::pair(kMaximizer, "limiter")})
     if (runs(record, flag)) gains_.push_back({flag, name, {}});
