@@ -1,7 +1,7 @@
 # Every target is the script of its name in scripts/, which also installs what the machine lacks.
 export INPUT TUNING HOURS
 
-.PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz soak abi mutants format lint clean
+.PHONY: run test test-arm64 deb coverage bench bench-arm64 bench-peers fuzz check-records soak abi mutants format lint clean
 
 run:  # real sound through the chain, and a report on it; INPUT=song.wav takes yours, TUNING=speech another tuning
 	@scripts/run
@@ -21,6 +21,8 @@ bench-peers:  # the same work in ffmpeg and sox
 	@scripts/bench-peers
 fuzz:  # every fuzz target, SECONDS (30) each
 	@scripts/fuzz $(or $(SECONDS),30)
+check-records:  # RECORDS (20000) random records through the checker; what it passes must play in finite numbers
+	@scripts/check-records
 soak:  # HOURS (1) of audio through the chain, offline: no drift, no growth
 	@scripts/soak
 abi:  # the binary interface against that of the last tagged release

@@ -10,13 +10,13 @@
 #include <vector>
 
 #include "bench/signal.h"
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace {
 
 using Record = bench::Record;
-using filters::Kernels;
+using lanes::Target;
 
 constexpr int kFrames = 48000;  // of programme, one second
 constexpr int kBlock = 1024;
@@ -151,10 +151,10 @@ Record without_times(Record record) {
 
 // The rows to measure, the one that the others are compared with first: the plain form with fused multiply-add in the
 // instruction set where this processor has it.
-std::vector<const Kernels*> rows() {
-  std::vector<const Kernels*> found;
-  for (int i = 0; i < filters::kKernelCount; ++i)
-    if (filters::kKernelTable[i]->runs_here()) found.push_back(filters::kKernelTable[i]);
+std::vector<const Target*> rows() {
+  std::vector<const Target*> found;
+  for (int i = 0; i < lanes::kTargetCount; ++i)
+    if (lanes::kTargets[i]->runs_here()) found.push_back(lanes::kTargets[i]);
   if (found.size() > 1 && std::string(found[1]->name) == "scalar+fma") std::swap(found[0], found[1]);
   return found;
 }
@@ -167,8 +167,8 @@ void line(const char* what, const char* row, double ns, double base) {
 void effects(const Record& record) {
   for (int effect = -1; effect < kFlags; ++effect) {
     double base = 0;
-    for (const Kernels* row : rows()) {
-      filters::use_kernels(*row);
+    for (const Target* row : rows()) {
+      lanes::use_target(*row);
       const double pcm = effect < 0 ? 0 : Chain(only(record, {}), kBlock).ns_per_frame(music());
       const double ns = Chain(only(record, {effect}), kBlock).ns_per_frame(music()) - pcm;
       if (base == 0) base = ns;
@@ -180,8 +180,8 @@ void effects(const Record& record) {
 void whole_chain(const Record& record) {
   for (int block : {1024, 480, 64}) {
     double base = 0;
-    for (const Kernels* row : rows()) {
-      filters::use_kernels(*row);
+    for (const Target* row : rows()) {
+      lanes::use_target(*row);
       const double ns = Chain(record, block).ns_per_frame(music());
       if (base == 0) base = ns;
       line(("whole chain, blocks of " + std::to_string(block)).c_str(), row->name, ns, base);
@@ -190,8 +190,8 @@ void whole_chain(const Record& record) {
 }
 
 void special_cases(const Record& record) {
-  const Kernels& widest = *rows().back();
-  filters::use_kernels(widest);
+  const Target& widest = *rows().back();
+  lanes::use_target(widest);
   const auto show = [&](const char* what, double ns, double typical) {
     std::printf("%-40s %8.2f ns/frame, %.2f of music\n", what, ns, ns / typical);
   };
@@ -220,9 +220,8 @@ void control(const Record& record) {
 
 // Or, with any argument, just the name of the row that runs here.
 int main(int argc, char** /*argv*/) {
-  if (argc > 1) return std::puts(filters::kernels().name) < 0;
-  std::printf("stereo, %d Hz, one thread, all at one clock; %s\n", bench::kSampleRate,
-              filters::kernels().name);
+  if (argc > 1) return std::puts(lanes::target().name) < 0;
+  std::printf("stereo, %d Hz, one thread, all at one clock; %s\n", bench::kSampleRate, lanes::target().name);
   const Record record = bench::full_record();
   std::printf("-- effects alone, blocks of %d; the int16 conversion taken off\n", kBlock);
   effects(record);

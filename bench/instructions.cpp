@@ -5,14 +5,14 @@
 #include <vector>
 
 #include "bench/signal.h"
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 
 int main(int argc, char** argv) {
   if (argc != 4) return EXIT_FAILURE;
   const int row = std::atoi(argv[1]), effect = std::atoi(argv[2]), blocks = std::atoi(argv[3]);
   constexpr int kBlock = 480;
-  if (row >= filters::kKernelCount) return EXIT_FAILURE;
-  filters::use_kernels(*filters::kKernelTable[row]);
+  if (row >= lanes::kTargetCount) return EXIT_FAILURE;
+  lanes::use_target(*lanes::kTargets[row]);
   bench::Record record = bench::full_record();
   for (int flag = 0; AUDIOPOST_AUTOGAIN_ENABLE + flag <= AUDIOPOST_MAXIMIZER_ENABLE; ++flag)
     record[static_cast<size_t>(AUDIOPOST_AUTOGAIN_ENABLE + flag)] = effect < 0 || flag == effect ? 1 : 0;

@@ -3,7 +3,7 @@
 // Input: as fuzz_chain's: choices, block length, a record of 2000 bytes, then 16-bit PCM.
 #include <cstdlib>
 
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -18,10 +18,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<int16_t> pcm(static_cast<size_t>(fuzz::channels_of(record) * frames)), out[2] = {pcm, pcm};
     for (int block = 0; block < 8; ++block) {
       for (int16_t& x : pcm) x = input.raw<int16_t>();
-      const int row = block % 3 == 2 ? 0 : 1 + block % (filters::kKernelCount - 1);
-      const int rows[2] = {0, filters::kKernelTable[row]->runs_here() ? row : 0};
+      const int row = block % 3 == 2 ? 0 : 1 + block % (lanes::kTargetCount - 1);
+      const int rows[2] = {0, lanes::kTargets[row]->runs_here() ? row : 0};
       for (size_t i : {0u, 1u}) {
-        filters::use_kernels(*filters::kKernelTable[rows[i]]);
+        lanes::use_target(*lanes::kTargets[rows[i]]);
         AudioPost_Process(chains[i], pcm.data(), out[i].data(), 2, frames);
       }
       if (out[0] != out[1]) std::abort();

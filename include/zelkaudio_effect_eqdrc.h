@@ -15,6 +15,7 @@
  *   - A handle belongs to one thread at a time; different handles are independent. Retuning must not overlap
  *     processing on the same handle.
  *   - Process functions neither allocate, lock, log nor wait. They may treat denormal numbers as zero.
+ *   - Every function but the driver's main runs on a stack of 16 KiB.
  *   - Init returns null for a wrong bit_rate (after a message), when memory runs out, and for more than 1024
  *     channels or 2^26 samples in a block, or a meter's window, of all channels. Destroy returns 0, or -3 for
  *     a null handle.

@@ -15,7 +15,7 @@ banner_time() {  # in seconds since 1970
   date -u -d "$banner UTC" +%s
 }
 build() {
-  SOURCE_DATE_EPOCH=$1 cmake -S "$work/source" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DZELK_TESTS=OFF >/dev/null
+  SOURCE_DATE_EPOCH=$1 cmake -S "$work/source" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF >/dev/null
   SOURCE_DATE_EPOCH=$1 cmake --build "$work/build" --target process_file >/dev/null
 }
 

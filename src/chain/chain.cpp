@@ -6,12 +6,10 @@
 #include <memory>
 
 #include "common/build_date.h"
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
-#include "filters/kernels/kernels.h"
 
 using common::truncate_to_int;
 
@@ -65,8 +63,8 @@ int flag(const AudioPostState& chain, int index) { return chain.enable[index - k
 
 bool wanted(const AudioPostState& chain, int row) {
   const Effect& effect = kEffectTable[row];
-  return std::any_of(effect.stages, effect.stages + effect.stage_count,
-                     [&](const Stage& stage) { return flag(chain, stage.flag) != 0; });
+  return std::any_of(std::begin(effect.stages), std::end(effect.stages),
+                     [&](const Stage& stage) { return stage.run && flag(chain, stage.flag) != 0; });
 }
 
 void create_effect(AudioPostState& chain, int row, const float* section) {
@@ -84,20 +82,14 @@ bool has_buffers(const AudioPostState& chain, int row) {
 namespace {
 
 // A stage whose effect could not be created, or has no buffers, does not run.
-void run_effects(AudioPostState& s, int n) {
+void run_effects(AudioPostState& s, lanes::Block& block) {
   float** const x = s.channel_buf.data();
-  filters::Batch batch(n);
   for (int e = 0; e < chain::kEffectCount; ++e) {
     if (!s.effects[e] || !chain::has_buffers(s, e)) continue;
-    const chain::Effect& effect = chain::kEffectTable[e];
-    for (const chain::Stage& stage : effect.stages) {
-      if (!stage.process || chain::flag(s, stage.flag) != 1) continue;
-      if (stage.join && stage.join(s.effects[e], x, n, batch)) continue;
-      batch.run();
-      stage.process(s.effects[e], x, x, n);
-    }
+    for (const chain::Stage& stage : chain::kEffectTable[e].stages)
+      if (stage.run && chain::flag(s, stage.flag) == 1) stage.run(s.effects[e], x, block);
   }
-  batch.finish();
+  block.finish();
 }
 
 }  // namespace
@@ -109,14 +101,14 @@ void AudioPost_Process(AudioPostState* s, const int16_t* input, int16_t* output,
     LOG_LINE("error, swFrmLen is wrong!\n\n");
     common::end_process();
   }
-  const common::FlushDenormals flush;
+  lanes::Block block(frames, *s->scratch);
   const int channels = frames > 0 ? chain::usable_channels(*s) : 0;
-  filters::kernels().from_pcm(input, s->channel_gain.data(), s->channel_buf.data(), channels, frames);
-  run_effects(*s, frames);
+  lanes::target().from_pcm(input, s->channel_gain.data(), s->channel_buf.data(), channels, frames);
+  run_effects(*s, block);
   // The bit rate's range, however wide, and the low 16 bits: for 24 and 32 bits too the PCM is 16 bits wide. Hosts rely
   // on it.
-  filters::kernels().to_pcm(s->channel_buf.data(), -1.0f - s->full_scale, s->full_scale, output, channels,
-                            frames);
+  lanes::target().to_pcm(s->channel_buf.data(), -1.0f - s->full_scale, s->full_scale, output, channels,
+                         frames);
 }
 
 // ---- Life cycle ------------------------------------------------------------------------------------
@@ -128,6 +120,7 @@ void make_buffers(AudioPostState& s) {
   for (size_t ch = 0; ch < channels; ++ch) s.channel_buf.push_back(s.samples.data() + ch * frames);
   s.channel_gain_dB.resize(channels);
   s.channel_gain.resize(channels);
+  s.scratch = std::make_unique<lanes::Scratch>(s.swFrmLen);
 }
 
 // An effect made for two channels answers more of them with a message and the end of the process, also where the chain

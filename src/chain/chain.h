@@ -4,23 +4,20 @@
 #include <vector>
 
 #include "chain/tuning_record.h"
-#include "filters/batch.h"
+#include "lanes/block.h"
 
 namespace chain {
 
 // One step of processing, with the flag that turns it on: the effect is created for any nonzero flag, but the
 // stage runs only at exactly 1.
 struct Stage {
-  int flag;  // index of its enable flag in the tuning record
-  int (*process)(void* effect, float** in, float** out, int n);
-  // Null, or joins the batch to share a loop with its neighbours; false where it can't.
-  bool (*join)(void* effect, float** x, int n, filters::Batch& batch);
+  int flag;                                                   // index of its enable flag in the tuning record
+  void (*run)(void* effect, float** x, lanes::Block& block);  // in place: joins the block, or runs at once
 };
 
 struct Effect {
-  int section;  // first index in the tuning record
-  Stage stages[2];
-  int stage_count;
+  int section;      // first index in the tuning record; also what the effect is found by
+  Stage stages[2];  // the second of most is empty
   void* (*init)(const AudioPostState& chain, const float* section);
   void (*print)(void* effect);
   void (*set_para)(void* effect, const float* section);
@@ -28,20 +25,10 @@ struct Effect {
   void (*destroy)(void* effect);
 };
 
-// Rows of the table, and of every array that goes with it. Agc and Maximizer are two stages of one effect.
-enum EffectRow {
-  kAutoGain,
-  kBassEnhancer,
-  kExciter,
-  kDeEsser,
-  kEq10,
-  kMultiBandDrc,
-  kMaximizer,
-  kEffectCount
-};
-
-// In processing order. Adding an effect is adding a row.
+// In processing order. Agc and Maximizer are two stages of one effect. Adding an effect is adding a row.
+constexpr int kEffectCount = 7;
 extern const Effect kEffectTable[kEffectCount];
+int row_of(int section);  // of an effect that is there
 
 }  // namespace chain
 
@@ -62,6 +49,8 @@ struct AudioPostState {
   std::vector<float> samples;  // what channel_buf points into
   int effect_channels
       [chain::kEffectCount];  // the channel count that each effect was created for, 0 without it
+
+  std::unique_ptr<lanes::Scratch> scratch;  // of all effects
 
   ~AudioPostState();
 };

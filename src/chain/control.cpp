@@ -90,14 +90,14 @@ void AudioPost_GetPara(AudioPostState* s, float* param) {
 namespace {
 
 template <class State>
-State* effect_of(AudioPostState* s, chain::EffectRow row) {
-  return s ? static_cast<State*>(s->effects[row]) : nullptr;
+State* effect_of(AudioPostState* s, int section) {
+  return s ? static_cast<State*>(s->effects[chain::row_of(section)]) : nullptr;
 }
 
 // An effect of the chain; without it the process ends, after `message` in the name of `function`.
 template <class State>
-State* required(AudioPostState* s, chain::EffectRow row, const char* function, const char* message) {
-  auto* effect = effect_of<State>(s, row);
+State* required(AudioPostState* s, int section, const char* function, const char* message) {
+  auto* effect = effect_of<State>(s, section);
   if (effect) return effect;
   LOG_LINE_AS(function, "%s", message);
   common::end_process();
@@ -107,25 +107,27 @@ State* required(AudioPostState* s, chain::EffectRow row, const char* function, c
 
 int AudioPost_EQ10_SetPara(AudioPostState* s, const float* section) {
   if (!s || chain::flag(*s, AUDIOPOST_EQ10_ENABLE) == 0) return 0;
-  auto* eq = effect_of<EQ10State>(s, chain::kEq10);
+  auto* eq = effect_of<EQ10State>(s, AUDIOPOST_EQ10_SECTION);
   int result = 0;
   with_zeros_behind(*s, section, chain::kEq10SectionLength, [&](const float* records) {
     if (eq)
       result = EQ10_SetPara(eq, records);
     else
-      chain::create_effect(*s, chain::kEq10, records);
+      chain::create_effect(*s, chain::row_of(AUDIOPOST_EQ10_SECTION), records);
   });
   return result;
 }
 
 void AudioPost_EQ10_GetPara(AudioPostState* s, float* section) {
-  const auto* eq = required<EQ10State>(s, chain::kEq10, __func__, "error, EQ10 doesn't init!\n\n");
+  const auto* eq = required<EQ10State>(s, AUDIOPOST_EQ10_SECTION, __func__, "error, EQ10 doesn't init!\n\n");
   fill_within(*s, section, chain::kEq10SectionLength, [&](float* room) { EQ10_GetPara(eq, room); });
 }
 
 int AudioPost_EQ10_GetData(AudioPostState* s, float** in_dst, float** out_dst) {
-  const auto* eq = effect_of<EQ10State>(s, chain::kEq10);
-  return eq && chain::has_buffers(*s, chain::kEq10) ? EQ10_GetData(eq, in_dst, out_dst) : 0;
+  const auto* eq = effect_of<EQ10State>(s, AUDIOPOST_EQ10_SECTION);
+  return eq && chain::has_buffers(*s, chain::row_of(AUDIOPOST_EQ10_SECTION))
+             ? EQ10_GetData(eq, in_dst, out_dst)
+             : 0;
 }
 
 int AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* s, int32_t channel, float low_freq_end,
@@ -133,7 +135,7 @@ int AudioPost_MultiBandDRC_Crossover_AdjustPara(AudioPostState* s, int32_t chann
                                                 float mid1_freq_end, float mid2_freq_start,
                                                 float mid2_freq_end) {
   auto* drc =
-      required<MultiBandDRCState>(s, chain::kMultiBandDrc, __func__, "error, MBDRC doesn't init!\n\n");
+      required<MultiBandDRCState>(s, AUDIOPOST_DRC_SECTION, __func__, "error, MBDRC doesn't init!\n\n");
   return MultiBandDRC_Crossover_AdjustPara(drc, channel, low_freq_end, high_freq_start, mid1_freq_start,
                                            mid1_freq_end, mid2_freq_start, mid2_freq_end);
 }
@@ -144,7 +146,7 @@ int AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* s, int32_t channel, in
                                           float max_peak, float attack_time, float release_time,
                                           float hold_time) {
   auto* drc =
-      required<MultiBandDRCState>(s, chain::kMultiBandDrc, __func__, "error, MBDRC doesn't init!\n\n");
+      required<MultiBandDRCState>(s, AUDIOPOST_DRC_SECTION, __func__, "error, MBDRC doesn't init!\n\n");
   return MultiBandDRC_DRC_AdjustPara(drc, channel, band, drc_enable, gain_dB, compress_start, expand_end,
                                      noise_threshold, max_gain, max_peak, attack_time, release_time,
                                      hold_time);
@@ -152,15 +154,15 @@ int AudioPost_MultiBandDRC_DRC_AdjustPara(AudioPostState* s, int32_t channel, in
 
 int AudioPost_Maximizer_AdjustPara(AudioPostState* s, int32_t channel, float max_threshold, float ceiling,
                                    float release) {
-  auto* maximizer =
-      required<MaximizerState>(s, chain::kMaximizer, __func__, "error, Maximizer doesn't init!\n\n");
+  auto* maximizer = required<MaximizerState>(s, AUDIOPOST_MAXIMIZER_SECTION, __func__,
+                                             "error, Maximizer doesn't init!\n\n");
   return Maximizer_AdjustPara(maximizer, channel, max_threshold, ceiling, release);
 }
 
 int AudioPost_Agc_AdjustPara(AudioPostState* s, int32_t channel, float compress_start, float expand_end,
                              float noise_threshold, float max_gain, float max_peak, float attack_time,
                              float release_time, float hold_time) {
-  auto* maximizer = required<MaximizerState>(s, chain::kMaximizer, __func__,
+  auto* maximizer = required<MaximizerState>(s, AUDIOPOST_MAXIMIZER_SECTION, __func__,
                                              "error, Agc doesn't init!\n\n");  // AGC lives in the maximizer
   return Agc_AdjustPara(maximizer, channel, compress_start, expand_end, noise_threshold, max_gain, max_peak,
                         attack_time, release_time, hold_time);

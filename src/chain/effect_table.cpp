@@ -1,28 +1,16 @@
-// The effects in processing order. The chain knows an effect only by its row here.
+// The effects in processing order, a line each: the chain knows an effect only by its row here, and nothing else knows an
+// order.
 #include "chain/chain.h"
 #include "dynamics/multiband_drc.h"
 #include "loudness/r128_meter.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
 
 namespace chain {
 namespace {
 
-template <class State, auto Process>
-constexpr Stage stage(AudioPostIndex flag) {
-  return {flag,
-          [](void* effect, float** in, float** out, int n) {
-            return Process(static_cast<State*>(effect), in, out, n);
-          },
-          nullptr};
-}
-
-template <class State, auto Process, bool (*Join)(State&, float**, int, filters::Batch&)>
-constexpr Stage joining_stage(AudioPostIndex flag) {
-  Stage joining = stage<State, Process>(flag);
-  joining.join = [](void* effect, float** x, int n, filters::Batch& batch) {
-    return Join(*static_cast<State*>(effect), x, n, batch);
-  };
-  return joining;
+template <class State>
+State& state(void* effect) {
+  return *static_cast<State*>(effect);
 }
 
 template <class State, auto PrintPara, auto SetPara, auto GetPara, auto Destroy>
@@ -30,64 +18,66 @@ constexpr Effect effect(int section, void* (*init)(const AudioPostState&, const 
                         Stage second = {}) {
   return {section,
           {first, second},
-          second.process ? 2 : 1,
           init,
-          [](void* handle) { PrintPara(static_cast<State*>(handle)); },
-          [](void* handle, const float* from) { SetPara(static_cast<State*>(handle), from); },
-          [](void* handle, float* to) { GetPara(static_cast<State*>(handle), to); },
-          [](void* handle) { Destroy(static_cast<State*>(handle)); }};
+          [](void* handle) { PrintPara(&state<State>(handle)); },
+          [](void* handle, const float* from) { SetPara(&state<State>(handle), from); },
+          [](void* handle, float* to) { GetPara(&state<State>(handle), to); },
+          [](void* handle) { Destroy(&state<State>(handle)); }};
 }
 
-void* init_auto_gain(const AudioPostState& c, const float* section) {
-  return AutoGain_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen);
-}
-void* init_bass_enhancer(const AudioPostState& c, const float* section) {
-  return BassEnhancer_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
-}
-void* init_exciter(const AudioPostState& c, const float* section) {
-  return Exciter_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
-}
-void* init_de_esser(const AudioPostState& c, const float* section) {
-  return DeEsser_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
-}
-void* init_eq10(const AudioPostState& c, const float* section) {
-  return EQ10_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+// It works in the chain's memory.
+template <class State>
+void* sharing(State* made, void (*share_scratch)(State&)) {
+  if (made) share_scratch(*made);
+  return made;
 }
 
-void* init_multiband_drc(const AudioPostState& c, const float* section) {
-  return MultiBandDRC_Init(section, c.bit_rate, c.sample_rate, c.channels, c.channel_link);
+// A stage that does not join runs at once.
+template <class State, auto Process>
+constexpr Stage stage(int flag) {
+  return {flag, [](void* effect, float** x, lanes::Block& block) {
+            block.run();
+            Process(&state<State>(effect), x, x, block.frames);
+          }};
 }
 
-void* init_maximizer(const AudioPostState& c, const float* section) {
-  return Maximizer_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
-}
+// An effect that joins: its functions' first name, its indices', where its join() is, and what its Init takes last.
+#define JOINS(NAME, INDEX, room, ...)                                                            \
+  effect<NAME##State, NAME##_PrintPara, NAME##_SetPara, NAME##_GetPara, NAME##_Destroy>(         \
+      AUDIOPOST_##INDEX##_SECTION,                                                               \
+      [](const AudioPostState& c, const float* section) {                                        \
+        return sharing(NAME##_Init(section, c.bit_rate, c.sample_rate, c.channels, __VA_ARGS__), \
+                       room::share_scratch);                                                     \
+      },                                                                                         \
+      {AUDIOPOST_##INDEX##_ENABLE, [](void* effect, float** x, lanes::Block& block) {            \
+         room::join(state<NAME##State>(effect), x, x, block);                                    \
+       }})
+
+constexpr Effect kPeakStage =
+    effect<MaximizerState, Maximizer_PrintPara, Maximizer_SetPara, Maximizer_GetPara, Maximizer_Destroy>(
+        AUDIOPOST_MAXIMIZER_SECTION,
+        [](const AudioPostState& c, const float* section) -> void* {
+          return Maximizer_Init(section, c.bit_rate, c.sample_rate, c.channels, c.swFrmLen, c.channel_link);
+        },
+        stage<MaximizerState, Agc_Process>(AUDIOPOST_AGC_ENABLE),
+        stage<MaximizerState, Maximizer_Process>(AUDIOPOST_MAXIMIZER_ENABLE));
 
 }  // namespace
 
 const Effect kEffectTable[kEffectCount] = {
-    effect<AutoGainState, AutoGain_PrintPara, AutoGain_SetPara, AutoGain_GetPara, AutoGain_Destroy>(
-        AUDIOPOST_AUTOGAIN_SECTION, init_auto_gain,
-        joining_stage<AutoGainState, AutoGain_Process, loudness::join>(AUDIOPOST_AUTOGAIN_ENABLE)),
-    effect<BassEnhancerState, BassEnhancer_PrintPara, BassEnhancer_SetPara, BassEnhancer_GetPara,
-           BassEnhancer_Destroy>(
-        AUDIOPOST_BASS_SECTION, init_bass_enhancer,
-        joining_stage<BassEnhancerState, BassEnhancer_Process, tone::join>(AUDIOPOST_BASS_ENABLE)),
-    effect<ExciterState, Exciter_PrintPara, Exciter_SetPara, Exciter_GetPara, Exciter_Destroy>(
-        AUDIOPOST_EXCITER_SECTION, init_exciter,
-        joining_stage<ExciterState, Exciter_Process, tone::join>(AUDIOPOST_EXCITER_ENABLE)),
-    effect<DeEsserState, DeEsser_PrintPara, DeEsser_SetPara, DeEsser_GetPara, DeEsser_Destroy>(
-        AUDIOPOST_DEESSER_SECTION, init_de_esser,
-        joining_stage<DeEsserState, DeEsser_Process, tone::join>(AUDIOPOST_DEESSER_ENABLE)),
-    effect<EQ10State, EQ10_PrintPara, EQ10_SetPara, EQ10_GetPara, EQ10_Destroy>(
-        AUDIOPOST_EQ10_SECTION, init_eq10,
-        joining_stage<EQ10State, EQ10_Process, tone::join>(AUDIOPOST_EQ10_ENABLE)),
-    effect<MultiBandDRCState, MultiBandDRC_PrintPara, MultiBandDRC_SetPara, MultiBandDRC_GetPara,
-           MultiBandDRC_Destroy>(
-        AUDIOPOST_DRC_SECTION, init_multiband_drc,
-        joining_stage<MultiBandDRCState, MultiBandDRC_Process, dynamics::join>(AUDIOPOST_DRC_ENABLE)),
-    effect<MaximizerState, Maximizer_PrintPara, Maximizer_SetPara, Maximizer_GetPara, Maximizer_Destroy>(
-        AUDIOPOST_MAXIMIZER_SECTION, init_maximizer, stage<MaximizerState, Agc_Process>(AUDIOPOST_AGC_ENABLE),
-        stage<MaximizerState, Maximizer_Process>(AUDIOPOST_MAXIMIZER_ENABLE)),
+    JOINS(AutoGain, AUTOGAIN, loudness, c.swFrmLen),
+    JOINS(BassEnhancer, BASS, tone, c.channel_link),
+    JOINS(Exciter, EXCITER, tone, c.channel_link),
+    JOINS(DeEsser, DEESSER, tone, c.swFrmLen, c.channel_link),
+    JOINS(EQ10, EQ10, tone, c.swFrmLen, c.channel_link),
+    JOINS(MultiBandDRC, DRC, dynamics, c.channel_link),
+    kPeakStage,
 };
+
+int row_of(int section) {
+  int row = 0;
+  while (kEffectTable[row].section != section) ++row;
+  return row;
+}
 
 }  // namespace chain

@@ -1,6 +1,7 @@
 #include "check/checker.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "filters/stability.h"
 
@@ -97,7 +98,7 @@ void Checker::filter(Where where, std::initializer_list<int> indices,
   if (!(hz < half_rate()))
     return refuse(AUDIOPOST_RULE_FREQUENCY_HIGH, where, indices, {-INFINITY, half_rate()});
   filters::Fate fate = filters::Fate::rests;
-  double noise_dBFS = -HUGE_VAL;
+  auto noise_dBFS = -std::numeric_limits<double>::infinity();
   for (const BiquadCoeffs& section : sections) {
     if (fate == filters::Fate::rests) fate = filters::fate(section);
     if (fate == filters::Fate::rests)

@@ -2,8 +2,8 @@
 // not a number soon after; a chain whose memories hold such a value plays no sound again. Every effect's bound is taken
 // from the coefficients that it would run with.
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
+#include <limits>
 
 #include "check/checker.h"
 #include "common/numeric.h"
@@ -18,11 +18,14 @@
 namespace check {
 namespace {
 
-constexpr double kMost = static_cast<double>(FLT_MAX) / 16.0;  // the rest is for rounding
-const double kTooMuch = HUGE_VAL;
+constexpr double kMost = 0x1p124;  // a 16th of what floats hold: the rest is for rounding
+constexpr double kTooMuch = std::numeric_limits<double>::infinity();
 
 // NaN is too much.
-double held(double value) { return value < kMost ? value : kTooMuch; }
+double held(double value) {
+  if (value < kMost) return value;
+  return kTooMuch;
+}
 // The value, if what is computed on the way to it can be held as well.
 double held(double value, double on_the_way) { return on_the_way < kMost ? held(value) : kTooMuch; }
 
@@ -43,10 +46,7 @@ double peak_factor(std::initializer_list<BiquadCoeffs> sections, int times = 1) 
 bool settles(float share) { return share >= 0.0f && share <= 1.0f; }
 
 double largest(const dynamics::GainTable& table) {
-  double most = 0.0;
-  for (const float gain : table)
-    most = gain <= FLT_MAX ? std::max(most, static_cast<double>(gain)) : kTooMuch;
-  return most;
+  return static_cast<double>(*std::max_element(table.begin(), table.end()));
 }
 
 double compressor_gain(const Checker& c, int compress_start, float end) {

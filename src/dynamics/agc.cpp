@@ -54,7 +54,7 @@ int Agc_Process(MaximizerState* s, float** in, float** out, int n) {
   const size_t channels = s->agc_gain.size();
   float mean_squares[2];  // of an even channel and the one after it
   for (size_t ch = 0; ch < channels; ++ch) {
-    if (ch % 2 == 0) filters::kernels().mean_squares(in + ch, ch + 1 < channels ? 2 : 1, n, mean_squares);
+    if (ch % 2 == 0) lanes::target().mean_squares(in + ch, ch + 1 < channels ? 2 : 1, n, mean_squares);
     peak = dynamics::peak_with(peak, in[ch], n);
     process_channel(*s, ch, peak, mean_squares[ch % 2], in[ch], out[ch], n);
   }

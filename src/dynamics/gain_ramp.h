@@ -4,14 +4,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 
 namespace dynamics {
 
 constexpr int kRampChunk = 1024;
 
 // The larger of `peak` and the magnitudes of x.
-inline float peak_with(float peak, const float* x, int n) { return filters::kernels().peak(peak, x, n); }
+inline float peak_with(float peak, const float* x, int n) { return lanes::target().peak(peak, x, n); }
 
 // Calls use(gains, at, count) for the block in pieces, with the gain of each sample while it climbs by `step` a
 // sample from `gain`; stops where use returns false. Returns the latest gain.
@@ -20,7 +20,7 @@ float for_each_ramp(float gain, float step, int n, Use use) {
   float gains[kRampChunk];
   for (int at = 0; at < n; at += kRampChunk) {
     const int count = std::min(kRampChunk, n - at);
-    gain = filters::kernels().ramp(gain, step, gains, count);
+    gain = lanes::target().ramp(gain, step, gains, count);
     if (!use(gains, at, count)) break;
   }
   return gain;

@@ -11,7 +11,7 @@
 
 namespace {
 
-using filters::GainSteps;
+using dynamics::GainSteps;
 
 // Non-negative floats and their bits stand in the same order.
 uint32_t bits_of(float x) {

@@ -1,13 +1,13 @@
-// Finds the gain steps of a compressor's table: see filters::GainSteps.
+// Finds the gain steps of a compressor's table: see GainSteps.
 #pragma once
 
 #include "dynamics/gain_table.h"
-#include "filters/kernels/kernels.h"
+#include "dynamics/multiband_drc.kernel.h"
 
 namespace dynamics {
 
 // Of a table over 20 (log10(follower + 1) - full_scale_log10) dB.
 void find_gain_steps(const GainTable& table, float start, float scale, float full_scale_log10,
-                     float band_scale, filters::GainSteps& steps);
+                     float band_scale, GainSteps& steps);
 
 }  // namespace dynamics

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdint>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
@@ -158,13 +157,13 @@ void load_path(CrossoverFilter& f, int band, filters::BiquadPair* (&path)[2]) {
 }
 
 // One channel as the kernels take it. A fifth band and more are never filtered, nor is the fourth beside them.
-filters::MultibandChannel channel_for_kernel(MultiBandDRCState& s, int ch, const float* in, float* out) {
-  filters::MultibandChannel channel{};
+dynamics::MultibandChannel channel_for_kernel(MultiBandDRCState& s, int ch, const float* in, float* out) {
+  dynamics::MultibandChannel channel{};
   channel.bands = std::max(0, bands_to_run(s, ch)), channel.summed = s.crossover_band[ch];
   channel.band_scale = s.band_scale[ch], channel.full_scale_log10 = s.full_scale_log10;
   channel.in = in, channel.out = out;
   for (int b = 0; b < dynamics::kDrcBands; ++b) {
-    filters::MultibandBand& band = channel.band[b];
+    dynamics::MultibandBand& band = channel.band[b];
     if (s.crossover[ch]) load_path(*s.crossover[ch], b, band.path);
     band.gain = s.gain_linear[ch][b], band.compressed = s.drc_enable[ch][b] != 0;
     band.attack = s.attack_coef[ch][b], band.release = s.release_coef[ch][b];
@@ -177,20 +176,19 @@ filters::MultibandChannel channel_for_kernel(MultiBandDRCState& s, int ch, const
 
 }  // namespace
 
-// Crossover, make-up gains, followers, curves and the sum of the bands.
-int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
-  const common::FlushDenormals flush;
-  filters::MultibandChannel channels[dynamics::kDrcChannels];
-  for (int ch = 0; ch < channels_of(*s); ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch], out[ch]);
-  filters::kernels().multiband(channels, channels_of(*s), n);
-  return s->channels;
+const lanes::Kind dynamics::kMultibandKind{false};
+
+void dynamics::join(MultiBandDRCState& s, float** in, float** out, lanes::Block& block) {
+  s.job.count = channels_of(s);
+  for (int ch = 0; ch < s.job.count; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
+  block.join(kMultibandKind, &s.job);
 }
 
-bool dynamics::join(MultiBandDRCState& s, float** x, int /*n*/, filters::Batch& batch) {
-  filters::MultibandChannel channels[kDrcChannels];
-  for (int ch = 0; ch < channels_of(s); ++ch) channels[ch] = channel_for_kernel(s, ch, x[ch], x[ch]);
-  batch.join(channels, channels_of(s));
-  return true;
+int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
+  lanes::Block block(n, *s->scratch);
+  dynamics::join(*s, in, out, block);
+  block.run();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -300,9 +298,12 @@ MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sam
       if (!load_crossovers(*s, section)) return nullptr;
       load_bands(*s, section, "MultiBandDRC_Init");
     }
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
+
+void dynamics::share_scratch(MultiBandDRCState& s) { s.scratch.reset(); }
 
 int MultiBandDRC_Destroy(MultiBandDRCState* s) {
   if (!s) return -3;

@@ -4,9 +4,8 @@
 #include <memory>
 
 #include "dynamics/gain_table.h"
-#include "filters/batch.h"
+#include "dynamics/multiband_drc.kernel.h"
 #include "filters/crossover.h"
-#include "filters/kernels/kernels.h"
 
 namespace dynamics {
 constexpr int kDrcChannels = 2;
@@ -43,7 +42,9 @@ struct MultiBandDRCState {
   PerBand<float> band_buf;  // the current sample's bands
 
   // Beyond the documented fields: coefficients again.
-  PerBand<filters::GainSteps> gain_steps;
+  PerBand<dynamics::GainSteps> gain_steps;
+  dynamics::MultibandJob job;               // of the latest block
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace dynamics {
@@ -51,7 +52,8 @@ namespace dynamics {
 // What one sample leaves of a follower: exp(-1000 / (fs ms)), the RC time constant. The product is a 32-bit integer.
 float sample_decay(int ms, int sample_rate);
 
-// Joins with one block, in place, to share a loop with the effects before it.
-bool join(MultiBandDRCState& s, float** x, int n, filters::Batch& batch);
+// As the chain holds it: sharing the owner's working memory, and joining a block.
+void share_scratch(MultiBandDRCState& s);
+void join(MultiBandDRCState& s, float** in, float** out, lanes::Block& block);
 
 }  // namespace dynamics

@@ -14,7 +14,7 @@ enum class Fate {
 };
 
 // Of a section as biquad_step runs it; a first-order one has b2 = a2 = 0.
-Fate fate(const BiquadCoeffs& section);
+Fate fate(const BiquadCoeffs& c);
 
 // A bound of the largest magnitude of the frequency response of stable sections in series: exact for one section, and
 // hardly above for several. Of more than kMostInSeries, the product of what so many at a time give.
@@ -23,7 +23,7 @@ double peak_gain(const BiquadCoeffs* sections, int count);
 
 // The rms of the section's rounding errors at its output, relative to full scale, while it plays music that
 // reaches full scale. Only for a section that rests.
-double noise_dBFS(const BiquadCoeffs& section, int sample_rate);
+double noise_dBFS(const BiquadCoeffs& c, int sample_rate);
 
 // A step of 16-bit PCM: louder noise is more than what the chain's output rounds away in any case.
 constexpr double kNoticeableNoise_dBFS = -90.3;

@@ -4,13 +4,11 @@
 #include <cmath>
 #include <memory>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "common/time_constant.h"
-#include "filters/kernels/kernels.h"
 #include "loudness/r128_meter.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
@@ -29,6 +27,9 @@ struct AutoGainState {
   int r128_wins, r128_steps;  // ms
   float smoothed_loudness;    // LUFS
   float full_scale;
+
+  // Beyond the documented fields.
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace {
@@ -51,7 +52,7 @@ void load(AutoGainState& s, const float* section) {
 void restart(AutoGainState& s) {
   s.step_samples = common::wrapping_mul(s.sample_rate, s.r128_steps) / 1000;
   s.samples_to_next_update = 0;
-  s.meter.reset(ebur128_init(s.bit_rate, s.sample_rate, s.channels, s.r128_wins, s.r128_steps));
+  s.meter.reset(loudness::create_meter(s.bit_rate, s.sample_rate, s.channels, s.r128_wins, s.r128_steps));
   s.current_gain = s.target_gain = 1.0f;
 }
 
@@ -79,21 +80,24 @@ void ramp_channels(AutoGainState& s, float increment, float** in, float** out, i
   for (int at = 0; at < n; at += kChunk) {
     const int length = std::min(kChunk, n - at);
     gains[0] = s.current_gain;
-    s.current_gain = filters::kernels().ramp(gains[0], increment, gains + 1, length);
+    s.current_gain = lanes::target().ramp(gains[0], increment, gains + 1, length);
     for (int ch = 0; ch < s.channels; ++ch)
       for (int i = 0; i < length; ++i) out[ch][at + i] = in[ch][at + i] * gains[i];
   }
 }
 
-// With a batch, the meter takes its samples in there.
-int process(AutoGainState* s, float** in, float** out, int n, filters::Batch* batch) {
+}  // namespace
+
+void loudness::join(AutoGainState& state, float** in, float** out, lanes::Block& block) {
+  AutoGainState* const s = &state;
+  const int n = block.frames;
   if (s->step_samples < n) {
     LOG_LINE_AS("AutoGain_Process", "frameLen is greater than steps! 0\n\n");
     common::end_process();
   }
-  const common::FlushDenormals flush;
+  block.run();  // the samples are read now
   float peak = 0;
-  for (int ch = 0; ch < s->channels; ++ch) peak = filters::kernels().peak(peak, in[ch], n);
+  for (int ch = 0; ch < s->channels; ++ch) peak = lanes::target().peak(peak, in[ch], n);
   const auto peak_limit =
       static_cast<float>(static_cast<double>(s->full_scale) / (static_cast<double>(peak) + 1e-8));
 
@@ -101,7 +105,7 @@ int process(AutoGainState* s, float** in, float** out, int n, filters::Batch* ba
     s->samples_to_next_update = common::wrapping_add(s->samples_to_next_update, s->step_samples);
     update_target(*s);  // a reading that does not know this block yet
   }
-  if (!batch || !loudness::join(s->meter.get(), in, n, *batch)) ebur128_addframes(s->meter.get(), in, n);
+  join(s->meter.get(), in, block);
   s->samples_to_next_update = common::wrapping_sub(s->samples_to_next_update, n);
 
   // The limited goal replaces the target: until the next update, later blocks stay below this block's limit.
@@ -110,18 +114,13 @@ int process(AutoGainState* s, float** in, float** out, int n, filters::Batch* ba
   const float next = glide(gain, gain < goal ? s->attack_coef : s->release_coef, goal);
   const float increment = (next - gain) / static_cast<float>(s->frame_length);
   if (s->channels > 0) ramp_channels(*s, increment, in, out, n);
-  return s->channels;
 }
-
-}  // namespace
 
 int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
-  return process(s, in, out, n, nullptr);
-}
-
-bool loudness::join(AutoGainState& s, float** x, int n, filters::Batch& batch) {
-  process(&s, x, x, n, &batch);
-  return true;
+  lanes::Block block(n, *s->scratch);
+  loudness::join(*s, in, out, block);
+  block.finish();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -164,9 +163,12 @@ AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate
     const common::SampleFormat* format = common::sample_format(bit_rate, "AutoGain_Init");
     if (!format) return nullptr;
     s->full_scale = format->clip_level;
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s->meter ? s.release() : nullptr;
   });
 }
+
+void loudness::share_scratch(AutoGainState& s) { s.scratch.reset(); }
 
 int AutoGain_Destroy(AutoGainState* s) {
   if (!s) return -3;

@@ -6,11 +6,9 @@
 #include <cmath>
 #include <memory>
 
-#include "common/flush_denormals.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
-#include "filters/kernels/kernels.h"
 
 using loudness::KWeightingCoeffs;
 
@@ -30,7 +28,7 @@ constexpr float kWeights[] = {1.0f, 1.0f, 1.0f, 1.41f, 1.41f};
 // ---- Process ---------------------------------------------------------------------------------------
 namespace {
 
-filters::MeterChannel channel_for_kernel(Ebur128State& s, size_t ch, const float* in) {
+loudness::MeterChannel channel_for_kernel(Ebur128State& s, size_t ch, const float* in) {
   return {&s.coeffs[ch].shelf,
           &s.coeffs[ch].high_pass,
           &s.history[ch].shelf,
@@ -53,17 +51,8 @@ void store_block(Ebur128State& s, float energy) {
   s.block_count = std::min(s.block_count + 1, s.block_capacity);
 }
 
-}  // namespace
-
-namespace {
-
-filters::MeterRing ring_of(Ebur128State& s) {
-  return {s.squares.data(), static_cast<int>(s.squares.size()), s.ring_position};
-}
-
-// After the samples of a block: where the ring has got to, and whether a block's energy is due.
-void count_frames(Ebur128State& s, const filters::MeterRing& ring, int n) {
-  s.ring_position = ring.position;
+// After the samples of a block: whether its energy is due.
+void count_frames(Ebur128State& s, int n) {
   s.samples_to_next_block = common::wrapping_sub(s.samples_to_next_block, n);
   if (s.samples_to_next_block > 0) return;
   const float energy = block_energy(s);
@@ -71,34 +60,39 @@ void count_frames(Ebur128State& s, const filters::MeterRing& ring, int n) {
   s.samples_to_next_block = common::wrapping_add(s.samples_to_next_block, s.step_samples);
 }
 
-}  // namespace
-
-void ebur128_addframes(Ebur128State* s, float** in, int n) {
-  if (!s || s->squares.empty()) return;  // without a ring nothing is ever measured
-  const common::FlushDenormals flush;
-  // One position for all channels: within a block each channel takes the next n entries, and overwrites what
-  // another channel may have written. The channels' sums then trade energy between them; only their total is
-  // the ring's. Required behaviour: targets are tuned to its readings.
-  filters::MeterRing ring = ring_of(*s);
-  for (size_t first = 0; first < s->sums.size(); first += 2) {  // two at a time, for the kernels
-    filters::MeterChannel channels[2];
-    const size_t count = std::min<size_t>(2, s->sums.size() - first);
-    for (size_t i = 0; i < count; ++i) channels[i] = channel_for_kernel(*s, first + i, in[first + i]);
-    filters::kernels().meter(channels, static_cast<int>(count), n, ring);
-  }
-  count_frames(*s, ring, n);
+void metered(void* meter, const loudness::MeterRing& ring) {
+  auto& s = *static_cast<Ebur128State*>(meter);
+  s.ring_position = ring.position;
+  if (s.all_joined) count_frames(s, s.frames_joined);
 }
 
-bool loudness::join(Ebur128State* s, float** in, int n, filters::Batch& batch) {
-  if (!s || s->squares.empty() || s->sums.size() > 2) return false;
-  filters::MeterChannel channels[2];
-  for (size_t ch = 0; ch < s->sums.size(); ++ch) channels[ch] = channel_for_kernel(*s, ch, in[ch]);
-  s->frames_joined = n;
-  const auto metered = [](void* meter, const filters::MeterRing& ring) {
-    auto& joined = *static_cast<Ebur128State*>(meter);
-    count_frames(joined, ring, joined.frames_joined);
-  };
-  return batch.join(channels, static_cast<int>(s->sums.size()), ring_of(*s), metered, s);
+}  // namespace
+
+const lanes::Kind loudness::kMeterKind{true};
+
+// One position for all channels: within a block each channel takes the next n entries, and overwrites what another
+// channel may have written. The channels' sums then trade energy between them; only their total is the ring's. Required
+// behaviour: targets are tuned to its readings.
+void loudness::join(Ebur128State* s, float** in, lanes::Block& block) {
+  if (!s || s->squares.empty()) return;  // without a ring nothing is ever measured
+  s->frames_joined = block.frames;
+  for (size_t first = 0; first < s->sums.size(); first += 2) {  // two at a time, for the kernels
+    const size_t count = std::min<size_t>(2, s->sums.size() - first);
+    if (first > 0) block.finish();
+    for (size_t i = 0; i < count; ++i) s->job.channels[i] = channel_for_kernel(*s, first + i, in[first + i]);
+    s->job.count = static_cast<int>(count);
+    s->job.ring = {s->squares.data(), static_cast<int>(s->squares.size()), s->ring_position};
+    s->job.metered = metered, s->job.owner = s;
+    s->all_joined = first + count == s->sums.size();
+    block.join_reading(kMeterKind, s->job);
+  }
+}
+
+void ebur128_addframes(Ebur128State* s, float** in, int n) {
+  if (!s) return;
+  lanes::Block block(n, *s->scratch);
+  loudness::join(s, in, block);
+  block.finish();
 }
 
 float ebur128_gatedloudness(const Ebur128State* s) {
@@ -125,8 +119,9 @@ int32_t input_scale(int bit_rate) { return bit_rate == 16 ? 32768 : bit_rate == 
 
 }  // namespace
 
-Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms) {
-  if (!common::sample_format(bit_rate, __func__)) return nullptr;
+Ebur128State* loudness::create_meter(int bit_rate, int sample_rate, int channels, int window_ms,
+                                     int step_ms) {
+  if (!common::sample_format(bit_rate, "ebur128_init")) return nullptr;
   const int window_samples = samples_in(sample_rate, window_ms);
   if (!common::servable(channels, window_samples)) return nullptr;
   return common::null_without_memory([&] {
@@ -145,6 +140,15 @@ Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int wind
     s->history.resize(size);
     s->block_energies.resize(loudness::kHistoryBlocks);
     s->block_capacity = loudness::kHistoryBlocks;
+    return s.release();
+  });
+}
+
+Ebur128State* ebur128_init(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms) {
+  std::unique_ptr<Ebur128State> s(
+      loudness::create_meter(bit_rate, sample_rate, channels, window_ms, step_ms));
+  return common::null_without_memory([&] {
+    if (s) s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "common/numeric.h"
 #include "common/time_constant.h"
-#include "filters/batch.h"
+#include "loudness/r128_meter.kernel.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace loudness {
@@ -44,13 +45,17 @@ struct Ebur128State {
   int block_capacity, block_position, block_count;
 
   // Beyond the documented fields.
-  int frames_joined;  // of the block that waits in a batch
+  loudness::MeterJob job;  // of the latest block
+  int frames_joined;
+  bool all_joined;                          // no channels follow
+  std::unique_ptr<lanes::Scratch> scratch;  // null where its owner has one
 };
 
 namespace loudness {
 
-// ebur128_addframes, but the samples go through the filters with what else joins the batch. False where they can't.
-bool join(Ebur128State* s, float** in, int n, filters::Batch& batch);
+// ebur128_init without working memory, and ebur128_addframes by way of a block.
+Ebur128State* create_meter(int bit_rate, int sample_rate, int channels, int window_ms, int step_ms);
+void join(Ebur128State* s, float** in, lanes::Block& block);
 
 // The share of the way to its goal that auto gain goes in one block. -2200 * frames is a 32-bit integer product.
 inline float share_per_block(int frame_length, int sample_rate, float ms) {
@@ -58,7 +63,9 @@ inline float share_per_block(int frame_length, int sample_rate, float ms) {
   return 1.0f - common::block_decay(rise, sample_rate, ms);
 }
 
-// Auto gain with its meter in the batch; the gain itself is applied at once, in place.
-bool join(AutoGainState& s, float** x, int n, filters::Batch& batch);
+// Auto gain as the chain holds it: sharing the owner's working memory. The meter joins the block; the gain itself is
+// applied at once.
+void share_scratch(AutoGainState& s);
+void join(AutoGainState& s, float** in, float** out, lanes::Block& block);
 
 }  // namespace loudness

@@ -3,15 +3,14 @@
 #include <cmath>
 #include <memory>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "filters/biquad.h"
-#include "filters/kernels/kernels.h"
+#include "tone/bass_enhancer.kernel.h"
 #include "tone/designs.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
 
 using filters::BiquadPair;
 
@@ -34,6 +33,10 @@ struct BassEnhancerState {
   // Memory of the DC blocker.
   float dc_prev_in[2], dc_prev_out[2];
   float sample_scale;
+
+  // Beyond the documented fields.
+  tone::BassJob job;                        // of the latest block
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace {
@@ -68,8 +71,8 @@ void load(BassEnhancerState& s, const float* section) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-filters::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const float* in, float* out) {
-  filters::BassChannel c{};
+tone::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const float* in, float* out) {
+  tone::BassChannel c{};
   c.bass_lowpass = &s.bass_lowpass[ch], c.main_highpass = &s.main_highpass[ch];
   c.harmonic_lowpass = &s.harmonic_lowpass[ch], c.harmonic_highpass = &s.harmonic_highpass[ch];
   if (s.floor_active[ch] > 0) c.floor_highpass = &s.floor_highpass[ch];
@@ -82,26 +85,21 @@ filters::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const floa
   return c;
 }
 
-void load_channels(BassEnhancerState& s, float** in, float** out, filters::BassChannel* channels) {
-  for (int ch = 0; ch < s.channels; ++ch) channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
-}
-
 }  // namespace
 
-// Split, waveshaper and DC blocker on the low part, harmonic filters, sum: plain_bass in filters/kernels/plain.inl.
-int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
-  const common::FlushDenormals flush;
-  filters::BassChannel channels[2];
-  load_channels(*s, in, out, channels);
-  filters::kernels().bass(channels, s->channels, n);
-  return s->channels;
+const lanes::Kind tone::kBassKind{false};
+
+void tone::join(BassEnhancerState& s, float** in, float** out, lanes::Block& block) {
+  s.job.count = s.channels;
+  for (int ch = 0; ch < s.channels; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
+  block.join(kBassKind, &s.job);
 }
 
-bool tone::join(BassEnhancerState& s, float** x, int /*n*/, filters::Batch& batch) {
-  filters::BassChannel channels[2];
-  load_channels(s, x, x, channels);
-  batch.join(channels, s.channels);
-  return true;
+int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
+  lanes::Block block(n, *s->scratch);
+  tone::join(*s, in, out, block);
+  block.run();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -150,9 +148,12 @@ BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sam
     s->coef_count = 10, s->history_count = 4;
     s->sample_scale = format->clip_level;
     load(*s, section);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
+
+void tone::share_scratch(BassEnhancerState& s) { s.scratch.reset(); }
 
 int BassEnhancer_Destroy(BassEnhancerState* s) {
   if (!s) return -3;

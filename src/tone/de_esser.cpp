@@ -3,15 +3,14 @@
 #include <cmath>
 #include <memory>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "common/sample_format.h"
 #include "common/time_constant.h"
-#include "filters/kernels/kernels.h"
+#include "tone/de_esser.kernel.h"
 #include "tone/designs.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
 struct DeEsserState {
@@ -30,6 +29,10 @@ struct DeEsserState {
   BiquadHistory notch_history[2];
   float gain[2];  // share of the dry signal; the rest is the notched one
   float inv_frame_length;
+
+  // Beyond the documented fields.
+  tone::DeEsserJob job;                     // of the latest block
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace {
@@ -59,34 +62,29 @@ float decide_gain(void* owner, int ch, float energy) {
   return s.gain[ch];
 }
 
-void load_channels(DeEsserState& s, float** in, float** out, filters::DeEsserChannel* channels) {
-  for (int ch = 0; ch < s.channels; ++ch)
-    channels[ch] = {&s.detector_coeffs[ch],
-                    &s.notch_coeffs[ch],
-                    &s.detector_history[ch],
-                    &s.notch_history[ch],
-                    s.gain[ch],
-                    s.inv_frame_length,
-                    in[ch],
-                    out[ch]};
-}
-
 }  // namespace
 
-// Band energy, decision, cross-fade into the notch: plain_de_esser in filters/kernels/plain.inl.
-int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
-  const common::FlushDenormals flush;
-  filters::DeEsserChannel channels[2];
-  load_channels(*s, in, out, channels);
-  filters::kernels().de_esser(channels, s->channels, n, decide_gain, s);
-  return s->channels;
+const lanes::Kind tone::kDeEsserKind{false};
+
+void tone::join(DeEsserState& s, float** in, float** out, lanes::Block& block) {
+  s.job.count = s.channels, s.job.target = decide_gain, s.job.owner = &s;
+  for (int ch = 0; ch < s.channels; ++ch)
+    s.job.channels[ch] = {&s.detector_coeffs[ch],
+                          &s.notch_coeffs[ch],
+                          &s.detector_history[ch],
+                          &s.notch_history[ch],
+                          s.gain[ch],
+                          s.inv_frame_length,
+                          in[ch],
+                          out[ch]};
+  block.join(kDeEsserKind, &s.job);
 }
 
-bool tone::join(DeEsserState& s, float** x, int /*n*/, filters::Batch& batch) {
-  filters::DeEsserChannel channels[2];
-  load_channels(s, x, x, channels);
-  batch.join(channels, s.channels, decide_gain, &s);
-  return true;
+int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
+  lanes::Block block(n, *s->scratch);
+  tone::join(*s, in, out, block);
+  block.run();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -133,9 +131,12 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
     s->f0[0] = section[AUDIOPOST_DEESSER_F0], s->threshold[0] = section[AUDIOPOST_DEESSER_THRESHOLD];
     load(*s, section);
     s->inv_frame_length = 1.0f / static_cast<float>(frame_length);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
+
+void tone::share_scratch(DeEsserState& s) { s.scratch.reset(); }
 
 int DeEsser_Destroy(DeEsserState* s) {
   if (!s) return -3;

@@ -1,17 +1,15 @@
 // Ten-band equalizer: per channel up to ten second-order sections in series.
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <vector>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/numeric.h"
 #include "filters/design.h"
-#include "filters/kernels/kernels.h"
 #include "tone/designs.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
+#include "tone/eq10.kernel.h"
 
 using tone::EqBand;
 
@@ -42,6 +40,10 @@ struct EQ10State {
   // The latest block before and after the equalizer; frame_length samples per channel, one channel after
   // another.
   std::vector<float> in_copy, out_copy;
+
+  // Beyond the documented fields.
+  tone::CascadeJob job;                     // of the latest block
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace {
@@ -88,53 +90,44 @@ int slots_of_channel(const EQ10State& s, int ch, int cursor) {
   return done;
 }
 
-// The latest n samples of a channel, for EQ10_GetData.
-void keep_copy(const EQ10State& s, std::vector<float>& copies, int ch, const float* x, int n) {
-  const size_t frame_length = common::array_size(s.frame_length);
-  std::copy_n(x, std::min(common::array_size(n), frame_length),
-              copies.begin() + static_cast<ptrdiff_t>(static_cast<size_t>(ch) * frame_length));
+// Where EQ10_GetData finds a channel's latest samples.
+float* copy_of(const EQ10State& s, std::vector<float>& copies, int ch) {
+  return copies.data() + static_cast<size_t>(ch) * common::array_size(s.frame_length);
 }
 
 }  // namespace
 
-int EQ10_Process(EQ10State* s, float** in, float** out, int n) {
-  if (n <= 0) return s->channels;
-  const common::FlushDenormals flush;
+const lanes::Kind tone::kCascadeKind{false};
+
+// Two channels at a time: stereo is what the kernels are made for.
+void tone::join(EQ10State& s, float** in, float** out, lanes::Block& block) {
+  if (block.frames < 1) return;
+  const int kept = std::min(block.frames, s.frame_length);
   int cursor = 0;
-  for (int first = 0; first < s->channels;
-       first += 2) {  // two at a time: stereo is what the kernels are made for
-    const int count = std::min(2, s->channels - first);
-    filters::CascadeChannel cascade[2];
-    for (int i = 0; i < count; ++i) {
-      const int ch = first + i;
-      keep_copy(*s, s->in_copy, ch, in[ch], n);
-      if (out[ch] != in[ch]) std::memmove(out[ch], in[ch], common::array_size(n) * sizeof(float));
-      const int slots = slots_of_channel(*s, ch, cursor);
-      cascade[i] = {s->coeffs.data() + cursor, s->history.data() + cursor, slots, out[ch]};
+  for (int first = 0; first < s.channels; first += 2) {
+    block.run();  // the samples are read now
+    s.job.count = std::min(2, s.channels - first);
+    for (int i = 0; i < s.job.count; ++i) {
+      const int ch = first + i, slots = slots_of_channel(s, ch, cursor);
+      std::copy_n(in[ch], std::max(0, kept), copy_of(s, s.in_copy, ch));
+      s.job.channels[i] = {s.coeffs.data() + cursor,
+                           s.history.data() + cursor,
+                           slots,
+                           in[ch],
+                           out[ch],
+                           copy_of(s, s.out_copy, ch),
+                           kept};
       cursor += slots;
     }
-    filters::kernels().cascade(cascade, count, n);
-    for (int ch = first; ch < first + count; ++ch) keep_copy(*s, s->out_copy, ch, out[ch], n);
+    block.join(kCascadeKind, &s.job);
   }
-  return s->channels;
 }
 
-// Up to two channels, in blocks of the length that there are copies for.
-bool tone::join(EQ10State& s, float** x, int n, filters::Batch& batch) {
-  if (s.channels < 1 || s.channels > 2 || n < 1 || n > s.frame_length) return false;
-  batch.run();
-  filters::CascadeChannel cascade[2];
-  float* copies[2] = {};
-  int cursor = 0;
-  for (int ch = 0; ch < s.channels; ++ch) {
-    keep_copy(s, s.in_copy, ch, x[ch], n);
-    const int slots = slots_of_channel(s, ch, cursor);
-    cascade[ch] = {s.coeffs.data() + cursor, s.history.data() + cursor, slots, x[ch]};
-    copies[ch] = s.out_copy.data() + ptrdiff_t{s.frame_length} * ch;
-    cursor += slots;
-  }
-  batch.join(cascade, copies, s.channels);
-  return true;
+int EQ10_Process(EQ10State* s, float** in, float** out, int n) {
+  lanes::Block block(n, *s->scratch);
+  tone::join(*s, in, out, block);
+  block.run();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -197,9 +190,12 @@ EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int c
     s->in_copy.resize(size * common::array_size(frame_length));
     s->out_copy.resize(s->in_copy.size());
     load(*s, section);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
+
+void tone::share_scratch(EQ10State& s) { s.scratch.reset(); }
 
 int EQ10_Destroy(EQ10State* s) {
   if (!s) return -3;

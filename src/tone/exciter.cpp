@@ -3,13 +3,12 @@
 #include <cmath>
 #include <memory>
 
-#include "common/flush_denormals.h"
 #include "common/log.h"
 #include "common/memory.h"
 #include "common/sample_format.h"
-#include "filters/kernels/kernels.h"
 #include "tone/designs.h"
-#include "tone/joins.h"
+#include "tone/effects.h"
+#include "tone/exciter.kernel.h"
 
 // ---- Record ----------------------------------------------------------------------------------------
 struct ExciterState {
@@ -27,6 +26,10 @@ struct ExciterState {
   BiquadHistory pre_history[2];
   BiquadCoeffs post_coeffs[2];
   BiquadHistory post_history[2];
+
+  // Beyond the documented fields.
+  tone::ExciterJob job;                     // of the latest block
+  std::unique_ptr<lanes::Scratch> scratch;  // null in a chain, which has one for all
 };
 
 namespace {
@@ -48,8 +51,8 @@ void load(ExciterState& s, const float* section) {
 }
 
 // ---- Process ---------------------------------------------------------------------------------------
-filters::ExciterChannel channel_for_kernel(ExciterState& s, int ch, const float* in, float* out) {
-  filters::ExciterChannel c{};
+tone::ExciterChannel channel_for_kernel(ExciterState& s, int ch, const float* in, float* out) {
+  tone::ExciterChannel c{};
   c.pre = &s.pre_coeffs[ch], c.pre_history = &s.pre_history[ch];
   c.post = &s.post_coeffs[ch], c.post_history = &s.post_history[ch];
   c.bias = s.even_harmonics[ch], c.drive = s.drive[ch];
@@ -60,26 +63,21 @@ filters::ExciterChannel channel_for_kernel(ExciterState& s, int ch, const float*
   return c;
 }
 
-void load_channels(ExciterState& s, float** in, float** out, filters::ExciterChannel* channels) {
-  for (int ch = 0; ch < s.channels; ++ch) channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
-}
-
 }  // namespace
 
-// High-pass, bias and clipper, high-pass, mix: plain_exciter in filters/kernels/plain.inl.
-int Exciter_Process(ExciterState* s, float** in, float** out, int n) {
-  const common::FlushDenormals flush;
-  filters::ExciterChannel channels[2];
-  load_channels(*s, in, out, channels);
-  filters::kernels().exciter(channels, s->channels, n);
-  return s->channels;
+const lanes::Kind tone::kExciterKind{false};
+
+void tone::join(ExciterState& s, float** in, float** out, lanes::Block& block) {
+  s.job.count = s.channels;
+  for (int ch = 0; ch < s.channels; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
+  block.join(kExciterKind, &s.job);
 }
 
-bool tone::join(ExciterState& s, float** x, int /*n*/, filters::Batch& batch) {
-  filters::ExciterChannel channels[2];
-  load_channels(s, x, x, channels);
-  batch.join(channels, s.channels);
-  return true;
+int Exciter_Process(ExciterState* s, float** in, float** out, int n) {
+  lanes::Block block(n, *s->scratch);
+  tone::join(*s, in, out, block);
+  block.run();
+  return s->channels;
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -122,9 +120,12 @@ ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, 
     s->channel_link = channel_link;
     s->full_scale = format->clip_level;
     load(*s, section);
+    s->scratch = std::make_unique<lanes::Scratch>();
     return s.release();
   });
 }
+
+void tone::share_scratch(ExciterState& s) { s.scratch.reset(); }
 
 int Exciter_Destroy(ExciterState* s) {
   if (!s) return -3;

@@ -6,7 +6,7 @@
 #include <map>
 #include <sstream>
 
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 #include "support.h"
 
 namespace {
@@ -140,7 +140,7 @@ bool differ(Lines got, const char* path) {
   for (const auto& [label, digests] : got)
     if (digests != expected[label])
       std::cout << label << ":" << digests << ", not" << expected[label] << "\n";
-  std::cout << filters::kernels().name << ": " << count << " lines of digests, "
+  std::cout << lanes::target().name << ": " << count << " lines of digests, "
             << (got == expected ? "as expected\n" : "not as expected\n");
   return got != expected;
 }
@@ -156,9 +156,9 @@ int main(int argc, char** argv) {
   if (argc == 2)
     for (const auto& [label, digests] : all_cases(tuning)) std::cout << label << ":" << digests << "\n";
   bool differs = false;
-  for (int row = 0; argc == 3 && row < filters::kKernelCount; ++row) {
-    if (!filters::kKernelTable[row]->runs_here()) continue;
-    filters::use_kernels(*filters::kKernelTable[row]);
+  for (int row = 0; argc == 3 && row < lanes::kTargetCount; ++row) {
+    if (!lanes::kTargets[row]->runs_here()) continue;
+    lanes::use_target(*lanes::kTargets[row]);
     differs |= differ(all_cases(tuning), argv[2]);
   }
   return differs;

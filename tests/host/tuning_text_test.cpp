@@ -22,9 +22,22 @@ bool same(const Record& a, const Record& b) { return std::memcmp(a.data(), b.dat
 
 TEST_CASE("a record of any bits comes back from its text unchanged") {
   std::mt19937 random(1);
-  float special[] = {0.0f, -0.0f, 1.0f, 2.0f, 16777217.0f, 1e-45f, 3.4028235e38f, 0.1f, 0, 0, 0, 0, 0};
+  float special[] = {0.0f,
+                     -0.0f,
+                     1.0f,
+                     2.0f,
+                     16777217.0f,
+                     1e-45f,
+                     3.4028235e38f,
+                     0.1f,
+                     7.038531e-26f,  // a decimal that a double rounds to the float beside it
+                     0,
+                     0,
+                     0,
+                     0,
+                     0};
   const uint32_t no_numbers[] = {0x7f800000, 0xff800000, 0x7fc00000, 0xffc00001, 0x7f800001};
-  std::transform(no_numbers, no_numbers + 5, special + 8, host::float_of);
+  std::transform(no_numbers, no_numbers + 5, special + 9, host::float_of);
   for (int round = 0; round < 400; ++round) {
     Record record;
     for (float& value : record)
@@ -122,6 +135,8 @@ TEST_CASE("errors in a text name file, line and field") {
       {"[EQ10.channel2]\n", "t.toml:1: EQ10.channel2: is unknown"},
       {"[unread]\n500 = 1\n", "t.toml:2: unread.500: is not an index from 0 to 499"},
       {"[unread]\n30 = 1\n", "t.toml:2: unread.30: is AutoGain.target_i_dB; set it there"},
+      {"[chain]\nchannels = \"\\\"#\u00e9\"\n",  // a quote inside the string, and no comment
+       "t.toml:2: holds a letter beyond ASCII, which only comments may"},
   };
   const auto said = [](const char* toml) { return error_of([&] { host::from_text(toml, "t.toml"); }); };
   for (const auto& r : rows) CHECK(said(r.text) == r.error);
@@ -146,12 +161,20 @@ TEST_CASE("a file is read as what it holds, and only a whole record is one") {
   } rows[] = {
       {place.write("short", bytes.substr(1)),
        ": is neither text nor a tuning record: it has 1999 bytes, a record has 2000"},
+      {place.write("long", bytes + '\1'),
+       ": is neither text nor a tuning record: it has 2001 bytes, a record has 2000"},
+      {place.write("no letter", "# \xf5\x80\x80\x80"),
+       ": is neither text nor a tuning record: it has 6 bytes, a record has 2000"},
       {place.write("empty", ""), ": is empty"},
+      {place.write("full", std::string(1 << 20, ' ')), ""},
       {place.write("large", std::string((1 << 20) + 1, ' ')), ": is longer than 1048576 bytes"},
       {place.path, ": is a directory"},
       {place.of("none"), ": no such file or directory"},
   };
-  for (const auto& r : rows) CHECK(error_of([&] { host::load_tuning(r.path); }) == r.path + r.error);
+  for (const auto& r : rows)
+    CHECK(error_of([&] { host::load_tuning(r.path); }) == (r.error.empty() ? "" : r.path + r.error));
+  // A disk that is full may say so only when the file is closed.
+  CHECK(error_of([&] { host::save_record("/dev/full", record); }) == "/dev/full: no space left on device");
 }
 
 TEST_CASE("a rewritten file keeps its rights, a new one gets what the umask leaves") {
@@ -181,6 +204,7 @@ TEST_CASE("a difference is told in the words of the effect and its unit") {
   b[14] = 0.0f;                         // EQ10 enable
   b[104] = 3.5f;                        // boost of its band 0
   b[101] = 0.0f;                        // and type
+  b[106] = 8.0f;                        // a type that there is not
   b[379] = host::float_of(0x7fc00001);  // attack_time of channel 1's high band
   a[379] = host::float_of(0x7fc00002);
   b[5] = -0.0f;  // unread
@@ -192,6 +216,7 @@ TEST_CASE("a difference is told in the words of the effect and its unit") {
         "EQ10|enable|on|off\n"
         "EQ10 channel 0 band 0|type|LowShelf|Parametric\n"
         "EQ10 channel 0 band 0|boost|2 dB|3.5 dB\n"
+        "EQ10 channel 0 band 1|type|Parametric|8\n"
         "MultiBandDRC channel 1 high band|attack_time|0x7fc00002|0x7fc00001\n");
   CHECK(host::diff(a, a).empty());
 }

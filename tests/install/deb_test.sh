@@ -12,7 +12,16 @@ if [[ $arch != $(dpkg --print-architecture) ]]; then
 fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-for deb in "$packages"/*.deb; do dpkg-deb -x "$deb" "$work/root"; done
+for deb in "$packages"/*.deb; do
+  dpkg-deb -x "$deb" "$work/root"
+  # The C library that a package asks for is the oldest that has its symbols, no newer one.
+  dpkg-deb -x "$deb" "$work/alone"
+  newest=$(find "$work/alone" -type f ! -name '*.a' ! -name '*.debug' -exec readelf -VW {} + 2>/dev/null |
+    grep -Eo 'GLIBC_[0-9.]+' | sort -V | tail -n 1 || true)
+  asked=$(dpkg-deb -f "$deb" Depends | grep -Eo 'libc6[^,]*' || true)
+  [[ $asked == "${newest:+libc6 (>= ${newest#GLIBC_})}" ]] || { echo "$deb: $asked, needs $newest" >&2; exit 1; }
+  rm -rf "$work/alone"
+done
 "$here/host_files.sh" "$work"
 cd "$work"
 

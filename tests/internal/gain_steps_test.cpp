@@ -3,6 +3,7 @@
 
 #include "common/flush_denormals.h"
 #include "filters/biquad.h"
+#include "internal/run_job.h"
 #include "support.h"
 
 using namespace support;
@@ -18,22 +19,23 @@ struct Compressor {
     dynamics::find_gain_steps(table, start, scale, kFullScaleLog10, 0.5f, steps[0]);
     edges[0].coeffs[0].b0 = edges[0].coeffs[1].b0 = 1;
   }
-  Samples run(const filters::Kernels& kernels, Samples x) {
-    filters::MultibandChannel channel{};
+  Samples run(const lanes::Target& kernels, Samples x) {
+    dynamics::MultibandJob job{{}, 1};
+    dynamics::MultibandChannel& channel = job.channels[0];
     channel.bands = channel.summed = 2, channel.band_scale = 0.5f, channel.full_scale_log10 = kFullScaleLog10;
     channel.in = channel.out = x.data();
     for (size_t b = 0; b < 2; ++b) {
-      filters::MultibandBand& band = channel.band[b];
+      dynamics::MultibandBand& band = channel.band[b];
       band.path[0] = &edges[b], band.gain = 1, band.compressed = b == 0, band.table = table.data();
       band.table_start = start, band.table_inv_step = scale, band.steps = &steps[b];
       band.envelope = &envelopes[b], band.value = &values[b];
     }
-    kernels.multiband(&channel, 1, int(x.size()));
+    run_job(kernels, dynamics::kMultibandKind, &job, int(x.size()));
     return x;
   }
   dynamics::GainTable table;
   float start = 0, scale = 0, envelopes[2] = {}, values[2] = {};
-  filters::GainSteps steps[2] = {};
+  dynamics::GainSteps steps[2] = {};
   filters::BiquadPair edges[2] = {};
 };
 
@@ -57,9 +59,9 @@ TEST_CASE("every kernel row changes a gain at the very follower at which the tab
           for (float exact : {scalar.steps[0].begin[k], std::nextafterf(scalar.steps[0].begin[k], 0)})
             x.push_back(exact);
       }
-    const Samples expected = scalar.run(*filters::kKernelTable[0], x);
-    for (int row = 1; row < filters::kKernelCount; ++row) {
-      const filters::Kernels& kernels = *filters::kKernelTable[row];
+    const Samples expected = scalar.run(*lanes::kTargets[0], x);
+    for (int row = 1; row < lanes::kTargetCount; ++row) {
+      const lanes::Target& kernels = *lanes::kTargets[row];
       if (!kernels.runs_here()) continue;
       CAPTURES(noise_threshold, std::string(kernels.name));
       const Samples got = Compressor(noise_threshold).run(kernels, x);

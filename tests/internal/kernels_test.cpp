@@ -1,5 +1,5 @@
 // Every row of the kernel table returns the bits of the scalar row.
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 
 #include <algorithm>
 #include <memory>
@@ -7,9 +7,11 @@
 #include "common/flush_denormals.h"
 #include "filters/biquad.h"
 #include "full_record.h"
+#include "internal/run_job.h"
 #include "modules.h"
+#include "tone/bass_enhancer.kernel.h"
+#include "tone/eq10.kernel.h"
 
-using filters::Kernels;
 using support::Module;
 using support::noise;
 using support::same_bits;
@@ -21,13 +23,13 @@ namespace {
 const int kLengths[] = {1, 2, 3, 7, 11, 13, 63, 64, 480, 1024, 1500};
 
 // As a host's constructors see it that links statically.
-const Kernels* const before_main = &filters::kernels();
+const lanes::Target* const before_main = &lanes::target();
 
 // Calls check(row) for each row but the scalar one that this machine runs.
 template <class Check>
 void for_each_row(Check check) {
-  for (int row = 1; row < filters::kKernelCount; ++row) {
-    const Kernels& kernels = *filters::kKernelTable[row];
+  for (int row = 1; row < lanes::kTargetCount; ++row) {
+    const lanes::Target& kernels = *lanes::kTargets[row];
     if (!kernels.runs_here()) continue;
     const std::string name = kernels.name;
     CAPTURE(name);
@@ -36,7 +38,7 @@ void for_each_row(Check check) {
   }
 }
 
-const Kernels& scalar() { return *filters::kKernelTable[0]; }
+const lanes::Target& scalar() { return *lanes::kTargets[0]; }
 
 std::vector<BiquadCoeffs> sections(int count, float fc) {
   std::vector<BiquadCoeffs> coeffs(static_cast<size_t>(count));
@@ -49,9 +51,9 @@ std::vector<BiquadCoeffs> sections(int count, float fc) {
 }  // namespace
 
 TEST_CASE("the widest row is chosen before any constructor of the host runs") {
-  const Kernels* widest = nullptr;
-  for (int row = 0; row < filters::kKernelCount; ++row)
-    if (filters::kKernelTable[row]->runs_here()) widest = filters::kKernelTable[row];
+  const lanes::Target* widest = nullptr;
+  for (int row = 0; row < lanes::kTargetCount; ++row)
+    if (lanes::kTargets[row]->runs_here()) widest = lanes::kTargets[row];
   CHECK(before_main == widest);
 }
 
@@ -60,7 +62,7 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
     int sections[3];
   } const rows[] = {{{10, 10, 10}}, {{1, 1, 0}}, {{3, 7, 7}},    {{4, 5, 5}},
                     {{25, 25, 2}},  {{0, 0, 9}}, {{12, 12, 12}}, {{6, 6, 6}}};
-  for_each_row([&](const Kernels& kernels) {
+  for_each_row([&](const lanes::Target& kernels) {
     for (const auto& r : rows)
       for (int channels = 1; channels <= 3; ++channels)
         for (int n : kLengths) {
@@ -80,10 +82,21 @@ TEST_CASE("every kernel row cascades sections to the bits of the scalar row, his
           }
           for (int block = 0; block < 3; ++block)  // histories have to carry over
             for (int side = 0; side < 2; ++side) {
-              filters::CascadeChannel job[3];
-              for (size_t ch = 0; ch < 3; ++ch)
-                job[ch] = {coeffs[ch].data(), history[side][ch].data(), r.sections[ch], x[side][ch].data()};
-              (side ? kernels : scalar()).cascade(job, channels, n);
+              for (int first = 0; first < channels; first += 2) {
+                tone::CascadeJob job{{}, std::min(2, channels - first)};
+                for (int i = 0; i < job.count; ++i) {
+                  const auto ch = static_cast<size_t>(first + i);
+                  float* const samples = x[side][ch].data();
+                  job.channels[i] = {coeffs[ch].data(),
+                                     history[side][ch].data(),
+                                     r.sections[ch],
+                                     samples,
+                                     samples,
+                                     nullptr,
+                                     0};
+                }
+                run_job(side ? kernels : scalar(), tone::kCascadeKind, &job, n);
+              }
             }
           for (size_t ch = 0; ch < 3; ++ch) {
             REQUIRE(same_bits(x[0][ch], x[1][ch]));
@@ -175,13 +188,13 @@ bool same_numbers(const Samples& a, const Samples& b) {
 // One handle is processed by the scalar row alone, the other by two rows in turn: what a kernel leaves behind is what
 // the other goes on from, so the outputs are equal only if the histories are.
 TEST_CASE("every effect gives the scalar row's bits in every kernel row, block after block") {
-  const Kernels& widest = filters::kernels();
+  const lanes::Target& widest = lanes::target();
   const int blocks[][6] = {{1024, 1024, 1024, 1024, 1024, 1024},
                            {480, 480, 480, 480, 480, 480},
                            {64, 64, 64, 64, 64, 64},
                            {1, 3, 63, 2, 5, 1},
                            {1500, 17, 1, 700, 64, 4}};
-  for_each_row([&](const Kernels& kernels) {
+  for_each_row([&](const lanes::Target& kernels) {
     for (const Module& m : support::kModule)
       for (size_t record = 0; record < records().size(); ++record)
         for (int channels = 1; channels <= 2; ++channels)
@@ -200,9 +213,9 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
                 const size_t at = static_cast<size_t>(n / 2);
                 if (seed == 16)  // late, for it stays in the histories
                   x.data[1][at] = y.data[1][at] = record % 2 ? NAN : INFINITY;
-                filters::use_kernels(scalar());
+                lanes::use_target(scalar());
                 process(m, handles[0], x(), n);
-                filters::use_kernels(seed % 2 ? kernels : scalar());
+                lanes::use_target(seed % 2 ? kernels : scalar());
                 process(m, handles[1], y(), n);
                 ++seed;
                 REQUIRE(same_numbers(x.data[0], y.data[0]));
@@ -211,13 +224,13 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
             for (void* handle : handles) m.destroy(handle);
           }
   });
-  filters::use_kernels(widest);
+  lanes::use_target(widest);
 }
 
 // Neighbours share a loop in the chain: with all effects on, and with each one off, so that every grouping occurs.
 TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever effects are on") {
-  const Kernels& widest = filters::kernels();
-  for_each_row([&](const Kernels& kernels) {
+  const lanes::Target& widest = lanes::target();
+  for_each_row([&](const lanes::Target& kernels) {
     for (size_t record = 0; record < records().size(); ++record)
       for (int off = -1; off < 8; ++off)
         for (int channels = 1; channels <= 2; ++channels)
@@ -239,7 +252,7 @@ TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever 
               if (seed == 3) std::fill(pcm.begin(), pcm.end(), int16_t{0});
               for (int16_t& x : pcm) x = static_cast<int16_t>(x / (seed % 2 ? 3 : 1));
               for (size_t side = 0; side < 2; ++side) {
-                filters::use_kernels(side && seed % 3 ? kernels : scalar());
+                lanes::use_target(side && seed % 3 ? kernels : scalar());
                 out[side].resize(pcm.size());
                 AudioPost_Process(chains[side], pcm.data(), out[side].data(), channels, block);
               }
@@ -248,7 +261,7 @@ TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever 
             for (AudioPostState* chain : chains) AudioPost_Destroy(chain);
           }
   });
-  filters::use_kernels(widest);
+  lanes::use_target(widest);
 }
 
 namespace {
@@ -307,7 +320,7 @@ support::Chain chain_with_mono(support::Record record, int block, int mono) {
 // of sections and of channels.
 TEST_CASE(
     "the chain is its effects in their order and EQ10's data what entered and left it, whichever are on") {
-  const Kernels& widest = filters::kernels();
+  const lanes::Target& widest = lanes::target();
   constexpr int kMono = 1 << support::kExciter | 1 << support::kDrc;
   const struct {
     size_t record;
@@ -323,18 +336,18 @@ TEST_CASE(
       for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
       ByHand by_hand(record, r.channels, r.block, r.mono);
       std::vector<support::Chain> chains;
-      for (int row = 0; row < filters::kKernelCount; ++row)
+      for (int row = 0; row < lanes::kTargetCount; ++row)
         chains.push_back(chain_with_mono(record, r.block, r.mono));
       for (int block = 0; block < 2400 / r.block; ++block) {
         const auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
-        filters::use_kernels(scalar());
+        lanes::use_target(scalar());
         const auto expected = by_hand.process(pcm);
-        for (int row = 0; row < filters::kKernelCount; ++row) {
-          const Kernels& kernels = *filters::kKernelTable[row];
+        for (int row = 0; row < lanes::kTargetCount; ++row) {
+          const lanes::Target& kernels = *lanes::kTargets[row];
           if (!kernels.runs_here()) continue;
           CAPTURES(r.record, r.channels, r.block, r.mono, on, block, std::string(kernels.name));
           AudioPostState* const chain = chains[size_t(row)].get();
-          filters::use_kernels(kernels);
+          lanes::use_target(kernels);
           REQUIRE(support::through_chain(chain, pcm, r.channels, r.block) == expected);
           if (!by_hand.on(4)) continue;
           support::Planar in(std::vector<Samples>(size_t(r.channels), Samples(size_t(r.block)))),
@@ -343,7 +356,7 @@ TEST_CASE(
           REQUIRE(in.data == by_hand.eq_in);
           REQUIRE(out.data == by_hand.eq_out);
         }
-        filters::use_kernels(widest);
+        lanes::use_target(widest);
       }
     }
 }
@@ -354,15 +367,15 @@ namespace {
 
 template <class Check>
 void with_each_row_in_use(Check check) {
-  const Kernels& widest = filters::kernels();
-  for (int row = 0; row < filters::kKernelCount; ++row) {
-    const Kernels& kernels = *filters::kKernelTable[row];
+  const lanes::Target& widest = lanes::target();
+  for (int row = 0; row < lanes::kTargetCount; ++row) {
+    const lanes::Target& kernels = *lanes::kTargets[row];
     if (!kernels.runs_here()) continue;
     CAPTURE(std::string(kernels.name));
-    filters::use_kernels(kernels);
+    lanes::use_target(kernels);
     check(kernels);
   }
-  filters::use_kernels(widest);
+  lanes::use_target(widest);
 }
 
 template <class State, auto Process, auto Destroy>
@@ -377,7 +390,7 @@ TEST_CASE("samples that are not numbers come out as full scale, wherever in a bl
   } rows[] = {{-32768.0f, 32767.0f, -32768, 32767, 32767},
               {-8388608.0f, 8388607.0f, 0, -1, -1},  // the low 16 bits
               {-2147483648.0f, 2147483648.0f, 0, -1, -1}};
-  with_each_row_in_use([&](const Kernels& kernels) {
+  with_each_row_in_use([&](const lanes::Target& kernels) {
     for (const auto& r : rows)
       for (int channels = 1; channels <= 3; ++channels) {
         const float values[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 100.9f, -100.9f, -NAN};
@@ -398,7 +411,7 @@ TEST_CASE("samples that are not numbers come out as full scale, wherever in a bl
 }
 
 TEST_CASE("what is not a number is no peak, and makes a mean square that is none") {
-  with_each_row_in_use([&](const Kernels& kernels) {
+  with_each_row_in_use([&](const lanes::Target& kernels) {
     for (int n : {1, 7, 32, 45})
       for (size_t at = 0; at < size_t(n); ++at) {
         Samples x = noise(n, 1000), without = x;
@@ -419,7 +432,7 @@ TEST_CASE("an exciter's clipper answers 1 to what is not a number, and the dry s
   const float section[] = {0, 0.5f, 2000, 0.25f, 0, 0, 0.5f, 2000, 0.25f, 0};  // drive 10
   BiquadCoeffs c;
   filter_calculateCoeffs(&c.b0, ButterworthHP, 48000, 2000, 0, 0);
-  with_each_row_in_use([&](const Kernels&) {
+  with_each_row_in_use([&](const lanes::Target&) {
     for (size_t bad : {0u, 1u})
       for (size_t at : {0u, 3u, 12u, 40u}) {
         const Exciter exciter(Exciter_Init(section, 16, 48000, 2, 0));
@@ -440,37 +453,37 @@ TEST_CASE("an exciter's clipper answers 1 to what is not a number, and the dry s
 }
 
 TEST_CASE("a bass shaper takes the root of what is not a number as 0, which its DC blocker survives") {
-  with_each_row_in_use([&](const Kernels& kernels) {
+  with_each_row_in_use([&](const lanes::Target& kernels) {
     for (bool floor : {false, true})
       for (size_t at : {0u, 5u, 30u}) {
         filters::BiquadPair pair[2][5];
         float dc[2][2] = {};  // of each channel, what goes into its blocker and what comes out
         Samples x[2] = {Samples(32, 0.5f), Samples(32, 0.5f)};
         x[1][at] = NAN;
-        filters::BassChannel c[2];
+        tone::BassJob job{{}, 2};
         for (size_t ch = 0; ch < 2; ++ch) {
           for (auto& p : pair[ch]) p = {{{1, 0, 0, 0, 0}, {1, 0, 0, 0, 0}}, {}};
-          c[ch] = {&pair[ch][0],
-                   &pair[ch][1],
-                   &pair[ch][2],
-                   &pair[ch][3],
-                   floor ? &pair[ch][4] : nullptr,
-                   1.5f,
-                   0.25f,
-                   0.5f,
-                   -0.5f,
-                   0.5f,
-                   0.25f,
-                   2,
-                   0.5f,
-                   &dc[ch][0],
-                   &dc[ch][1],
-                   1,
-                   1,
-                   x[ch].data(),
-                   x[ch].data()};
+          job.channels[ch] = {&pair[ch][0],
+                              &pair[ch][1],
+                              &pair[ch][2],
+                              &pair[ch][3],
+                              floor ? &pair[ch][4] : nullptr,
+                              1.5f,
+                              0.25f,
+                              0.5f,
+                              -0.5f,
+                              0.5f,
+                              0.25f,
+                              2,
+                              0.5f,
+                              &dc[ch][0],
+                              &dc[ch][1],
+                              1,
+                              1,
+                              x[ch].data(),
+                              x[ch].data()};
         }
-        kernels.bass(c, 2, 32);
+        run_job(kernels, tone::kBassKind, &job, 32);
         CHECK(dc[0][0] == 2 * (1 + 0.25f));  // gain (root((P - l) l + T) + Q)
         CHECK(dc[1][0] == -2 * (0 - 0.5f));  // -gain (0 + S)
         CHECK(std::fabs(dc[1][1]) <= 2.5f);
@@ -482,7 +495,7 @@ TEST_CASE("a de-esser that hears no number lets go, in the second channel too") 
   using DeEsser = Effect<DeEsserState, DeEsser_Process, DeEsser_Destroy>;
   const float section[] = {6000, -40, 0, 0, 0, 6000, -40, 0, 0, 0};
   const Samples tone = support::sine(480, 6000, 48000, 8000);
-  with_each_row_in_use([&](const Kernels&) {
+  with_each_row_in_use([&](const lanes::Target&) {
     const DeEsser de_esser(DeEsser_Init(section, 16, 48000, 2, 480, 0));
     std::vector<Samples> x(2, tone);
     x[0][100] = NAN;
@@ -497,7 +510,7 @@ TEST_CASE("a level that is not a number reads the first entry of its table") {
   using Drc = Effect<MultiBandDRCState, MultiBandDRC_Process, MultiBandDRC_Destroy>;
   const support::Record compressed = support::full_record(),
                         idle = with({{213, 0}, {233, 0}, {253, 0}, {273, 0}});
-  with_each_row_in_use([&](const Kernels&) {
+  with_each_row_in_use([&](const lanes::Target&) {
     const Agc agc(Maximizer_Init(nullptr, 16, 48000, 1, 480, 0));
     Samples x(480, 1000.0f);
     x[100] = NAN;

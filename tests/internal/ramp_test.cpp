@@ -1,13 +1,13 @@
 // Gain ramps beside the powers of two, where a float's spacing changes.
 #include "common/flush_denormals.h"
 #include "dynamics/gain_ramp.h"
-#include "filters/kernels/kernels.h"
+#include "lanes/target.h"
 #include "support.h"
 
 TEST_CASE("a ramp that reaches a power of two has the bits of one that was added up") {
   const common::FlushDenormals flush;
-  for (int row = 0; row < filters::kKernelCount; ++row) {
-    const filters::Kernels& kernels = *filters::kKernelTable[row];
+  for (int row = 0; row < lanes::kTargetCount; ++row) {
+    const lanes::Target& kernels = *lanes::kTargets[row];
     if (!kernels.runs_here()) continue;
     for (float power : {0.5f, 1.0f, 4.0f})
       for (int above : {-7, -3, 0, 3, 7, 40})  // where it starts, in the spacing above the power

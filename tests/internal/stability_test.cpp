@@ -62,8 +62,9 @@ std::vector<float> programme(int sample_rate, size_t frames) {
       y2 = y1, y1 = y, x += std::sqrt(2 * 0.0631 / kTones) * y;
     }
   }
-  std::vector<float> pcm;
-  for (const double x : sum) pcm.push_back(float(std::lrint(32768 * std::clamp(x, -1.0, 0.9999))));
+  std::vector<float> pcm(frames);
+  std::transform(sum.begin(), sum.end(), pcm.begin(),
+                 [](double x) { return float(std::lrint(32768 * std::clamp(x, -1.0, 0.9999))); });
   return pcm;
 }
 

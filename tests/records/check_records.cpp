@@ -171,6 +171,7 @@ constexpr int kLongest = 384000;  // frames: two seconds at 192 kHz
 std::vector<int16_t> speech() {
   Random random(1);
   std::vector<int16_t> pcm;
+  pcm.reserve(size_t{2} * kLongest);
   double low[2] = {}, high[2] = {};
   for (int i = 0; i < kLongest; ++i) {
     const int syllable = i / 9600, at = i % 9600;
@@ -191,8 +192,8 @@ std::vector<int16_t> speech() {
 
 std::vector<int16_t> noise() {
   Random random(2);
-  std::vector<int16_t> pcm;
-  for (int i = 0; i < 2 * kLongest; ++i) pcm.push_back(int16_t(random.below(65536) - 32768));
+  std::vector<int16_t> pcm(size_t{2} * kLongest);
+  for (int16_t& x : pcm) x = int16_t(random.below(65536) - 32768);
   return pcm;
 }
 
@@ -200,6 +201,7 @@ std::vector<int16_t> noise() {
 // without a change.
 std::vector<int16_t> squares() {
   std::vector<int16_t> pcm;
+  pcm.reserve(size_t{2} * kLongest);
   for (int i = 0; i < kLongest; ++i) {
     const int part = i / 6000 % 13;
     const bool up = part == 12 || (i >> part) % 2 == 0;

@@ -1,3 +1,115 @@
+// The sound of the multi-band compressor: crossover, make-up gains, followers, curves and the sum of the bands.
+#pragma once
+
+#include "common/numeric.h"
+#include "filters/biquad.h"
+#include "lanes/block.h"
+
+namespace dynamics {
+
+// Where each entry of a 201-entry gain table begins, in terms of the follower: entry k holds for begin[k] <= follower <
+// begin[k + 1]. The index is a step function of that value, so a gain can be found, and
+// kept, without a logarithm.
+constexpr int kGainSteps = 201;
+struct GainSteps {
+  float begin[kGainSteps + 1];  // ascending, from 0 to infinity
+  float gain[kGainSteps];       // table entry times the band scale, as rounded at run time
+  // slope * log2(follower + 1) + offset is less than half an entry off the fractional index.
+  float slope, offset;
+  bool usable;  // false: only the logarithm itself answers exactly
+};
+
+struct MultibandBand {
+  filters::BiquadPair*
+      path[2];  // the crossover's edges in series; null where it has fewer, or does not make the band
+  float gain;   // make-up
+  bool compressed;
+  float attack, release;  // the share of the follower that one sample leaves
+  const float* table;     // kGainSteps linear gains over a level in dB, as table_search takes them
+  float table_start, table_inv_step;
+  const GainSteps* steps;  // of table; those of all bands of all channels lie in one array
+  float* envelope;         // the follower
+  float* value;            // of the latest sample
+};
+struct MultibandChannel {
+  MultibandBand band[4];  // low, high, middle 1, middle 2
+  int bands;              // to run, 0 to 4
+  int summed;             // a sum of 1, 2, 3 or more, or exactly 4 bands
+  float band_scale;
+  float full_scale_log10;
+  const float* in;
+  float* out;
+};
+using MultibandJob = lanes::Job<MultibandChannel>;
+extern const lanes::Kind kMultibandKind;
+
+}  // namespace dynamics
+
+#if defined(TARGET)
+
+#include "lanes/section.h"
+
+namespace TARGET {
+namespace {
+
+using dynamics::GainSteps;
+using dynamics::kGainSteps;
+using dynamics::MultibandBand;
+using dynamics::MultibandChannel;
+using dynamics::MultibandJob;
+using filters::BiquadPair;
+
+float compressed_gain(const MultibandChannel& channel, const MultibandBand& band, float x) {
+  const float envelope = *band.envelope;
+  // The signed sample, not its magnitude: the negative half-wave always releases. Hosts are tuned to it.
+  const float coef = x > envelope ? band.attack : band.release;
+  const float followed = fused(coef, envelope, (1.0f - coef) * __builtin_fabsf(x));
+  const float level_dB = 20.0f * (common::log10_portable(followed + 1.0f) - channel.full_scale_log10);
+  *band.envelope = followed;
+  // 1 / bands on compressed bands only; the others pass with their make-up gain alone. Hosts are tuned to it.
+  return table_search(kGainSteps - 1, band.table, level_dB, band.table_start, band.table_inv_step) *
+         channel.band_scale;
+}
+
+// This order of adding is the contract. A fifth band and more are never filtered, nor is the fourth beside them.
+float sum_bands(const MultibandChannel& channel) {
+  const MultibandBand* const b = channel.band;
+  float sum = 0.0f;
+  if (channel.summed >= 1) sum = *b[0].value + 0.0f;
+  if (channel.summed >= 2) sum += *b[1].value;
+  if (channel.summed >= 3) sum += *b[2].value;
+  if (channel.summed == 4) sum += *b[3].value;
+  return sum;
+}
+
+[[maybe_unused]] void plain(const MultibandChannel& channel, int n) {
+  for (int i = 0; i < n; ++i) {
+    for (int b = 0; b < channel.bands; ++b) {
+      const MultibandBand& band = channel.band[b];
+      float x = channel.in[i];
+      if (!band.path[0]) x = *band.value;  // not filtered: the sample before, scaled again
+      for (BiquadPair* edge : band.path)
+        if (edge) x = pair_step(*edge, x);
+      x *= band.gain;
+      *band.value = band.compressed ? x * compressed_gain(channel, band, x) : x;
+    }
+    channel.out[i] = sum_bands(channel);
+  }
+}
+[[maybe_unused]] void plain(const MultibandJob& job, int n) {
+  for (int ch = 0; ch < job.count; ++ch) plain(job.channels[ch], n);
+}
+
+}  // namespace
+}  // namespace TARGET
+
+#if defined(LANES)
+
+#include "lanes/lanes.h"
+
+namespace TARGET {
+namespace {
+
 // The multi-band compressor: crossover, followers, gains and the sum of the bands in one step a frame. Quads of lanes:
 //
 //   Q0 | m1 hp1 L R | m2 hp1 L R |  reads the frame          m1, m2: the middle bands, a high-pass (hp) and a
@@ -203,9 +315,9 @@ struct MultibandLanes {
 };
 
 template <bool kFour>
-void multiband_wave(const MultibandChannel* const (&channels)[2], Frames& frames, int n) {
+void multiband_wave(const MultibandChannel* const (&channels)[2], float* pairs, int n) {
   const MultibandLanes<kFour> lanes(channels);
-  auto wave = lanes.wave(frames.pairs, frames.pairs);
+  auto wave = lanes.wave(pairs, pairs);
   run_wave(wave, kMultibandLag, n);
 }
 
@@ -214,27 +326,30 @@ bool four_bands(const MultibandChannel* const (&channels)[2]) {
 }
 
 // One channel, or two side by side.
-void multiband_lanes(const MultibandChannel& a, const MultibandChannel* b, int n) {
+void multiband_lanes(const MultibandChannel& a, const MultibandChannel* b, int n, lanes::Scratch& scratch) {
   const MultibandChannel* const channels[2] = {&a, b ? b : &a};
-  Frames frames;
-  for (int at = 0; at < n; at += kFrames) {
-    const int length = n - at < kFrames ? n - at : kFrames;
-    interleave(a.in + at, channels[1]->in + at, length, frames);
-    if (four_bands(channels))
-      multiband_wave<true>(channels, frames, length);
+  in_passes(scratch, a.in, b ? b->in : nullptr, 1.0f, n, a.out, b ? b->out : nullptr,
+            [&](float* pairs, int length) {
+              if (four_bands(channels))
+                multiband_wave<true>(channels, pairs, length);
+              else
+                multiband_wave<false>(channels, pairs, length);
+            });
+}
+
+void in_lanes(const MultibandJob& job, int n, lanes::Scratch& scratch) {
+  const MultibandChannel* const channels = job.channels;
+  if (job.count == 2 && multiband_fits(channels[0]) && multiband_fits(channels[1]))
+    return multiband_lanes(channels[0], &channels[1], n, scratch);
+  for (int ch = 0; ch < job.count; ++ch) {
+    if (multiband_fits(channels[ch]))
+      multiband_lanes(channels[ch], nullptr, n, scratch);
     else
-      multiband_wave<false>(channels, frames, length);
-    deinterleave(frames, length, a.out + at, b ? b->out + at : nullptr);
+      plain(channels[ch], n);
   }
 }
 
-void lanes_multiband(const MultibandChannel* channels, int count, int n) {
-  if (count == 2 && multiband_fits(channels[0]) && multiband_fits(channels[1]))
-    return multiband_lanes(channels[0], &channels[1], n);
-  for (int ch = 0; ch < count; ++ch) {
-    if (multiband_fits(channels[ch]))
-      multiband_lanes(channels[ch], nullptr, n);
-    else
-      plain_multiband(channels + ch, 1, n);
-  }
-}
+}  // namespace
+}  // namespace TARGET
+#endif
+#endif

@@ -1,9 +1,9 @@
-// Which rows this build has, and which one runs.
+// Which instruction sets this build has, and which one runs.
 #include <iterator>
 
-#include "filters/kernels/rows.h"
+#include "targets/targets.h"
 
-namespace filters {
+namespace targets {
 
 bool always() { return true; }
 #if defined(__x86_64__)
@@ -17,31 +17,35 @@ bool has_avx512() {
 }
 #endif
 
-const Kernels* const kKernelTable[] = {
-    &scalar::kRow,
+}  // namespace targets
+
+namespace lanes {
+
+const Target* const kTargets[] = {
+    &targets::kScalar,
 #if defined(__x86_64__)
-    &scalar_fma::kRow,
-    &avx2::kRow,
-    &avx512::kRow,
+    &targets::kScalarFma,
+    &targets::kAvx2,
+    &targets::kAvx512,
 #elif defined(__aarch64__)
-    &neon::kRow,
+    &targets::kNeon,
 #endif
 };
-const int kKernelCount = std::size(kKernelTable);
+const int kTargetCount = std::size(kTargets);
 
 namespace {
 
-const Kernels* chosen = &scalar::kRow;
+const Target* chosen = &targets::kScalar;
 
 // Before any other constructor: a host that links statically may use the library from its own.
 [[gnu::constructor(101)]] void choose_widest() {
-  for (const Kernels* row : kKernelTable)
-    if (row->runs_here()) chosen = row;
+  for (const Target* one : kTargets)
+    if (one->runs_here()) chosen = one;
 }
 
 }  // namespace
 
-const Kernels& kernels() { return *chosen; }
-void use_kernels(const Kernels& row) { chosen = &row; }
+const Target& target() { return *chosen; }
+void use_target(const Target& one) { chosen = &one; }
 
-}  // namespace filters
+}  // namespace lanes

@@ -1,5 +1,16 @@
 // Vectors of 4 lanes and the few operations that the language's own vector arithmetic lacks. A pair is the two
 // channels' lanes of one section, a quad is two pairs.
+#pragma once
+
+#include "lanes/target.h"
+
+#if defined(__aarch64__)
+#include <arm_neon.h>
+
+#define LANES  // from here on kernels have their form in lanes, too
+
+namespace TARGET {
+namespace {
 
 constexpr int kLanes = 4;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
@@ -43,3 +54,7 @@ bool all_within(Vec x, Vec from, Vec to) {
 Vec gather(const float* base, Mask index) {
   return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};
 }
+
+}  // namespace
+}  // namespace TARGET
+#endif

@@ -1,6 +1,14 @@
 // Parts of a wave: so many quads of sections, and what lies between them. feed() makes the quads' inputs of what they made
 // in the step before, emit() passes on what they made in this one, finish() keeps what the next block needs. A part's
 // first frame comes at step `start`; its results come `lag` steps after their frames.
+#pragma once
+
+#include "lanes/lanes.h"
+
+#if defined(LANES)
+
+namespace TARGET {
+namespace {
 
 // The two channels' values of a setting, in both pairs.
 template <class Channel>
@@ -109,3 +117,7 @@ __attribute__((noinline)) void run_part(const Part& part, int n) {
   constexpr bool kCopied = Part::kQuads > 5 && !kStoresHidden;  // several effects
   run_wave<kCopied>(wave, part.last_step(), n);
 }
+
+}  // namespace
+}  // namespace TARGET
+#endif

@@ -1,42 +1,59 @@
-// What all lane kernels share: a block of stereo as interleaved frames, and sections in lanes.
+// Sections in lanes: the idea that every fast loop of the library rests on.
 //
 // A cascade has a serial dependency per section, but different sections at different frames don't depend on each
 // other. So section k works on frame t - k: all sections advance in one step, each on what the section before it made
-// in the step before. What takes longer than a step lies several lanes' steps back: a register as a whole waits for the
-// slowest of its lanes' inputs. A lane whose frame lies outside the block is frozen: it computes like the others, and its
-// history stays as it was.
+// in the step before.
+//
+//     step t     | s0: frame t | s1: frame t - 1 | s2: frame t - 2 |   one register, both channels in every place
+//     step t + 1 | s0: t + 1   | s1: t           | s2: t - 1       |   reads the register as it was after step t
+//
+// What takes longer than a step lies several lanes' steps back: a register as a whole waits for the slowest of its
+// lanes' inputs. A lane whose frame lies outside the block is frozen: it computes like the others, and its history stays
+// as it was. A block of stereo passes by as interleaved frames.
+#pragma once
+
+#include "lanes/block.h"
+#include "lanes/section.h"
+
+#if defined(LANES)
+
+namespace TARGET {
+namespace {
 
 // State that lives in registers through a loop does so only where everything the loop calls is part of it.
 #define INLINED __attribute__((always_inline)) inline
 
-constexpr int kFrames = 1024;  // in one pass: longer blocks are cut
-constexpr int kTail = 32;      // frames of zeros behind a block, for the steps in which the last lanes finish
-constexpr int kHead = 32;      // frames before it, for lanes that are started late
-
-struct Frames {
-  float head[2 * kHead];
-  float pairs[2 * (kFrames + kTail)];
-};
-
 // Frames around a block of n, which are read by lanes that are not busy yet or no more.
-void clear_edges(Frames& frames, int n) {
-  for (float& before : frames.head) before = 0.0f;
-  for (int i = 2 * n; i < 2 * (n + kTail); ++i) frames.pairs[i] = 0.0f;
+void clear_edges(float* pairs, int n) {
+  for (int i = -2 * lanes::Scratch::kHead; i < 0; ++i) pairs[i] = 0.0f;
+  for (int i = 2 * n; i < 2 * (n + lanes::Scratch::kTail); ++i) pairs[i] = 0.0f;
 }
 
 // A mono channel stands in for the missing one: what its lanes compute is dropped.
-void interleave(const float* in0, const float* in1, int n, Frames& frames, float scale = 1.0f) {
-  float* const pairs = frames.pairs;
+void interleave(const float* in0, const float* in1, int n, float* __restrict pairs, float scale = 1.0f) {
   for (int i = 0; i < n; ++i) pairs[2 * i] = in0[i] * scale, pairs[2 * i + 1] = in1[i] * scale;
-  clear_edges(frames, n);
+  clear_edges(pairs, n);
 }
 
-void deinterleave(const Frames& frames, int n, float* out0, float* out1) {
-  const float* const pairs = frames.pairs;
+void deinterleave(const float* __restrict pairs, int n, float* __restrict out0, float* __restrict out1) {
   if (out1)
     for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i], out1[i] = pairs[2 * i + 1];
   else
     for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i];
+}
+
+// Runs one or two planar channels (in1 null for one) through `pass(pairs, length)` in passes of the scratch's length,
+// as interleaved frames in units of `scale`.
+template <class Pass>
+INLINED void in_passes(lanes::Scratch& scratch, const float* in0, const float* in1, float scale, int n,
+                       float* out0, float* out1, Pass pass) {
+  float* const pairs = scratch.pairs[lanes::Scratch::kBlock];
+  for (int at = 0; at < n; at += scratch.frames) {
+    const int length = n - at < scratch.frames ? n - at : scratch.frames;
+    interleave(in0 + at, (in1 ? in1 : in0) + at, length, pairs, scale);
+    pass(pairs, length);
+    deinterleave(pairs, length, out0 + at, in1 ? out1 + at : nullptr);
+  }
 }
 
 template <class V>
@@ -86,7 +103,9 @@ struct Lanes {
   }
 };
 
-INLINED Quad pairs_of(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 1, 4, 5); }  // the first of each
+INLINED Quad pairs_of(Quad a, Quad b) {
+  return __builtin_shufflevector(a, b, 0, 1, 4, 5);
+}  // the first of each
 INLINED Quad alternate(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
 INLINED Quad alternate_last(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 6, 3, 7); }
 
@@ -104,7 +123,8 @@ struct QuadOfSections {
     a2 = Quad{c[0]->a2, c[1]->a2, c[2]->a2, c[3]->a2};
     const Quad first = pairs_of(quad_pairs(&h[0]->s1), quad_pairs(&h[1]->s1));
     const Quad last = pairs_of(quad_pairs(&h[2]->s1), quad_pairs(&h[3]->s1));
-    s1 = __builtin_shufflevector(first, last, 0, 2, 4, 6), s2 = __builtin_shufflevector(first, last, 1, 3, 5, 7);
+    s1 = __builtin_shufflevector(first, last, 0, 2, 4, 6),
+    s2 = __builtin_shufflevector(first, last, 1, 3, 5, 7);
   }
 };
 
@@ -193,3 +213,7 @@ INLINED void run_wave(Wave& wave, int lag, int n) {
   const Wave done = wave;
   done.keep(n);
 }
+
+}  // namespace
+}  // namespace TARGET
+#endif

@@ -1,4 +1,42 @@
-// Sums, peaks and ramps over a block, with every rounding where the serial form has it.
+// Peaks, sums and ramps over a block, with every rounding where the serial form has it.
+#pragma once
+
+#include "lanes/lanes.h"
+
+namespace TARGET {
+namespace {
+
+[[maybe_unused]] float plain_peak(float peak, const float* x, int n) {
+  for (int i = 0; i < n; ++i) {
+    const float size = __builtin_fabsf(x[i]);
+    if (size > peak) peak = size;
+  }
+  return peak;
+}
+
+// Each square is divided before it is added: this order of rounding is the contract.
+[[maybe_unused]] void plain_mean_squares(const float* const* x, int channels, int n, float* means) {
+  for (int ch = 0; ch < channels; ++ch) {
+    means[ch] = 0.0f;
+    for (int i = 0; i < n; ++i) means[ch] += x[ch][i] * x[ch][i] / static_cast<float>(n);
+  }
+}
+
+float plain_ramp(float gain, float step, float* gains, int n) {
+  for (int i = 0; i < n; ++i) gains[i] = gain += step;
+  return gain;
+}
+
+}  // namespace
+}  // namespace TARGET
+
+#if defined(LANES)
+
+namespace TARGET {
+namespace {
+
+constexpr int kPass = 512;          // squares that wait for their turn in the sum
+constexpr int kLongestLine = 1024;  // gains
 
 union Bits {
   float value;
@@ -28,9 +66,9 @@ void squares_over(const float* x, float divisor, float* squares, int n) {
 void lanes_mean_squares(const float* const* x, int channels, int n, float* means) {
   const float* const x0 = x[0];
   const float* const x1 = x[channels - 1];
-  float terms[2][kFrames], sum0 = 0.0f, sum1 = 0.0f;
-  for (int at = 0; at < n; at += kFrames) {
-    const int length = n - at < kFrames ? n - at : kFrames;
+  float terms[2][kPass], sum0 = 0.0f, sum1 = 0.0f;
+  for (int at = 0; at < n; at += kPass) {
+    const int length = n - at < kPass ? n - at : kPass;
     squares_over(x0 + at, static_cast<float>(n), terms[0], length);
     squares_over(x1 + at, static_cast<float>(n), terms[1], length);
     for (int i = 0; i < length; ++i) sum0 += terms[0][i], sum1 += terms[1][i];
@@ -61,7 +99,7 @@ float lanes_ramp(float gain, float step, float* gains, int n) {
   while (n >= 3) {
     gains[0] = gain + step;
     const float move = (gains[0] + step) - gains[0];
-    int length = n < kFrames ? n : kFrames;  // how many gains the straight line gives
+    int length = n < kLongestLine ? n : kLongestLine;  // how many gains the straight line gives
     const auto on_line = [&](int i) { return fused(static_cast<float>(i), move, gains[0]); };
     if (!is_ordinary(gains[0]) || binade(gain) != binade(gains[0])) length = 1;
     const auto is_inside = [&](float g) {
@@ -82,3 +120,7 @@ float lanes_ramp(float gain, float step, float* gains, int n) {
   }
   return plain_ramp(gain, step, gains, n);
 }
+
+}  // namespace
+}  // namespace TARGET
+#endif

@@ -1,5 +1,16 @@
 // Vectors of 8 lanes and the few operations that the language's own vector arithmetic lacks. A pair is the two
 // channels' lanes of one section, a quad is two pairs.
+#pragma once
+
+#include "lanes/target.h"
+
+#if defined(__AVX2__) && defined(__FMA__)
+#include <immintrin.h>
+
+#define LANES  // from here on kernels have their form in lanes, too
+
+namespace TARGET {
+namespace {
 
 constexpr int kLanes = 8;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
@@ -71,3 +82,7 @@ bool all_within(Vec x, Vec from, Vec to) {
 #endif
 }
 Vec gather(const float* base, Mask index) { return _mm256_i32gather_ps(base, (__m256i)index, 4); }
+
+}  // namespace
+}  // namespace TARGET
+#endif

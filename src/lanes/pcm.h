@@ -1,4 +1,41 @@
-// Stereo PCM: a frame is 32 bits, the left sample in the lower half.
+// Interleaved 16-bit PCM to planar floats, and back.
+#pragma once
+
+#include "common/numeric.h"
+#include "lanes/lanes.h"
+
+namespace TARGET {
+namespace {
+
+[[maybe_unused]] void plain_from_pcm(const int16_t* in, const float* gains, float* const* out, int channels,
+                                     int n) {
+  for (int ch = 0; ch < channels; ++ch) {
+    const int16_t* from = in + ch;
+    for (int i = 0; i < n; ++i, from += channels) out[ch][i] = static_cast<float>(*from) * gains[ch];
+  }
+}
+
+[[maybe_unused]] void plain_to_pcm(const float* const* in, float bottom, float top, int16_t* out,
+                                   int channels, int n) {
+  for (int ch = 0; ch < channels; ++ch) {
+    int16_t* to = out + ch;
+    for (int i = 0; i < n; ++i, to += channels) {
+      float y = in[ch][i] < top ? in[ch][i] : top;
+      y = y > bottom ? y : bottom;
+      *to = static_cast<int16_t>(static_cast<uint16_t>(common::truncate_to_int(static_cast<double>(y))));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace TARGET
+
+#if defined(LANES)
+
+namespace TARGET {
+namespace {
+
+// A stereo frame is 32 bits, the left sample in the lower half.
 
 void lanes_from_pcm(const int16_t* in, const float* gains, float* const* out, int channels, int n) {
   if (channels != 2) return plain_from_pcm(in, gains, out, channels, n);
@@ -31,3 +68,7 @@ void lanes_to_pcm(const float* const* in, float bottom, float top, int16_t* out,
   const float* const rest[2] = {in[0] + i, in[1] + i};
   plain_to_pcm(rest, bottom, top, out + 2 * i, 2, n - i);
 }
+
+}  // namespace
+}  // namespace TARGET
+#endif

@@ -1,0 +1,127 @@
+// The sound of the exciter: high-pass, bias and soft clipper, high-pass, mix.
+#pragma once
+
+#include "lanes/block.h"
+#include "zelkaudio_effect_eqdrc.h"
+
+namespace tone {
+
+struct ExciterChannel {
+  const BiquadCoeffs *pre, *post;
+  BiquadHistory *pre_history, *post_history;
+  float bias, drive, wet, dry;
+  float scale;  // full scale, a power of two
+  const float* in;
+  float* out;
+};
+using ExciterJob = lanes::Job<ExciterChannel>;
+extern const lanes::Kind kExciterKind;
+
+}  // namespace tone
+
+#if defined(TARGET)
+
+#include "lanes/section.h"
+
+namespace TARGET {
+namespace {
+
+using tone::ExciterChannel;
+using tone::ExciterJob;
+
+// 1.5 u - 0.5 u^3 between -1 and 1, where its slope reaches 0. NaN is 1.
+float soft_clip(float u) {
+  if (!(u <= 1.0f)) return 1.0f;
+  return u >= -1.0f ? u * fused(-u, 0.5f * u, 1.5f) : -1.0f;
+}
+
+[[maybe_unused]] void plain(const ExciterJob& job, int n) {
+  for (int ch = 0; ch < job.count; ++ch) {
+    const ExciterChannel c = job.channels[ch];
+    const BiquadCoeffs pre = *c.pre, post = *c.post;
+    BiquadHistory pre_history = *c.pre_history, post_history = *c.post_history;
+    for (int i = 0; i < n; ++i) {
+      const float x = c.in[i] / c.scale;
+      const float high = section_step(pre, pre_history, x);
+      const float shaped = soft_clip((high + c.bias) * c.drive);
+      const float w = section_step(post, post_history, shaped);  // without the offset that the bias makes
+      c.out[i] = c.scale * fused(c.wet, w, c.dry * x);
+    }
+    *c.pre_history = pre_history, *c.post_history = post_history;
+  }
+}
+
+}  // namespace
+}  // namespace TARGET
+
+#if defined(LANES)
+
+#include "lanes/parts.h"
+
+namespace TARGET {
+namespace {
+
+//
+//   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then
+struct ExciterPart {
+  static constexpr int kQuads = 1, kLag = 3;
+  const ExciterChannel* const* channels;
+  int start;
+  Quad bias, drive, wet, dry;
+  Quad clipping, clipped;  // on its way, and done
+  Quad scale;
+  float* pairs;
+
+  ExciterPart(const ExciterChannel* const (&c)[2], int first_step, float* frames)
+      : channels(c),
+        start(first_step),
+        bias(both(c, &ExciterChannel::bias)),
+        drive(both(c, &ExciterChannel::drive)),
+        wet(both(c, &ExciterChannel::wet)),
+        dry(both(c, &ExciterChannel::dry)),
+        clipping{},
+        clipped{},
+        scale(both(c, &ExciterChannel::scale)),
+        pairs(frames) {}
+
+  int last_step() const { return start + kLag; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int at) const {
+    for (int c = 0; c < 2; ++c) {
+      lanes.place(at + c, start, *channels[c]->pre, *channels[c]->pre_history);
+      lanes.place(at + 2 + c, start + kLag, *channels[c]->post, *channels[c]->post_history);
+    }
+  }
+  // The curve is 1 at 1 and -1 at -1, so limiting its argument limits it.
+  INLINED static Quad clip(Quad u) {
+    const Quad v = larger(smaller(u, Quad{} + 1.0f), Quad{} - 1.0f);  // NaN is 1
+    return v * fused(-v, 0.5f * v, Quad{} + 1.5f);
+  }
+  template <bool kEdge>
+  INLINED void feed(const Quad* y, Quad* x, int step, int) {
+    x[0] = pairs_of(quad_pairs(pairs + 2 * (step - start)), clipped);
+    clipped = clipping;
+    clipping = clip((y[0] + bias) * drive);
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int step, int) {
+    const int t = step - start - kLag;
+    if (kEdge && t < 0) return;
+    store_last_pair(pairs + 2 * t, scale * fused(wet, y[0], dry * quad_pairs(pairs + 2 * t)));
+  }
+  INLINED void finish(int) const {}
+};
+
+void in_lanes(const ExciterJob& job, int n, lanes::Scratch& scratch) {
+  if (job.count < 1) return;
+  const ExciterChannel &a = job.channels[0], *b = job.count == 2 ? &job.channels[1] : nullptr;
+  const Stereo<ExciterChannel> s(a, b);
+  in_passes(scratch, a.in, b ? b->in : nullptr, 1.0f / a.scale, n, a.out, b ? b->out : nullptr,
+            [&](float* pairs, int length) { run_part(ExciterPart(s.channels, 0, pairs), length); });
+}
+
+}  // namespace
+}  // namespace TARGET
+#endif
+#endif
