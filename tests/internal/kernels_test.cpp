@@ -159,7 +159,8 @@ const std::vector<support::Record>& records() {
             {82, 0},
             {63, 30000},
             {410, 1e9f}}),
-      with({{25, NAN}}),  // a whole channel
+      with(
+          {{25, NAN}, {216, -200}, {220, -1}}),  // a whole channel; a follower that its release takes below 0
   };
   return all;
 }
@@ -325,20 +326,22 @@ TEST_CASE(
   const struct {
     size_t record;
     int channels, block, mono;
-  } rows[] = {{0, 2, 480, 0}, {0, 1, 64, 0}, {1, 2, 64, 0}, {2, 2, 64, 0}, {0, 2, 64, kMono}};
+  } rows[] = {{0, 2, 480, 0}, {0, 1, 64, 0},     {1, 2, 64, 0},
+              {2, 2, 64, 0},  {0, 2, 64, kMono}, {0, 2, 1025, 0}};
   for (const auto& r : rows)
     for (int on = 0; on < 256; ++on) {
       // Both modes of the last effect matter after all the others, and after the compressor alone.
       if (on > 63 && on != 255 && on != 0xe0) continue;
       support::Record record = records()[r.record];
       record[3] = static_cast<float>(r.channels), record[20] = record[25] = 0;
-      support::put(record, 30, {-10, 20, 20, 20, 10});  // a gain that moves from the third block of 10 ms on
+      // A gain that moves from the third block of 10 ms on, or of a block that is longer than what shares a loop.
+      support::put(record, 30, {-10, 20, 20, 20, r.block > 480 ? 22.0f : 10.0f});
       for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
       ByHand by_hand(record, r.channels, r.block, r.mono);
       std::vector<support::Chain> chains;
       for (int row = 0; row < lanes::kTargetCount; ++row)
         chains.push_back(chain_with_mono(record, r.block, r.mono));
-      for (int block = 0; block < 2400 / r.block; ++block) {
+      for (int block = 0; block < std::max(4, 2400 / r.block); ++block) {
         const auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
         lanes::use_target(scalar());
         const auto expected = by_hand.process(pcm);
