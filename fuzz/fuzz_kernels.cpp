@@ -3,8 +3,8 @@
 // Input: as fuzz_chain's: choices, block length, a record of 2000 bytes, then 16-bit PCM.
 #include <cstdlib>
 
-#include "lanes/target.h"
 #include "fuzz/fuzz.h"
+#include "lanes/target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);

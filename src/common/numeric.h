@@ -12,7 +12,8 @@
 #error "this library's output is exact to the bit: build it without -ffast-math, -Ofast and their parts"
 #endif
 #if FLT_EVAL_METHOD != 0
-#error "this library's output is exact to the bit: floats must be computed as floats, on x86 with -mfpmath=sse"
+#error \
+    "this library's output is exact to the bit: floats must be computed as floats, on x86 with -mfpmath=sse"
 #endif
 
 namespace common {
