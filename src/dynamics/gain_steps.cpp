@@ -5,26 +5,16 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 
 #include "common/numeric.h"
 
 namespace {
 
+using common::bits_of, common::float_of;
 using dynamics::GainSteps;
 
-// Non-negative floats and their bits stand in the same order.
-uint32_t bits_of(float x) {
-  uint32_t bits;
-  std::memcpy(&bits, &x, sizeof bits);
-  return bits;
-}
-float float_of(uint32_t bits) {
-  float x;
-  std::memcpy(&x, &bits, sizeof x);
-  return x;
-}
-constexpr uint32_t kInfinity = 0x7f800000;  // its bits
+constexpr uint32_t kInfinity =
+    0x7f800000;  // its bits; non-negative floats and their bits stand in the same order
 
 struct Scale {
   float start, scale, full_scale_log10;

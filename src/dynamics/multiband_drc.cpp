@@ -176,8 +176,6 @@ dynamics::MultibandChannel channel_for_kernel(MultiBandDRCState& s, int ch, cons
 
 }  // namespace
 
-const lanes::Kind dynamics::kMultibandKind{false};
-
 void dynamics::join(MultiBandDRCState& s, float** in, float** out, lanes::Block& block) {
   s.job.count = channels_of(s);
   for (int ch = 0; ch < s.job.count; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
@@ -185,10 +183,7 @@ void dynamics::join(MultiBandDRCState& s, float** in, float** out, lanes::Block&
 }
 
 int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  dynamics::join(*s, in, out, block);
-  block.run();
-  return s->channels;
+  return lanes::process_alone(*s, dynamics::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -305,8 +300,4 @@ MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sam
 
 void dynamics::share_scratch(MultiBandDRCState& s) { s.scratch.reset(); }
 
-int MultiBandDRC_Destroy(MultiBandDRCState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int MultiBandDRC_Destroy(MultiBandDRCState* s) { return common::destroy(s); }
