@@ -48,19 +48,17 @@ TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
                {-23, {{-72, 10}, {-36, 10}, {-23, 60}, {-36, 10}, {-72, 10}}},
                {-23, {{-26, 20}, {-20, 20.1}, {-26, 20}}},
                {-23, {{0, 20}}}};  // five channels
-  for (size_t c = 0; c < 6; ++c)
-    for (int block : {480, 1024}) {
-      if (c == 5 && block != 480) continue;  // the ring of five channels holds whole blocks of 480 only
-      CAPTURES(c, block);
-      Meter m(c == 5 ? 5 : 2, 400, 400);
-      for (const auto& [level_dBFS, seconds] : cases[c].segments) {
-        std::vector<double> amplitudes(2, level_dBFS);
-        if (c == 5) amplitudes = {-28, -28, -24, -30, -30};
-        for (double& level : amplitudes) level = full_scale(level);
-        m.feed(amplitudes, 1000, int(std::lround(seconds * 48000)), block);
-      }
-      CHECK(std::fabs(m.reading() - cases[c].expected) < 0.1);
+  for (size_t c = 0; c < 6; ++c) {
+    CAPTURE(c);
+    Meter m(c == 5 ? 5 : 2, 400, 400);
+    for (const auto& [level_dBFS, seconds] : cases[c].segments) {
+      std::vector<double> amplitudes(2, level_dBFS);
+      if (c == 5) amplitudes = {-28, -28, -24, -30, -30};
+      for (double& level : amplitudes) level = full_scale(level);
+      m.feed(amplitudes, 1000, int(std::lround(seconds * 48000)));
     }
+    CHECK(std::fabs(m.reading() - cases[c].expected) < 0.1);
+  }
 }
 
 TEST_CASE("blocks down to 10 LU below the mean count, and none below that") {
@@ -192,9 +190,7 @@ TEST_CASE("a sample enters the window's sum when the oldest has left it") {
 }
 
 TEST_CASE("a meter that cannot be made is null") {
-  const auto outcome = in_child([] { std::exit(ebur128_init(20, 48000, 2, 400, 100) ? 1 : 0); });
-  CHECK(outcome.status == 0);
-  CHECK(logged(outcome.err, "ebur128_init", "bit_rate is wrong!\n"));
+  CHECK(!Meter(2, 400, 100, 20));
   CHECK(!Meter(1025, 400, 100));
   CHECK(!Meter(40, 44739, 100));  // 40 x 2147472 samples
   CHECK(ebur128_gatedloudness(nullptr) == -1000.0f);
