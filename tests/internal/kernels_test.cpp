@@ -10,7 +10,6 @@
 #include "internal/run_job.h"
 #include "modules.h"
 #include "tone/bass_enhancer.kernel.h"
-#include "tone/eq10.kernel.h"
 
 using support::Module;
 using support::noise;
@@ -19,19 +18,8 @@ using support::Samples;
 
 namespace {
 
-// Around the vector widths and the lengths of the waves, real blocks, and one that is cut.
-const int kLengths[] = {1, 2, 3, 7, 11, 13, 63, 64, 480, 1024, 1500};
-
 // As a host's constructors see it that links statically.
 const lanes::Target* const before_main = &lanes::target();
-
-std::vector<BiquadCoeffs> sections(int count, float fc) {
-  std::vector<BiquadCoeffs> coeffs(static_cast<size_t>(count));
-  for (int k = 0; k < count; ++k)
-    filter_calculateCoeffs(&coeffs[static_cast<size_t>(k)].b0, k % 6, 48000.0f,
-                           fc * static_cast<float>(1 + k), 1.5f, k % 2 ? 6.0f : -4.5f);
-  return coeffs;
-}
 
 }  // namespace
 
@@ -40,50 +28,6 @@ TEST_CASE("the widest row is chosen before any constructor of the host runs") {
   for (int row = 0; row < lanes::kTargetCount; ++row)
     if (lanes::kTargets[row]->runs_here()) widest = lanes::kTargets[row];
   CHECK(before_main == widest);
-}
-
-TEST_CASE("every kernel row cascades sections to the bits of the scalar row, histories included") {
-  struct {
-    int sections[3];
-  } const rows[] = {{{10, 10, 10}}, {{1, 1, 0}}, {{3, 7, 7}},    {{4, 5, 5}},
-                    {{25, 25, 2}},  {{0, 0, 9}}, {{12, 12, 12}}, {{6, 6, 6}}};
-  for_each_row(
-      [&](const lanes::Target& kernels) {
-        for (const auto& r : rows)
-          for (int channels = 1; channels <= 3; ++channels)
-            for (int n : kLengths) {
-              CAPTURES(r.sections[0], channels, n);
-              std::vector<BiquadCoeffs> coeffs[3];
-              std::vector<BiquadHistory> history[2][3];
-              std::vector<Samples> x[2];
-              for (int ch = 0; ch < 3; ++ch) {
-                coeffs[ch] = sections(r.sections[ch], 70.0f + 30.0f * static_cast<float>(ch));
-                for (auto& h : history) h[ch].resize(coeffs[ch].size());
-                // The spare sample shows an overrun. The infinity in the last frame must stay in its channel's histories.
-                Samples s = noise(n + 1, 32767.0f, static_cast<uint32_t>(ch + n));
-                if (n == 63 && ch == 1) s[62] = INFINITY;
-                for (auto& side : x) side.push_back(s);
-              }
-              for (int block = 0; block < 3; ++block)  // histories have to carry over
-                for (int side = 0; side < 2; ++side) {
-                  for (int first = 0; first < channels; first += 2) {
-                    tone::CascadeJob job{{}, std::min(2, channels - first)};
-                    for (int i = 0; i < job.count; ++i) {
-                      const auto ch = static_cast<size_t>(first + i);
-                      float* const y = x[side][ch].data();
-                      auto* const h = history[side][ch].data();
-                      job.channels[i] = {coeffs[ch].data(), h, r.sections[ch], y, y, nullptr, 0};
-                    }
-                    run_job(side ? kernels : scalar(), tone::kCascadeKind, &job, n);
-                  }
-                }
-              for (size_t ch = 0; ch < 3; ++ch) {
-                REQUIRE(same_bits(x[0][ch], x[1][ch]));
-                REQUIRE(same_bits(history[0][ch], history[1][ch]));
-              }
-            }
-      },
-      1);
 }
 
 namespace {
@@ -162,7 +106,7 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
                 for (int round = 0; round < 3; ++round)
                   for (int n : lengths) {
                     support::Planar x({passage(n, seed), passage(n, seed + 7)}), y({x.data[0], x.data[1]});
-                    const size_t at = static_cast<size_t>(n / 2);
+                    const size_t at = static_cast<size_t>(record % 4 < 2 ? n / 2 : n - 1);
                     if (seed == 16)  // late, for it stays in the histories
                       x.data[1][at] = y.data[1][at] = record % 2 ? NAN : INFINITY;
                     lanes::use_target(scalar());
@@ -345,17 +289,14 @@ TEST_CASE("an exciter's clipper answers 1 to what is not a number, and the dry s
       for (size_t at : {0u, 3u, 12u, 40u}) {
         const Exciter exciter(Exciter_Init(section, 16, 48000, 2, 0));
         std::vector<Samples> x(2, Samples(64));
-        x[bad] = noise(64, 1000), x[bad][at] = NAN;
-        std::fill_n(x[bad].begin(), at, 0.0f);
+        x[bad][at] = NAN;
         const auto y = exciter.run(x);
         CHECK(support::peak(y[1 - bad]) == 0);
-        CHECK(std::isnan(y[bad][at]));
         BiquadHistory h{};  // the second high-pass hears a step
         update_biquad_filter(&c.b0, &h.s1, 1);
-        for (size_t i = at + 1; i < 64; ++i) {
-          const double step = update_biquad_filter(&c.b0, &h.s1, 1), dry = x[bad][i];
-          CHECK(y[bad][i] == doctest::Approx(0.25 * 32768 / 10 * step + 0.75 * dry).epsilon(1e-5));
-        }
+        for (size_t i = at + 1; i < 64; ++i)
+          CHECK(y[bad][i] ==
+                doctest::Approx(819.2 * double(update_biquad_filter(&c.b0, &h.s1, 1))).epsilon(1e-5));
       }
   });
 }
