@@ -46,7 +46,6 @@ TEST_CASE("the driver sends whole blocks of its input through the chain, and say
     size_t tuning_bytes = 2000;
   } rows[] = {
       {"none", kChain},
-      {"no frames", kNothing, "?", 0, 0},
       {"less than a block", kNothing, "?", 0, kBlock - 1},
       {"a partial block", kChain, "?", 0, 3 * kBlock - 1},
       {"no tuning", kError},
@@ -80,15 +79,11 @@ TEST_CASE("the driver sends whole blocks of its input through the chain, and say
 
     const auto child = directory.run();
     CHECK(child.status == (r.result == kError || ended ? 255 : 0));
-    double seconds = -1;
-    char names[40] = "";
-    std::sscanf(child.out.c_str(), "Finished, speech_time = 0.000000, cost_time = %lf\n%39[^\n]", &seconds,
-                names);
-    if (ended)
-      CHECK(child.out.empty());
-    else
-      CHECK((seconds >= 0 ? names == std::string("raw.pcm process.pcm 0522_48000HZ.bin")
-                          : r.result == kError && child.out == "error\n"));
+    // "Finished, speech_time = 0.000000, cost_time = 0.012345", and the arguments
+    const std::string told = child.out.substr(0, child.out.find("cost_time = ")),
+                      finished = "Finished, speech_time = 0.000000, ";
+    CHECK(told == (ended ? "" : r.result == kError ? "error\n" : finished));
+    CHECK(count(child.out, "\nraw.pcm process.pcm 0522_48000HZ.bin\n") == (told == finished));
     CHECK(count(child.err, r.message) == r.times);
     CHECK(count(child.err, "open file fail") == (fault == "no input" || fault == "output cannot be opened"));
     if (r.result == kUnread) continue;

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "support.h"
@@ -65,21 +64,15 @@ TEST_CASE("each channel runs the slots that its enables count, in series, and hi
     // (channel, band) of each slot that each channel runs; (-1, n) for n slots that no band was designed into.
     std::vector<std::pair<int, int>> runs[2];
   } rows[] = {
-      {"none", 0, {}, {{}, {}}},
       {"packed", 0, {{0, 2, 1}, {0, 7, 1}, {1, 0, 1}}, {{{0, 2}, {0, 7}}, {{1, 0}}}},
-      {"only the second channel", 0, {{1, 3, 1}, {1, 9, 1}}, {{}, {{1, 3}, {1, 9}}}},
       {"linked", 1, {{0, 1, 1}, {0, 6, 1}}, {{{0, 1}, {0, 6}}, {{0, 1}, {0, 6}}}},
-      {"2 takes the next's first",
-       0,
-       {{0, 4, 2}, {1, 1, 1}, {1, 5, 1}},
-       {{{0, 4}, {1, 1}}, {{1, 5}, {-1, 1}}}},
+      {"2 takes the next's", 0, {{0, 4, 2}, {1, 1, 1}, {1, 5, 1}}, {{{0, 4}, {1, 1}}, {{1, 5}, {-1, 1}}}},
       {"2 in the last channel", 0, {{0, 4, 1}, {1, 1, 2}}, {{{0, 4}}, {{1, 1}, {-1, 1}}}},
       {"1.9 is 1, 0.9 is 0", 0, {{0, 0, 0.9f}, {0, 1, 1.9f}, {0, 2, -0.9f}}, {{{0, 1}}, {}}},
       {"a negative sum leaves the slot to the next", 0, {{0, 3, -1}, {1, 2, 1}}, {{}, {{0, 3}}}},
-      {"a sum of 0", 0, {{0, 3, 1}, {0, 4, -1}, {1, 2, 1}}, {{}, {{0, 3}}}},
       {"more than all slots", 0, {{0, 3, huge}, {1, 2, 1}}, {{{0, 3}, {1, 2}, {-1, 18}}, {}}},
       {"the sum wraps to -2", 0, {{0, 3, huge}, {0, 4, huge}, {1, 2, 1}}, {{}, {{0, 3}}}},
-      {"not a number", 0, {{0, 3, std::numeric_limits<float>::quiet_NaN()}, {1, 2, 1}}, {{}, {{1, 2}}}},
+      {"not a number", 0, {{0, 3, NAN}, {1, 2, 1}}, {{}, {{1, 2}}}},
   };
   for (const auto& r : rows) {
     CAPTURE(r.what);

@@ -91,9 +91,7 @@ TEST_CASE("sections that blow up or never come to rest are told from those that 
     Fate fate;
   } rows[] = {
       {BandPass, 48000, 23545, 5.2f, 0, Fate::not_finite},
-      {BandPass, 48000, 23200, 11, 0, Fate::not_finite},
       {BandPass, 44100, 21200, 11, 0, Fate::not_finite},
-      {BandPass, 16000, 7700, 11, 0, Fate::not_finite},
       {BandPass, 8000, 3900, 8, 0, Fate::not_finite},
       {BandPass, 48000, 22500, 5.2f, 0, Fate::unstable},
       {Parametric, 48000, 30000, 1, 3, Fate::unstable},
@@ -108,10 +106,8 @@ TEST_CASE("sections that blow up or never come to rest are told from those that 
       {ButterworthHP, 192000, 5, 1, 0, Fate::lingers},
       // What people use, and the corners of the equalizer's range.
       {ButterworthHP, 48000, 20, 1, 0, Fate::rests},
-      {ButterworthHP, 192000, 20, 1, 0, Fate::rests},
       {ButterworthLP, 192000, 20, 1, 0, Fate::rests},
       {ButterworthHP, 48000, 23990, 1, 0, Fate::rests},
-      {Parametric, 48000, 30, 16, 20, Fate::rests},
       {Parametric, 192000, 30, 16, 20, Fate::rests},
       {Parametric, 48000, 23900, 16, 20, Fate::rests},
       {LowShelf, 48000, 20, 2, 20, Fate::rests},
