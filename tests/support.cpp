@@ -119,9 +119,9 @@ std::string logged_by(const std::string& log, const std::string& function) {
 }
 
 int count_logged(const std::string& log, const std::string& function, const std::string& text) {
-  int count = 0;
-  for (const std::string& logged : texts_logged_by(log, function)) count += logged.rfind(text, 0) == 0;
-  return count;
+  const auto texts = texts_logged_by(log, function);
+  return int(
+      std::count_if(texts.begin(), texts.end(), [&](const std::string& t) { return t.rfind(text, 0) == 0; }));
 }
 
 bool logged(const std::string& log, const std::string& function, const std::string& text) {

@@ -54,16 +54,9 @@ std::set<std::string> predicted(const Case& c) {
 // ---- Records ---------------------------------------------------------------------------------------
 // A record with every effect on that the chain takes without a word.
 Record everything_on() {
-  static const Record tv = host::preset("tv");  // read once: ten thousand records start from it
-  Record record = tv;
+  Record record = host::preset("tv");
   for (size_t flag = 10; flag < 18; ++flag) record[flag] = 1.0f;
   return record;
-}
-
-std::string told(const Case& c) {
-  std::string text = "block " + std::to_string(c.block) + "\n";
-  for (const Finding& f : c.findings) text += f.where + ": " + f.text + " [" + f.message + "]\n";
-  return text + host::to_text(c.record);
 }
 
 }  // namespace
@@ -87,7 +80,7 @@ TEST_CASE("what the checker passes runs without a word, and it knows every compl
       const std::set<std::string> said = complaints(outcome.err), expected = predicted(c);
       if (outcome.status == 0 || outcome.signal != 0 ||
           !std::includes(expected.begin(), expected.end(), said.begin(), said.end()))
-        FAIL(outcome.err << told(c));
+        FAIL(outcome.err << host::to_text(c.record));
     }
     const support::Outcome outcome = support::in_child([&] {
       for (const Case& c : usable) std::fputs(((run(c) ? "" : "null\n") + mark).c_str(), stderr);
@@ -96,7 +89,7 @@ TEST_CASE("what the checker passes runs without a word, and it knows every compl
     for (const Case& c : usable) {
       const size_t end = outcome.err.find(mark, at);
       if (end == std::string::npos || complaints(outcome.err.substr(at, end - at)) != predicted(c))
-        FAIL(outcome.err.substr(at) << told(c));
+        FAIL(outcome.err.substr(at) << host::to_text(c.record));
       ++(predicted(c).empty() ? silent : complained);
       at = end + mark.size();
     }
@@ -179,10 +172,8 @@ TEST_CASE("every rule passes what lies inside its bound and tells of what lies o
       {kWarning, kExciter, 0, -kInf, "even_harmonics is infinite", with(AUDIOPOST_EXCITER_ENABLE, 2)},
       {kNote, kBell + AUDIOPOST_EQ10_TYPE, 1, 1.5f, "type 1.5 is read as the integer 1"},
       {kUnstable, kGain, 650, 651, "gain_dB 651 dB is more than a float can hold"},
-      {kUnstable, kBass + AUDIOPOST_BASS_AMOUNT_DB, 650, 1e9f, "amount_dB 1e+09 dB is more than"},
       {kUnstable, kMid2 + AUDIOPOST_DRC_GAIN_DB, 650, above(650), "gain_dB 650.00006 dB is more than"},
       {kWarning, AUDIOPOST_EQ10_ENABLE, 1, 2, "enable is 2: the chain creates the effect but never runs it"},
-      {kWarning, AUDIOPOST_AGC_ENABLE, 0, -1, "enable is -1: the chain creates the effect but never runs it"},
       {kFatal, kChannelCount, 2, 3, "allows one or two channels and the record has 3"},
       {kUnstable, kAuto + AUDIOPOST_AUTOGAIN_ATTACK_TIME, 0, below(0), "attack_time -1e-45 ms"},
       {kWarning, kLow + AUDIOPOST_DRC_RELEASE_TIME, 0, -1, "release_time -1 ms is negative"},
@@ -190,7 +181,6 @@ TEST_CASE("every rule passes what lies inside its bound and tells of what lies o
       {kNote, kPeak + AUDIOPOST_MAXIMIZER_RELEASE, 1e-9f, 0, "release is 0"},
       {kWarning, kMid2 + AUDIOPOST_DRC_ATTACK_TIME, 44739, 44740, "attack_time 44740 ms is too long"},
       {kNote, kLow + AUDIOPOST_DRC_HOLD_TIME, 0.9f, 1, "hold_time has no effect"},
-      {kNote, kPeak + AUDIOPOST_AGC_HOLD_TIME, 0, 0.1f, "hold_time has no effect"},
       // Filters.
       {kUnstable, kExciter + AUDIOPOST_EXCITER_CUTOFF, 1e-9f, 0, "Cutoff 0 Hz is not above 0"},
       {kWarning, kBell + AUDIOPOST_EQ10_FC, 1e-9f, -1000, "fc -1000 Hz is not above 0",
@@ -200,8 +190,6 @@ TEST_CASE("every rule passes what lies inside its bound and tells of what lies o
       {kUnstable, kDeEsser, below(24000), 24000, "f0 24000 Hz is not below half the sample rate, 24000 Hz"},
       {kUnstable, kMid2 + AUDIOPOST_DRC_FREQ_END, below(24000), 24000, "freq_end 24000 Hz is not"},
       {kUnstable, kMid1 + AUDIOPOST_DRC_FREQ_START, below(24000), 30000, "freq_start 30000 Hz is not"},
-      {kWarning, kBell + AUDIOPOST_EQ10_FC, below(24000), 24000, "fc 24000 Hz is not",
-       with(AUDIOPOST_EQ10_ENABLE, 3)},
       {kUnstable, kBass + AUDIOPOST_BASS_FREQ, below(8000), 8000, "three times freq 8000 Hz is not"},
       {kUnstable, kBell + AUDIOPOST_EQ10_FC, 20000, 23545, "fc 23545 Hz, Q 5.2",
        with(kBell + AUDIOPOST_EQ10_TYPE, BandPass, kBell + AUDIOPOST_EQ10_Q, 5.2f)},

@@ -238,24 +238,22 @@ using Effect = support::Effect<State, Process, Destroy>;
 TEST_CASE("samples that are not numbers come out as full scale, wherever in a block") {
   const struct {
     float bottom, top;
-    int16_t lowest, highest, not_a_number;
-  } rows[] = {{-32768.0f, 32767.0f, -32768, 32767, 32767},
-              {-8388608.0f, 8388607.0f, 0, -1, -1},  // the low 16 bits
-              {-2147483648.0f, 2147483648.0f, 0, -1, -1}};
+    int16_t lowest, highest;  // not a number is highest, too
+  } rows[] = {{-32768.0f, 32767.0f, -32768, 32767},
+              {-8388608.0f, 8388607.0f, 0, -1},  // the low 16 bits
+              {-2147483648.0f, 2147483648.0f, 0, -1}};
   for_each_row([&](const lanes::Target& kernels) {
     for (const auto& r : rows)
       for (int channels = 1; channels <= 3; ++channels) {
         const float values[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 100.9f, -100.9f, -NAN};
-        const int16_t answers[] = {r.not_a_number, r.highest, r.lowest, r.highest,
-                                   r.lowest,       100,       -100,     r.not_a_number};
+        const int16_t answers[] = {r.highest, r.highest, r.lowest, r.highest, r.lowest, 100, -100, r.highest};
         constexpr int kFrames = 45;
         support::Planar x(std::vector<Samples>(3, Samples(kFrames)));
         std::vector<int16_t> expected, got(size_t(kFrames * channels));
-        for (int i = 0; i < kFrames; ++i)
-          for (int ch = 0; ch < channels; ++ch) {
-            x.data[size_t(ch)][size_t(i)] = values[(i + 3 * ch) % 8];
-            expected.push_back(answers[(i + 3 * ch) % 8]);
-          }
+        for (int i = 0; i < kFrames * channels; ++i) {
+          x.data[size_t(i % channels)][size_t(i / channels)] = values[i * 3 % 8];
+          expected.push_back(answers[i * 3 % 8]);
+        }
         kernels.to_pcm(x(), r.bottom, r.top, got.data(), channels, kFrames);
         CHECK(got == expected);
       }
