@@ -209,16 +209,3 @@ TEST_CASE("an effect is created for any flag but 0, and runs at exactly 1") {
     CHECK((child.err.find("(Maximizer_PrintPara()") != std::string::npos) == (flag > 0));
   }
 }
-
-TEST_CASE("effects are created and listed in processing order") {
-  const std::string log = in_child([] { chain_of(full_record().data(), 480); }).err;
-  size_t at = 0;
-  for (const char* name :
-       {"AutoGain", "BassEnhancer", "Exciter", "DeEsser", "EQ10", "MultiBandDRC", "Maximizer"}) {
-    CAPTURE(std::string(name));
-    const std::string head = std::string("LOG (") + name + "_PrintPara(): ,";
-    CHECK(log.find(head) > at);
-    CHECK(log.find(head) != std::string::npos);
-    at = log.rfind(head);
-  }
-}

@@ -163,13 +163,6 @@ TEST_CASE("an adjustment reaches the channel it names, or all that are linked, a
     }
 }
 
-TEST_CASE("without a section a handle has the defaults of both modes") {
-  const Limiter::Base l(Maximizer_Init(nullptr, 16, 48000, 1, kBlock, 0));
-  std::vector<float> got(11);
-  Maximizer_GetPara(l.get(), got.data());
-  CHECK(got == std::vector<float>{-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200});
-}
-
 TEST_CASE("a sample that is not a number passes, on either path, and changes no other") {
   const struct {
     decltype(&Maximizer_Process) process;

@@ -238,28 +238,6 @@ TEST_CASE("AGC and limiter settle on their curves") {
   }
 }
 
-TEST_CASE("the bass enhancer's shaper and harmonics measure as its drive and blend design them") {
-  // Full scale is 1. The measured shaper is a series of 60 terms: it rounds the bends of a hard-driven curve.
-  const struct {
-    float drive, blend, floor_active, rate;
-    double tolerance;
-  } rows[] = {{6, 5, 0, 48000, 0.0015}, {3, 8, 1, 8000, 0.0015}, {11, 10, 1, 48000, 0.008}};
-  for (const auto& row : rows) {
-    Record record = support::plain_record(1);
-    set(record, 0, {row.rate}), set(record, 60, {-3, row.drive, row.blend, 80, row.floor_active, 50});
-    const BassStage stage = bass_stage(record, 0);
-    const auto designed = bass_shaper(stage), measured = measured_bass_shaper(record, 0);
-    double worst = 0;
-    for (double x = -1; x <= 1; x += 1.0 / 64) worst = wider(worst, measured(x) - designed(x));
-    CAPTURES(row.drive, row.rate, worst);
-    CHECK(worst < row.tolerance);
-    const auto harmonics = bass_harmonics(stage, double{row.rate}, 60, 0.25, 5);
-    const auto played = measured_bass_harmonics(record, 0, 60, 0.25, 5);
-    for (size_t k = 0; k < 5; ++k)
-      if (harmonics[k] > 1e-4) CHECK(std::abs(to_dB(played[k] / harmonics[k])) < 0.1);
-  }
-}
-
 TEST_CASE("distortion is that of a clipped sine, and next to none where nothing clips") {
   Record record = support::plain_record(2);
   set(record, 20, {12}), set(record, 25, {12});
