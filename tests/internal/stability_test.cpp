@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <numeric>
 #include <random>
 
 #include "common/flush_denormals.h"
@@ -167,9 +168,7 @@ TEST_CASE("the rounding noise of a section is what is predicted from its coeffic
     }
   }
   CHECK(off.size() > 120);
-  double sum = 0;
-  for (const double dB : off) sum += dB;
-  CHECK(std::fabs(sum / double(off.size())) < 0.3);
+  CHECK(std::fabs(std::accumulate(off.begin(), off.end(), 0.0) / double(off.size())) < 0.3);
 }
 
 TEST_CASE("the peak gain of sections in series is the largest value of their response, or a little more") {
