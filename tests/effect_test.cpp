@@ -125,8 +125,8 @@ TEST_CASE("a retuned tone effect is a new one, however its memory, buffers and b
        {0, 0, 1, 100, 0, 20, 0, 0, 0, 0, 0, 6, 10.5f, NAN, 1, 1e9f, 0, 0, 0, 0}},
       {kExciter,
        {0, 0.25f, 2000, 1, 0, 0.125f, 0, 4000, 0.75f, 0},
-       {NAN, 1e9f, 1000, 0.5f, 0, 0, -1e9f, NAN, INFINITY, 0}},
-      {kDeEsser, {5000, -60, 0, 0, 0, 8000, -20, 0, 0, 0}, {NAN, -30, 0, 0, 0, 24000, -INFINITY, 0, 0, 0}}};
+       {NAN, 1e9f, 1000, 0.5f, 0, 0, -1e9f, NAN, 1, 0}},
+      {kDeEsser, {5000, -60, 0, 0, 0, 8000, -20, 0, 0, 0}, {NAN, -30, 0, 0, 0, 24000, -1e9f, 0, 0, 0}}};
   for (const auto& r : rows) {
     const Module& m = kModule[r.module];
     CAPTURE(m.name);
