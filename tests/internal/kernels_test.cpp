@@ -3,12 +3,10 @@
 
 #include <algorithm>
 #include <bitset>
-#include <memory>
 
 #include "filters/biquad.h"
-#include "full_record.h"
+#include "internal/by_hand.h"
 #include "internal/run_job.h"
-#include "modules.h"
 #include "tone/bass_enhancer.kernel.h"
 
 using support::Module;
@@ -125,42 +123,6 @@ TEST_CASE("every effect gives the scalar row's bits in every kernel row, block a
 
 namespace {
 
-// The chain by hand: the exported functions one after another, on float buffers. The effects in `mono`, a bit each, see
-// one channel only.
-struct ByHand {
-  ByHand(const support::Record& r, int channels, int block, int mono)
-      : record(r), n(block), x(std::vector<Samples>(size_t(channels), Samples(size_t(block)))) {
-    for (int m = 0; m < support::kModules; ++m) {
-      const Module& module = support::kModule[m];
-      const support::Setting setting{16, 48000, mono >> m & 1 ? 1 : channels, n, 0};
-      handles.emplace_back(module.init(&record[size_t(module.section)], setting), module.destroy);
-    }
-  }
-  bool on(size_t flag) const { return record[10 + flag] == 1.0f; }
-  std::vector<int16_t> process(const std::vector<int16_t>& pcm) {
-    const size_t channels = x.data.size();
-    for (size_t i = 0; i < pcm.size(); ++i) x.data[i % channels][i / channels] = pcm[i];
-    for (size_t m = 0; m < support::kModules; ++m) {
-      const Module& module = support::kModule[m];
-      if (m == support::kEq10) eq_in = x.data;
-      if (m == support::kMaximizer && on(6)) module.second_process(handles[m].get(), x(), x(), n);
-      if (on(m == support::kMaximizer ? 7 : m)) module.process(handles[m].get(), x(), x(), n);
-      if (m == support::kEq10) eq_out = x.data;
-    }
-    std::vector<int16_t> out;
-    for (size_t i = 0; i < pcm.size(); ++i) {
-      const float y = x.data[i % channels][i / channels];
-      out.push_back(static_cast<int16_t>(y < 32767.0f ? std::max(y, -32768.0f) : 32767.0f));
-    }
-    return out;
-  }
-  support::Record record;
-  int n;
-  support::Planar x;
-  std::vector<Samples> eq_in, eq_out;
-  std::vector<std::shared_ptr<void>> handles;
-};
-
 // The same in the library: a retune to mono creates what is to see one channel.
 support::Chain chain_with_mono(support::Record record, int block, int mono) {
   const support::Record all = record;
@@ -198,7 +160,7 @@ TEST_CASE(
       // A gain that moves from the third block of 10 ms on, or of a block that is longer than what shares a loop.
       if (r.record < 3) support::put(record, 30, {-10, 20, 20, 20, r.block > 480 ? 22.0f : 10.0f});
       for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
-      ByHand by_hand(record, r.channels, r.block, r.mono);
+      support::ByHand by_hand(record, r.channels, r.block, r.mono);
       std::vector<support::Chain> chains;
       for (int row = 0; row < lanes::kTargetCount; ++row)
         chains.push_back(chain_with_mono(record, r.block, r.mono));
