@@ -161,9 +161,8 @@ TEST_CASE(
       if (r.record < 3) support::put(record, 30, {-10, 20, 20, 20, r.block > 480 ? 22.0f : 10.0f});
       for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
       support::ByHand by_hand(record, r.channels, r.block, r.mono);
-      std::vector<support::Chain> chains;
-      for (int row = 0; row < lanes::kTargetCount; ++row)
-        chains.push_back(chain_with_mono(record, r.block, r.mono));
+      std::vector<support::Chain> chains(lanes::kTargetCount);
+      for (support::Chain& chain : chains) chain = chain_with_mono(record, r.block, r.mono);
       for (int block = 0; block < std::max(4, 2400 / r.block); ++block) {
         auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
         if (r.record > 2 && block % 4 == 2) std::fill(pcm.begin(), pcm.end(), int16_t{0});
