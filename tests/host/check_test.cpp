@@ -150,6 +150,7 @@ void holds(const Bound& b) {
   });
   REQUIRE(f != findings.end());
   CHECK(f->cause.index[0] == (b.about < 0 ? b.index : b.about));
+  CHECK((f->cause.off != 0) == (b.text.find("it is off") != std::string::npos));
   if (b.index >= AUDIOPOST_GAIN_SECTION) {
     const std::string& where = host::place(b.index).table->where;
     CHECK((f->cause.band < 0 ? where.rfind(f->where, 0) == 0 : f->where == where));
@@ -267,6 +268,8 @@ TEST_CASE("every rule passes what lies inside its bound and tells of what lies o
        "noise_threshold -69 dB lies above expand_end -70"},
       {kWarning, kLow + AUDIOPOST_DRC_EXPAND_END, -28, -27,
        "expand_end -27 dB lies above compress_start -28"},
+      {kWarning, kPeak + AUDIOPOST_AGC_COMPRESS_START, -9, -8.5f, "compress_start -8.5 dB + max_gain 6",
+       with(AUDIOPOST_DRC_ENABLE, 0)},
       {kWarning, kPeak + AUDIOPOST_AGC_COMPRESS_START, -9, -8.5f,
        "compress_start -8.5 dB + max_gain 6 dB lies above max_peak -3 dB (it is off",
        with(AUDIOPOST_AGC_ENABLE, 0)},
