@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "analysis/loudness.h"
 #include "analysis/stages.h"
 #include "fit.h"
+#include "host/loudness.h"
 
 namespace audiopost {
 
@@ -26,7 +26,7 @@ struct Run {
   std::string source, tuning;
   int sample_rate = 0, channels = 0, block = 0;
   double chain_seconds = 0;  // spent in the chain alone
-  analysis::Programme before{}, after{};
+  host::Programme before{}, after{};
   std::vector<double> before_lufs, after_lufs;  // short-term, every 100 ms
   std::vector<analysis::StageGain> gains;
   int64_t clipped = 0;  // output samples that the chain had to clamp

@@ -81,7 +81,7 @@ std::string row(const std::string& name, const std::vector<std::string>& cells) 
 }
 
 std::string programme_table(const Run& run) {
-  const analysis::Programme &a = run.before, &b = run.after;
+  const host::Programme &a = run.before, &b = run.after;
   std::string text = "<table><tr><td></td><th>before</th><th>after</th><th></th></tr>\n";
   text += row("integrated loudness", {number(a.integrated_lufs), number(b.integrated_lufs), "LUFS"});
   text += row("loudness range", {number(a.range_lu), number(b.range_lu), "LU"});
