@@ -6,6 +6,7 @@
 #include "support.h"
 
 using namespace analysis;
+using namespace host;
 using support::Record;
 
 namespace {
@@ -77,7 +78,7 @@ TEST_CASE("the effects run one at a time give the chain's samples") {
       std::vector<int16_t> taken_apart;
       Stages stages(record, 512);
       for (size_t at = 0; at < pcm.size(); at += 512 * channels) {
-        stages.process(&pcm[at], [](Flag, float* const*) {});
+        stages.process(&pcm[at], [](audiopost_effect, float* const*) {});
         for (size_t i = 0; i < 512 * channels; ++i)
           taken_apart.push_back(
               int16_t(std::clamp(stages.output()[i % channels][i / channels], -32768.0f, 32767.0f)));

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "format.h"
+#include "host/fields.h"
 
 namespace audiopost {
 namespace {
@@ -18,22 +19,22 @@ class Adapter {
   explicit Adapter(host::Record& record)
       : record_(record),
         half_(record[AUDIOPOST_SAMPLE_RATE] / 2),
-        channels_(analysis::distinct_channels(record)) {}
+        channels_(host::distinct_channels(record)) {}
 
   std::vector<std::string> run() {
     for (int ch = 0; ch < channels_; ++ch) {
-      turn_off("Exciter", ch, analysis::kExciter,
+      turn_off("Exciter", ch, AUDIOPOST_EXCITER_ENABLE,
                AUDIOPOST_EXCITER_SECTION + AUDIOPOST_EXCITER_STRIDE * ch + AUDIOPOST_EXCITER_CUTOFF);
-      turn_off("DeEsser", ch, analysis::kDeEsser,
+      turn_off("DeEsser", ch, AUDIOPOST_DEESSER_ENABLE,
                AUDIOPOST_DEESSER_SECTION + AUDIOPOST_DEESSER_STRIDE * ch + AUDIOPOST_DEESSER_F0);
-      if (on(analysis::kEq10))
+      if (on(AUDIOPOST_EQ10_ENABLE))
         for (int band = 0; band < AUDIOPOST_EQ10_BANDS; ++band) {
           const int start =
               AUDIOPOST_EQ10_SECTION + AUDIOPOST_EQ10_STRIDE * ch + AUDIOPOST_EQ10_BAND_STRIDE * band;
           turn_off(of_channel("EQ10", ch) + " band " + std::to_string(band),
                    start + AUDIOPOST_EQ10_BAND_ENABLE, start + AUDIOPOST_EQ10_FC);
         }
-      if (on(analysis::kMultiBandDrc)) move_edges(ch);
+      if (on(AUDIOPOST_DRC_ENABLE)) move_edges(ch);
     }
     return std::move(notes_);
   }
@@ -139,7 +140,7 @@ void require_other_file(const std::string& out, const std::string& read, const c
 
 int fitting_block(const host::Record& record, int most) {
   constexpr int kAutoGainStep = AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_STEPS;
-  if (!analysis::runs(record, analysis::kAutoGain)) return most;
+  if (!host::runs(record, AUDIOPOST_EFFECT_AUTO_GAIN)) return most;
   const int64_t step = int64_t{host::field_as_int(record, AUDIOPOST_SAMPLE_RATE)} *
                        host::field_as_int(record, kAutoGainStep) / 1000;
   return step >= 1 && step < most ? static_cast<int>(step) : most;

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "analysis/design.h"
 #include "app.h"
 #include "audio_file.h"
 #include "host/check.h"

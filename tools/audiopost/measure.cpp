@@ -12,6 +12,7 @@ namespace audiopost {
 namespace {
 
 using namespace analysis;
+using namespace host;
 
 struct MeasureOptions : StreamOptions {
   double sweep_dB = -20;
@@ -56,13 +57,14 @@ Measurements measure(const host::Record& record, const MeasureOptions& options) 
     for (const double level : options.levels_dB)
       if (hz < rate / 2) m.distortion.push_back(distortion(record, hz, level));
   for (int ch = 0; ch < distinct_channels(record); ++ch) {
-    if (runs(record, kMultiBandDrc)) {
+    if (runs(record, AUDIOPOST_EFFECT_MULTIBAND_DRC)) {
       const std::vector<CompressorBand> bands = compressor_bands(record, ch);
       for (size_t b = 0; b < bands.size(); ++b)
         m.curves.push_back({bands[b].name, ch, compressor_curve(record, ch, b)});
     }
-    if (runs(record, kAgc)) m.curves.push_back({"AGC", ch, agc_curve(record, ch)});
-    if (runs(record, kMaximizer)) m.curves.push_back({"limiter", ch, limiter_curve(record, ch)});
+    if (runs(record, AUDIOPOST_EFFECT_AGC)) m.curves.push_back({"AGC", ch, agc_curve(record, ch)});
+    if (runs(record, AUDIOPOST_EFFECT_MAXIMIZER))
+      m.curves.push_back({"limiter", ch, limiter_curve(record, ch)});
   }
   m.latency_frames = latency(record);
   return m;

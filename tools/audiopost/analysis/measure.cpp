@@ -8,6 +8,8 @@
 namespace analysis {
 namespace {
 
+using namespace host;
+
 constexpr double kPi = 3.14159265358979323846;
 constexpr int kSweepLength = 1 << 17;  // 2.7 s at 48 kHz, bins 0.37 Hz apart
 
@@ -60,13 +62,6 @@ Complex component(const std::vector<T>& x, size_t from, size_t n, double hz, dou
   return sum;
 }
 
-// A mono effect on one channel's settings.
-template <auto Process, auto Destroy, class State>
-Processor mono(State* state) {
-  const std::shared_ptr<State> effect(state, Destroy);
-  return [effect](float** channels, int frames) { Process(effect.get(), channels, channels, frames); };
-}
-
 // Runs whole blocks of a periodic test signal and keeps what came out last.
 std::vector<float> steady(const Processor& process, const std::function<double(int)>& signal, double seconds,
                           int sample_rate, size_t keep) {
@@ -89,21 +84,26 @@ std::vector<float> steady(const Processor& process, const std::function<double(i
 constexpr double kLowest_dB = -80;  // where static curves begin, to end at 0
 constexpr int kSteps = 32;
 
-// Settled gain of a broadband stage at each level. Its gain may take many blocks to arrive: a block is kept when it has
+// Settled gain of a mode of the peak stage at each level. It may take many blocks to arrive: a block is kept when it has
 // moved by less than a hundredth of a dB since 20 blocks ago.
-Curve broadband_curve(const std::function<Processor()>& fresh, double full) {
+template <auto Process>
+Curve peak_curve(const host::Record& record, int channel) {
+  const QuietLibrary quiet;
   Curve curve;
   for (int step = 0; step <= kSteps; ++step) {
     const double level = kLowest_dB - kLowest_dB * step / kSteps;
-    const Processor process = fresh();
-    const auto amplitude = static_cast<float>(full * from_dB(level));
+    const auto process =
+        processor<Process>(Maximizer_Init(settings(record, AUDIOPOST_EFFECT_MAXIMIZER, channel), 16,
+                                          rate_of(record), 1, kMeasureBlock, 1),
+                           Maximizer_Destroy);
+    const auto amplitude = static_cast<float>(32767.0 * from_dB(level));
     std::vector<float> block(kMeasureBlock);
     double gain = 1e9, earlier = 0;
     for (int b = 0; b < 3000 && !(b % 20 == 0 && std::abs(gain - earlier) < 0.01); ++b) {
       if (b % 20 == 0) earlier = gain;
       for (int i = 0; i < kMeasureBlock; ++i) block[static_cast<size_t>(i)] = i & 16 ? -amplitude : amplitude;
-      float* channel = block.data();
-      process(&channel, kMeasureBlock);
+      float* samples = block.data();
+      process(&samples, kMeasureBlock);
       gain = to_dB(std::abs(block.back()) / amplitude);
     }
     curve.push_back({level, level + gain});
@@ -119,12 +119,6 @@ Chain measured_chain(host::Record record) {
   return make_chain(record, kMeasureBlock);
 }
 
-// One channel's part of a section with so many floats per channel.
-const float* part(const host::Record& record, int section, int stride, int channel) {
-  return record.data() + section +
-         (host::field_as_int(record, AUDIOPOST_CHANNEL_LINK) ? 0 : stride * channel);
-}
-
 // Mean square under a window, in dB: free of where the second cuts the tone's period.
 double windowed_level_dB(const std::vector<double>& x) {
   double sum = 0;
@@ -135,7 +129,10 @@ double windowed_level_dB(const std::vector<double>& x) {
 
 // Seconds in which nothing need move yet: auto gain has no reading before its window is full.
 int least_wait(const host::Record& record) {
-  const double window_s = runs(record, kAutoGain) ? host::field_as_int(record, 33) / 1000.0 : 0.0;
+  const double window_s =
+      runs(record, AUDIOPOST_EFFECT_AUTO_GAIN)
+          ? host::field_as_int(record, AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_WINS) / 1000.0
+          : 0.0;
   return 1 + static_cast<int>(std::clamp(window_s, 0.0, kLongestWait / 2.0));
 }
 
@@ -194,10 +191,10 @@ std::vector<Response> chain_response(const host::Record& record, double level_dB
 
 std::vector<Response> eq_response(const host::Record& record) {
   const int rate = rate_of(record), channels = distinct_channels(record);
-  const std::shared_ptr<EQ10State> eq(
-      EQ10_Init(part(record, AUDIOPOST_EQ10_SECTION, 0, 0), 16, rate, channels, kMeasureBlock, 0),
+  const auto process = processor<EQ10_Process>(
+      EQ10_Init(settings(record, AUDIOPOST_EFFECT_EQ10, 0), 16, rate, channels, kMeasureBlock, 0),
       EQ10_Destroy);
-  return sweep([&](float** x, int n) { EQ10_Process(eq.get(), x, x, n); }, channels, rate, -20.0);
+  return sweep(process, channels, rate, -20.0);
 }
 
 std::vector<Response> crossover_responses(const host::Record& record, int channel) {
@@ -205,14 +202,14 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
   std::vector<Response> responses;
   for (size_t b = 0; b < bands.size(); ++b) {
     CrossoverParam param{static_cast<int32_t>(bands.size()) - 2, 0, 0, 0, 0, 0, 0};
-    const float* section = part(record, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE, channel);
+    const float* section = settings(record, AUDIOPOST_EFFECT_MULTIBAND_DRC, channel);
     const auto from = [&](int band_start) { return section[band_start + AUDIOPOST_DRC_FREQ_START]; };
     const auto to = [&](int band_start) { return section[band_start + AUDIOPOST_DRC_FREQ_END]; };
     param.low_fc = to(AUDIOPOST_DRC_LOW), param.high_fc = from(AUDIOPOST_DRC_HIGH);
     param.mid1_low_fc = from(AUDIOPOST_DRC_MID1), param.mid1_high_fc = to(AUDIOPOST_DRC_MID1);
     param.mid2_low_fc = from(AUDIOPOST_DRC_MID2), param.mid2_high_fc = to(AUDIOPOST_DRC_MID2);
-    const std::shared_ptr<CrossoverFilter> filter(Filters_Crossover_filterInit(rate_of(record), 1, &param),
-                                                  Filters_Crossover_filterDestroy);
+    const auto filter =
+        own(Filters_Crossover_filterInit(rate_of(record), 1, &param), Filters_Crossover_filterDestroy);
     const size_t output = b == 0 ? 0 : b + 1 == bands.size() ? 1 : b + 1;  // it gives low, high, mid 1, mid 2
     const auto one_band = [&](float** x, int n) {
       std::array<float, 4> out{};
@@ -292,24 +289,10 @@ Distortion distortion(const host::Record& record, double hz, double level_dB) {
 }
 
 // ---- Static curves -------------------------------------------------------------------------------------------
-Curve agc_curve(const host::Record& record, int channel) {
-  const QuietLibrary quiet;
-  const auto fresh = [&] {
-    return mono<Agc_Process, Maximizer_Destroy>(
-        Maximizer_Init(part(record, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE, channel), 16,
-                       rate_of(record), 1, kMeasureBlock, 1));
-  };
-  return broadband_curve(fresh, 32767.0);
-}
+Curve agc_curve(const host::Record& record, int channel) { return peak_curve<Agc_Process>(record, channel); }
 
 Curve limiter_curve(const host::Record& record, int channel) {
-  const QuietLibrary quiet;
-  const auto fresh = [&] {
-    return mono<Maximizer_Process, Maximizer_Destroy>(
-        Maximizer_Init(part(record, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE, channel), 16,
-                       rate_of(record), 1, kMeasureBlock, 1));
-  };
-  return broadband_curve(fresh, 32767.0);
+  return peak_curve<Maximizer_Process>(record, channel);
 }
 
 double band_centre_hz(const CompressorBand& band, double sample_rate) {
@@ -332,8 +315,7 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
   static constexpr size_t kOffsets[][4] = {
       {}, {}, {kLow, kHigh}, {kLow, kMid1, kHigh}, {kLow, kMid1, kMid2, kHigh}};
   std::array<float, AUDIOPOST_DRC_STRIDE> section{};
-  std::copy_n(part(record, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE, channel), section.size(),
-              section.begin());
+  std::copy_n(settings(record, AUDIOPOST_EFFECT_MULTIBAND_DRC, channel), section.size(), section.begin());
   for (size_t b = 0; b < bands.size(); ++b)
     if (b != band)
       section[kOffsets[bands.size()][b] + AUDIOPOST_DRC_GAIN_DB] = -400.0f,
@@ -347,8 +329,8 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
   const auto window = static_cast<size_t>(rate / 10);  // whole periods: hz is a multiple of 10
   for (int step = 0; step <= kSteps; ++step) {
     const double level = kLowest_dB - kLowest_dB * step / kSteps;
-    const auto process =
-        mono<MultiBandDRC_Process, MultiBandDRC_Destroy>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1));
+    const auto process = processor<MultiBandDRC_Process>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1),
+                                                         MultiBandDRC_Destroy);
     const double amplitude = 32767.0 * from_dB(level - passed_dB);
     const auto tone = [&](int i) { return amplitude * std::sin(2 * kPi * hz * i / rate); };
     const std::vector<float> out = steady(process, tone, 0.1 + 4e-3 * longest_ms, rate, window);
@@ -369,7 +351,7 @@ std::function<double(double)> measured_bass_shaper(const host::Record& record, i
                                                 static_cast<float>(stage.blend),
                                                 static_cast<float>(stage.split_hz)};
   const auto process =
-      mono<BassEnhancer_Process, BassEnhancer_Destroy>(BassEnhancer_Init(section, 16, rate, 1, 1));
+      processor<BassEnhancer_Process>(BassEnhancer_Init(section, 16, rate, 1, 1), BassEnhancer_Destroy);
   const BassPaths at_tone = bass_paths(stage, rate, hz);
   const Complex phasor = Complex(0, -1) / at_tone.to_shaper;  // so that the shaper sees a sine of amplitude 1
   const auto tone = [&](int i) {
@@ -399,8 +381,9 @@ std::vector<double> measured_bass_harmonics(const host::Record& record, int chan
                                             double amplitude, int n) {
   const QuietLibrary quiet;
   const int rate = rate_of(record);
-  const auto process = mono<BassEnhancer_Process, BassEnhancer_Destroy>(BassEnhancer_Init(
-      part(record, AUDIOPOST_BASS_SECTION, AUDIOPOST_BASS_STRIDE, channel), 16, rate, 1, 1));
+  const auto process = processor<BassEnhancer_Process>(
+      BassEnhancer_Init(settings(record, AUDIOPOST_EFFECT_BASS_ENHANCER, channel), 16, rate, 1, 1),
+      BassEnhancer_Destroy);
   const auto tone = [&](int i) { return 32768.0 * amplitude * std::sin(2 * kPi * hz * i / rate); };
   const auto second = static_cast<size_t>(rate);
   const std::vector<float> out = steady(process, tone, 2.0, rate, second);

@@ -4,23 +4,21 @@
 #include <functional>
 #include <vector>
 
-#include "analysis/design.h"
+#include "analysis/stages.h"
+#include "host/design.h"
 
 namespace analysis {
 
 // ---- Response ------------------------------------------------------------------------------------------------
-// Processes a block in place: an array of one pointer per channel to so many frames.
-using Processor = std::function<void(float** channels, int frames)>;
-
 class Response {
  public:
-  Response(double sample_rate, std::vector<Complex> bins)
+  Response(double sample_rate, std::vector<host::Complex> bins)
       : sample_rate_(sample_rate), bins_(std::move(bins)) {}
-  Complex at(double hz) const;  // of the nearest bin
+  host::Complex at(double hz) const;  // of the nearest bin
 
  private:
   double sample_rate_;
-  std::vector<Complex> bins_;
+  std::vector<host::Complex> bins_;
 };
 
 // The response of each channel, by the last of three equal sweeps over the whole band at this peak level: by then the
@@ -61,7 +59,7 @@ Curve agc_curve(const host::Record& record, int channel);
 Curve limiter_curve(const host::Record& record, int channel);
 // Stepped sines in the middle of the band, the other bands silenced; in_dB is the level inside the band.
 Curve compressor_curve(const host::Record& record, int channel, size_t band);
-double band_centre_hz(const CompressorBand& band, double sample_rate);
+double band_centre_hz(const host::CompressorBand& band, double sample_rate);
 
 // The bass enhancer's waveshaper, for a low-band sample of -1 ... 1: the record's drive and blend in an enhancer whose
 // split lies far above a tone that fills the low band to full scale. The tone's harmonics at the output, less what the
