@@ -61,7 +61,7 @@ Stages::Stages(const host::Record& record, int block) : block_(block) {
   for (auto& buffer : buffers_) channels_.push_back(buffer.data());
 
   const auto join = [&](audiopost_effect effect, const auto& make) {
-    if (host::runs(record, effect)) stages_.push_back({effect, make(settings(record, effect, 0))});
+    if (host::runs(record, effect)) stages_.emplace_back(effect, make(settings(record, effect, 0)));
   };
   join(AUDIOPOST_EFFECT_AUTO_GAIN, [&](const float* section) {
     return processor<AutoGain_Process>(AutoGain_Init(section, bits, rate, count, block), AutoGain_Destroy);
@@ -100,9 +100,9 @@ void Stages::process(const int16_t* pcm, const Listener& after) {
     for (size_t i = 0; i < static_cast<size_t>(block_); ++i)
       buffers_[ch][i] = static_cast<float>(pcm[i * count + ch]) * gains_[ch];
   after(AUDIOPOST_EFFECT_CHAIN, channels_.data());
-  for (const Stage& stage : stages_) {
-    stage.process(channels_.data(), block_);
-    after(stage.effect, channels_.data());
+  for (const auto& [effect, run] : stages_) {
+    run(channels_.data(), block_);
+    after(effect, channels_.data());
   }
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "host/fields.h"
@@ -63,16 +64,11 @@ class Stages {
   const std::vector<std::vector<float>>& output() const { return buffers_; }
 
  private:
-  struct Stage {
-    audiopost_effect effect;
-    Processor process;
-  };
-
   int block_;
   std::vector<float> gains_;
   std::vector<std::vector<float>> buffers_;
   std::vector<float*> channels_;
-  std::vector<Stage> stages_;
+  std::vector<std::pair<audiopost_effect, Processor>> stages_;
 };
 
 // The gain of one stage over a programme, in dB: the level that left it against the level that entered.
