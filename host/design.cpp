@@ -8,8 +8,6 @@
 namespace host {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 float at(const Record& record, int index) { return record[static_cast<size_t>(index)]; }
 
 struct Coefficients {

@@ -15,6 +15,8 @@ using Complex = std::complex<double>;
 // 16-bit full scale and its counterparts, as the dynamics measure levels against it.
 double full_scale(const Record& record);
 
+constexpr double kPi = 3.14159265358979323846;
+
 inline double to_dB(double x) { return 20.0 * std::log10(x); }
 inline double from_dB(double dB) { return std::pow(10.0, dB / 20.0); }
 

@@ -1,7 +1,7 @@
 // What audiopost measures with, held to standards, formulas and the chain itself.
 #include <algorithm>
 
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 #include "analysis/stages.h"
 #include "support.h"
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 #include "format.h"
 #include "host/fields.h"
 

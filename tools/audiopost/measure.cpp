@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 #include "format.h"
 #include "json.h"
 #include "programme.h"

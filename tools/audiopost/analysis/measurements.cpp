@@ -1,4 +1,4 @@
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,159 +10,20 @@ namespace {
 
 using namespace host;
 
-constexpr double kPi = 3.14159265358979323846;
-constexpr int kSweepLength = 1 << 17;  // 2.7 s at 48 kHz, bins 0.37 Hz apart
+int rate_of(const Record& record) { return field_as_int(record, AUDIOPOST_SAMPLE_RATE); }
 
-constexpr int kToneLength = 1 << 15;
-
-// The four-term window, over 0 ... 1 (F. J. Harris, Proc. IEEE 66:1, 1978).
-double blackman_harris(double t) {
-  return 0.35875 - 0.48829 * std::cos(2 * kPi * t) + 0.14128 * std::cos(4 * kPi * t) -
-         0.01168 * std::cos(6 * kPi * t);
-}
-
-int rate_of(const host::Record& record) { return host::field_as_int(record, AUDIOPOST_SAMPLE_RATE); }
-
-// Radix-2 FFT in place; the length is a power of two.
-void fft(std::vector<Complex>& x) {
-  const size_t n = x.size();
-  for (size_t i = 1, j = 0; i < n; ++i) {  // bit reversal
-    size_t bit = n >> 1;
-    for (; j & bit; bit >>= 1) j ^= bit;
-    j ^= bit;
-    if (i < j) std::swap(x[i], x[j]);
-  }
-  for (size_t span = 1; span < n; span *= 2)
-    for (size_t k = 0; k < span; ++k) {
-      const Complex twiddle = std::polar(1.0, -kPi * static_cast<double>(k) / static_cast<double>(span));
-      for (size_t i = k; i < n; i += 2 * span) {
-        const Complex t = twiddle * x[i + span];
-        x[i + span] = x[i] - t;
-        x[i] += t;
-      }
-    }
-}
-
-// One period of an exponential sweep from 10 Hz to half the sample rate, amplitude 1.
-std::vector<double> sweep_signal(int sample_rate) {
-  std::vector<double> x(kSweepLength);
-  const double w1 = 2 * kPi * 10.0 / sample_rate, span = std::log(kPi / w1) / kSweepLength;
-  for (int i = 0; i < kSweepLength; ++i)
-    x[static_cast<size_t>(i)] = std::sin(w1 / span * std::expm1(span * i));
-  return x;
-}
-
-// Phasor of the component at this frequency over x[from, from + n).
-template <class T>
-Complex component(const std::vector<T>& x, size_t from, size_t n, double hz, double sample_rate) {
-  Complex sum = 0;
-  for (size_t i = 0; i < n; ++i)
-    sum += static_cast<double>(x[from + i]) *
-           std::polar(2.0 / static_cast<double>(n), -2 * kPi * hz * static_cast<double>(i) / sample_rate);
-  return sum;
-}
-
-// Runs whole blocks of a periodic test signal and keeps what came out last.
-std::vector<float> steady(const Processor& process, const std::function<double(int)>& signal, double seconds,
-                          int sample_rate, size_t keep) {
-  const int blocks =
-      std::max(2, static_cast<int>(std::ceil((seconds * sample_rate + double(keep)) / kMeasureBlock)));
-  std::vector<float> block(kMeasureBlock), out;
-  for (int b = 0; b < blocks; ++b) {
-    for (int i = 0; i < kMeasureBlock; ++i)
-      block[static_cast<size_t>(i)] = static_cast<float>(signal(b * kMeasureBlock + i));
-    float* channel = block.data();
-    process(&channel, kMeasureBlock);
-    out.insert(out.end(), block.begin(), block.end());
-    if (out.size() > 2 * keep + kMeasureBlock)
-      out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
-  }
-  out.erase(out.begin(), out.end() - static_cast<std::ptrdiff_t>(keep));
-  return out;
-}
-
-constexpr double kLowest_dB = -80;  // where static curves begin, to end at 0
-constexpr int kSteps = 32;
-
-// Settled gain of a mode of the peak stage at each level. It may take many blocks to arrive: a block is kept when it has
-// moved by less than a hundredth of a dB since 20 blocks ago.
-template <auto Process>
-Curve peak_curve(const host::Record& record, int channel) {
-  const QuietLibrary quiet;
-  Curve curve;
-  for (int step = 0; step <= kSteps; ++step) {
-    const double level = kLowest_dB - kLowest_dB * step / kSteps;
-    const auto process =
-        processor<Process>(Maximizer_Init(settings(record, AUDIOPOST_EFFECT_MAXIMIZER, channel), 16,
-                                          rate_of(record), 1, kMeasureBlock, 1),
-                           Maximizer_Destroy);
-    const auto amplitude = static_cast<float>(32767.0 * from_dB(level));
-    std::vector<float> block(kMeasureBlock);
-    double gain = 1e9, earlier = 0;
-    for (int b = 0; b < 3000 && !(b % 20 == 0 && std::abs(gain - earlier) < 0.01); ++b) {
-      if (b % 20 == 0) earlier = gain;
-      for (int i = 0; i < kMeasureBlock; ++i) block[static_cast<size_t>(i)] = i & 16 ? -amplitude : amplitude;
-      float* samples = block.data();
-      process(&samples, kMeasureBlock);
-      gain = to_dB(std::abs(block.back()) / amplitude);
-    }
-    curve.push_back({level, level + gain});
-  }
-  return curve;
-}
-
-// Auto gain ends the process when its step is shorter than a block: it measures every block then.
-Chain measured_chain(host::Record record) {
-  constexpr size_t kAutoGainStep = AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_STEPS;
-  record[kAutoGainStep] = std::max(record[kAutoGainStep],
-                                   std::ceil(1000.0f * kMeasureBlock / static_cast<float>(rate_of(record))));
-  return make_chain(record, kMeasureBlock);
-}
-
-// Mean square under a window, in dB: free of where the second cuts the tone's period.
-double windowed_level_dB(const std::vector<double>& x) {
-  double sum = 0;
-  for (size_t i = 0; i < x.size(); ++i)
-    sum += x[i] * x[i] * blackman_harris(static_cast<double>(i) / static_cast<double>(x.size()));
-  return 10 * std::log10(std::max(sum / static_cast<double>(x.size()), 1e-30));
-}
-
-// Seconds in which nothing need move yet: auto gain has no reading before its window is full.
-int least_wait(const host::Record& record) {
-  const double window_s =
-      runs(record, AUDIOPOST_EFFECT_AUTO_GAIN)
-          ? host::field_as_int(record, AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_WINS) / 1000.0
-          : 0.0;
-  return 1 + static_cast<int>(std::clamp(window_s, 0.0, kLongestWait / 2.0));
-}
-
-}  // namespace
-
-// ---- Response ------------------------------------------------------------------------------------------------
-Complex Response::at(double hz) const {
-  const auto bin = static_cast<size_t>(std::lround(hz / sample_rate_ * static_cast<double>(bins_.size())));
-  return bins_[std::min(bin, bins_.size() / 2)];
-}
-
-std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB,
-                            double full) {
-  const std::vector<double> period = sweep_signal(sample_rate);
-  const double amplitude = full * from_dB(level_dB);
-  const auto count = static_cast<size_t>(channels);
-  std::vector<std::vector<Complex>> spectra(count);
-  std::vector<std::vector<float>> blocks(count, std::vector<float>(kMeasureBlock));
-  std::vector<float*> pointers;
-  pointers.reserve(count);
-  for (auto& block : blocks) pointers.push_back(block.data());
+// The response of each channel, by the last of three equal sweeps over the whole band at this peak level: by then the
+// processor answers periodically, so the ratio of the spectra is exact for what is linear.
+std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB) {
+  const std::vector<double> period = sweep_period(sample_rate);
+  const double amplitude = 32768.0 * from_dB(level_dB);
+  Player player(
+      process, [&](int i) { return amplitude * period[static_cast<size_t>(i % kSweepLength)]; }, channels);
+  std::vector<std::vector<Complex>> spectra(static_cast<size_t>(channels));
   for (int at = 0; at < 3 * kSweepLength; at += kMeasureBlock) {
-    for (auto& block : blocks)
-      for (int i = 0; i < kMeasureBlock; ++i)
-        block[static_cast<size_t>(i)] =
-            static_cast<float>(amplitude * period[static_cast<size_t>((at + i) % kSweepLength)]);
-    process(pointers.data(), kMeasureBlock);
-    if (at >= 2 * kSweepLength)
-      for (size_t ch = 0; ch < count; ++ch)
-        spectra[ch].insert(spectra[ch].end(), blocks[ch].begin(), blocks[ch].end());
+    const auto& out = player.next();
+    for (size_t ch = 0; ch < out.size() && at >= 2 * kSweepLength; ++ch)
+      spectra[ch].insert(spectra[ch].end(), out[ch].begin(), out[ch].end());
   }
   std::vector<Complex> reference(period.begin(), period.end());
   fft(reference);
@@ -175,9 +36,56 @@ std::vector<Response> sweep(const Processor& process, int channels, int sample_r
   return responses;
 }
 
-std::vector<Response> chain_response(const host::Record& record, double level_dB) {
+constexpr double kLowest_dB = -80;  // where static curves begin, to end at 0
+constexpr int kSteps = 32;
+
+// Settled gain of a mode of the peak stage at each level. It may take many blocks to arrive: a block is kept when it has
+// moved by less than a hundredth of a dB since 20 blocks ago.
+template <auto Process>
+Curve peak_curve(const Record& record, int channel) {
+  const QuietLibrary quiet;
+  Curve curve;
+  for (int step = 0; step <= kSteps; ++step) {
+    const double level = kLowest_dB - kLowest_dB * step / kSteps;
+    const auto process =
+        processor<Process>(Maximizer_Init(settings(record, AUDIOPOST_EFFECT_MAXIMIZER, channel), 16,
+                                          rate_of(record), 1, kMeasureBlock, 1),
+                           Maximizer_Destroy);
+    const auto amplitude = static_cast<float>(32767.0 * from_dB(level));
+    Player player(process, square(double{amplitude}));
+    double gain = 1e9, earlier = 0;
+    for (int b = 0; b < 3000 && !(b % 20 == 0 && std::abs(gain - earlier) < 0.01); ++b) {
+      if (b % 20 == 0) earlier = gain;
+      gain = to_dB(std::abs(player.next().front().back()) / amplitude);
+    }
+    curve.push_back({level, level + gain});
+  }
+  return curve;
+}
+
+// Auto gain ends the process when its step is shorter than a block: it measures every block then.
+Chain measured_chain(Record record) {
+  constexpr size_t kAutoGainStep = AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_STEPS;
+  record[kAutoGainStep] = std::max(record[kAutoGainStep],
+                                   std::ceil(1000.0f * kMeasureBlock / static_cast<float>(rate_of(record))));
+  return make_chain(record, kMeasureBlock);
+}
+
+// Seconds in which nothing need move yet: auto gain has no reading before its window is full.
+int least_wait(const Record& record) {
+  const double window_s =
+      runs(record, AUDIOPOST_EFFECT_AUTO_GAIN)
+          ? field_as_int(record, AUDIOPOST_AUTOGAIN_SECTION + AUDIOPOST_AUTOGAIN_R128_WINS) / 1000.0
+          : 0.0;
+  return 1 + static_cast<int>(std::clamp(window_s, 0.0, kLongestWait / 2.0));
+}
+
+}  // namespace
+
+// ---- Response ------------------------------------------------------------------------------------------------
+std::vector<Response> chain_response(const Record& record, double level_dB) {
   const Chain chain = measured_chain(record);
-  const int channels = host::field_as_int(record, AUDIOPOST_CHANNELS);
+  const int channels = field_as_int(record, AUDIOPOST_CHANNELS);
   std::vector<int16_t> pcm(static_cast<size_t>(kMeasureBlock * channels));
   const auto through = [&](float** buffers, int frames) {
     for (int i = 0; i < frames * channels; ++i)
@@ -189,7 +97,7 @@ std::vector<Response> chain_response(const host::Record& record, double level_dB
   return sweep(through, channels, rate_of(record), std::min(level_dB, -0.001));
 }
 
-std::vector<Response> eq_response(const host::Record& record) {
+std::vector<Response> eq_response(const Record& record) {
   const int rate = rate_of(record), channels = distinct_channels(record);
   const auto process = processor<EQ10_Process>(
       EQ10_Init(settings(record, AUDIOPOST_EFFECT_EQ10, 0), 16, rate, channels, kMeasureBlock, 0),
@@ -197,7 +105,7 @@ std::vector<Response> eq_response(const host::Record& record) {
   return sweep(process, channels, rate, -20.0);
 }
 
-std::vector<Response> crossover_responses(const host::Record& record, int channel) {
+std::vector<Response> crossover_responses(const Record& record, int channel) {
   const std::vector<CompressorBand> bands = compressor_bands(record, channel);
   std::vector<Response> responses;
   for (size_t b = 0; b < bands.size(); ++b) {
@@ -224,21 +132,19 @@ std::vector<Response> crossover_responses(const host::Record& record, int channe
 }
 
 // ---- Distortion ----------------------------------------------------------------------------------------------
-Distortion distortion(const host::Record& record, double hz, double level_dB) {
+Distortion distortion(const Record& record, double hz, double level_dB) {
   const Chain chain = measured_chain(record);
-  const int rate = rate_of(record), channels = host::field_as_int(record, AUDIOPOST_CHANNELS);
+  const int rate = rate_of(record), channels = field_as_int(record, AUDIOPOST_CHANNELS);
   const auto count = static_cast<size_t>(channels), second = static_cast<size_t>(rate);
   std::vector<int16_t> pcm(kMeasureBlock * count);
   std::vector<double> out;
-  int64_t frame = 0;
+  const Signal tone = sine(32767.0 * from_dB(level_dB), hz, rate);
+  int frame = 0;
   // Plays on until so many samples have come out, and takes them.
   const auto play = [&](size_t samples) {
     while (out.size() < samples) {
-      for (size_t i = 0; i < kMeasureBlock; ++i, ++frame) {
-        const double x =
-            32767.0 * from_dB(level_dB) * std::sin(2 * kPi * hz * static_cast<double>(frame) / rate);
-        std::fill_n(&pcm[i * count], count, static_cast<int16_t>(std::lround(x)));
-      }
+      for (size_t i = 0; i < pcm.size(); i += count)
+        std::fill_n(&pcm[i], count, static_cast<int16_t>(std::lround(tone(frame++))));
       AudioPost_Process(chain.get(), pcm.data(), pcm.data(), channels, kMeasureBlock);
       for (size_t i = 0; i < pcm.size(); i += count) out.push_back(pcm[i] / 32767.0);
     }
@@ -255,43 +161,13 @@ Distortion distortion(const host::Record& record, double hz, double level_dB) {
     level = now;
   }
 
-  // Power around a frequency, under a window whose side lobes lie below 92 dB.
-  const std::vector<double> tail = play(kToneLength);
-  std::vector<Complex> spectrum(tail.begin(), tail.end());
-  double window_power = 0;
-  for (size_t i = 0; i < spectrum.size(); ++i) {
-    const double w = blackman_harris(static_cast<double>(i) / kToneLength);
-    spectrum[i] *= w;
-    window_power += w * w;
-  }
-  fft(spectrum);
-  const auto power = [&](double from_bin, double to_bin) {
-    double sum = 0;
-    for (int i = static_cast<int>(std::max(0.0, std::ceil(from_bin))); i <= to_bin && i <= kToneLength / 2;
-         ++i)
-      sum += std::norm(spectrum[static_cast<size_t>(i)]);
-    return sum / (window_power * kToneLength / 4);  // so that a sine of amplitude 1 gives 1
-  };
-  // Wide enough for the window, and for the slow gain of a stage that is still moving.
-  constexpr double kSkirt = 8;
-  const double bin = hz / rate * kToneLength, skirt = std::min(kSkirt, bin / 2);
-  const double tone = power(bin - skirt, bin + skirt);
-  double harmonics = 2 * hz < rate / 2.0 ? 0 : NAN;
-  for (int k = 2; k <= 10 && k * hz < rate / 2.0; ++k) harmonics += power(k * bin - skirt, k * bin + skirt);
-  const double rest = power(kSkirt / 2, bin - skirt) + power(bin + skirt, kToneLength);
-  const auto ratio_dB = [&](double x) { return 10 * std::log10(std::max(x, 1e-30) / std::max(tone, 1e-30)); };
-  return {hz,
-          level_dB,
-          10 * std::log10(std::max(tone, 1e-30)),
-          std::isnan(harmonics) ? NAN : ratio_dB(harmonics),
-          ratio_dB(rest),
-          still == 2};
+  return read_distortion(play(kToneLength), hz, level_dB, rate, still == 2);
 }
 
 // ---- Static curves -------------------------------------------------------------------------------------------
-Curve agc_curve(const host::Record& record, int channel) { return peak_curve<Agc_Process>(record, channel); }
+Curve agc_curve(const Record& record, int channel) { return peak_curve<Agc_Process>(record, channel); }
 
-Curve limiter_curve(const host::Record& record, int channel) {
+Curve limiter_curve(const Record& record, int channel) {
   return peak_curve<Maximizer_Process>(record, channel);
 }
 
@@ -302,7 +178,7 @@ double band_centre_hz(const CompressorBand& band, double sample_rate) {
   return std::max(20.0, 10 * std::round(hz / 10));
 }
 
-Curve compressor_curve(const host::Record& record, int channel, size_t band) {
+Curve compressor_curve(const Record& record, int channel, size_t band) {
   const QuietLibrary quiet;
   const std::vector<CompressorBand> bands = compressor_bands(record, channel);
   const int rate = rate_of(record);
@@ -332,14 +208,14 @@ Curve compressor_curve(const host::Record& record, int channel, size_t band) {
     const auto process = processor<MultiBandDRC_Process>(MultiBandDRC_Init(section.data(), 16, rate, 1, 1),
                                                          MultiBandDRC_Destroy);
     const double amplitude = 32767.0 * from_dB(level - passed_dB);
-    const auto tone = [&](int i) { return amplitude * std::sin(2 * kPi * hz * i / rate); };
-    const std::vector<float> out = steady(process, tone, 0.1 + 4e-3 * longest_ms, rate, window);
-    curve.push_back({level, to_dB(std::abs(component(out, 0, window, hz, rate)) / 32767.0)});
+    const auto out =
+        Player(process, sine(amplitude, hz, rate)).settled((0.1 + 4e-3 * longest_ms) * rate, window);
+    curve.push_back({level, to_dB(std::abs(component(out, hz, rate)) / 32767.0)});
   }
   return curve;
 }
 
-std::function<double(double)> measured_bass_shaper(const host::Record& record, int channel) {
+std::function<double(double)> measured_bass_shaper(const Record& record, int channel) {
   const QuietLibrary quiet;
   // They bend as fast as the hardest drive to within 1 % of full scale.
   constexpr size_t kHarmonics = 60;
@@ -357,7 +233,7 @@ std::function<double(double)> measured_bass_shaper(const host::Record& record, i
   const auto tone = [&](int i) {
     return 32768.0 * (phasor * std::polar(1.0, 2 * kPi * i / kMeasureBlock)).real();
   };
-  const std::vector<float> out = steady(process, tone, 2.0, rate, kMeasureBlock);
+  const std::vector<float> out = Player(process, tone).settled(2.0 * rate, kMeasureBlock);
 
   std::vector<Complex> spectrum(out.begin(), out.end());
   fft(spectrum);
@@ -377,26 +253,24 @@ std::function<double(double)> measured_bass_shaper(const host::Record& record, i
   };
 }
 
-std::vector<double> measured_bass_harmonics(const host::Record& record, int channel, double hz,
-                                            double amplitude, int n) {
+std::vector<double> measured_bass_harmonics(const Record& record, int channel, double hz, double amplitude,
+                                            int n) {
   const QuietLibrary quiet;
   const int rate = rate_of(record);
   const auto process = processor<BassEnhancer_Process>(
       BassEnhancer_Init(settings(record, AUDIOPOST_EFFECT_BASS_ENHANCER, channel), 16, rate, 1, 1),
       BassEnhancer_Destroy);
-  const auto tone = [&](int i) { return 32768.0 * amplitude * std::sin(2 * kPi * hz * i / rate); };
   const auto second = static_cast<size_t>(rate);
-  const std::vector<float> out = steady(process, tone, 2.0, rate, second);
+  const auto out = Player(process, sine(32768.0 * amplitude, hz, rate)).settled(2.0 * rate, second);
   std::vector<double> amplitudes;
-  for (int k = 1; k <= n; ++k)
-    amplitudes.push_back(std::abs(component(out, 0, second, k * hz, rate)) / 32768.0);
+  for (int k = 1; k <= n; ++k) amplitudes.push_back(std::abs(component(out, k * hz, rate)) / 32768.0);
   return amplitudes;
 }
 
 // ---- Latency -------------------------------------------------------------------------------------------------
-int latency(const host::Record& record) {
+int latency(const Record& record) {
   const Chain with = measured_chain(record), without = measured_chain(record);
-  const int channels = host::field_as_int(record, AUDIOPOST_CHANNELS), click = 100;
+  const int channels = field_as_int(record, AUDIOPOST_CHANNELS), click = 100;
   std::vector<int16_t> a(static_cast<size_t>(kMeasureBlock * channels)), b = a;
   constexpr int kClickBlock =
       100;  // by then a limiter has opened and what filters make of silence has died away

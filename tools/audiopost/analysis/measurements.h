@@ -4,45 +4,18 @@
 #include <functional>
 #include <vector>
 
-#include "analysis/stages.h"
-#include "host/design.h"
+#include "analysis/readings.h"
+#include "analysis/signals.h"
 
 namespace analysis {
 
 // ---- Response ------------------------------------------------------------------------------------------------
-class Response {
- public:
-  Response(double sample_rate, std::vector<host::Complex> bins)
-      : sample_rate_(sample_rate), bins_(std::move(bins)) {}
-  host::Complex at(double hz) const;  // of the nearest bin
-
- private:
-  double sample_rate_;
-  std::vector<host::Complex> bins_;
-};
-
-// The response of each channel, by the last of three equal sweeps over the whole band at this peak level: by then the
-// processor answers periodically, so the ratio of the spectra is exact for what is linear. `full` is full scale.
-std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB,
-                            double full = 32768.0);
-
-// Frames in each block of everything that is measured here.
-constexpr int kMeasureBlock = 1024;
-
 std::vector<Response> chain_response(const host::Record& record, double level_dB);
 std::vector<Response> eq_response(const host::Record& record);  // EQ10 alone
 // Each band of one channel's crossover, in ascending frequency, without make-up gain.
 std::vector<Response> crossover_responses(const host::Record& record, int channel);
 
 // ---- Distortion ----------------------------------------------------------------------------------------------
-struct Distortion {
-  double hz, level_dB;  // the tone that went in; its amplitude against full scale
-  double out_dB;        // the tone as it came out
-  double thd_dB,
-      thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out; the former
-                // NaN when none lies below half the sample rate
-  bool settled;
-};
 // A tone on every channel of a fresh chain, measured on channel 0 when its level has moved by less than 0.01 dB in each
 // of the last two seconds, or after kLongestWait seconds all the same.
 constexpr int kLongestWait = 60;
