@@ -6,10 +6,11 @@
 #include <limits>
 #include <numeric>
 
+#include "host/design.h"
+
 namespace host {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // The two stages of K-weighting for any rate: ITU-R BS.1770-4 Annex 1 gives them for 48 kHz, these are the analogue
