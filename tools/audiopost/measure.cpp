@@ -137,14 +137,14 @@ std::string measurements_json(const Tuning& tuning, const Measurements& m, const
 
 void run_measure(const MeasureOptions& options, const Context& context) {
   Tuning tuning = load_tuning(options.tuning);
-  Fit fit{0, {}, require_usable(tuning, fitting_block(tuning.record, kMeasureBlock), false)};
+  Suited suited{0, {}, require_usable(tuning, longest_block(tuning.record, kMeasureBlock), false)};
   require_measurable(tuning);
   std::string text, programme;
   if (!options.in.empty()) {  // first, so that a bad input shows before the long work
     AudioInput input(options.in, options.raw_format(tuning.record));
-    fit = fit_to_stream(tuning, input, options.block);
+    suited = suit_to_stream(tuning, input, options.block);
     RunOptions run_options;
-    run_options.block = fit.block;
+    run_options.block = suited.block;
     const Run run = run_programme(input, tuning, nullptr, run_options);
     text = report_text(run, context.color), programme = report_json(run);
   }
@@ -154,7 +154,7 @@ void run_measure(const MeasureOptions& options, const Context& context) {
       throw Failure("--tones: " + format("%g", hz) + " Hz is not below half the sample rate of " +
                     std::to_string(rate) + " Hz");
   const Measurements m = measure(tuning.record, options);
-  fit.print();
+  suited.print();
   if (options.json) {
     std::puts(measurements_json(tuning, m, options, programme).c_str());
     return;

@@ -156,14 +156,14 @@ void add_report(CLI::App& app, Context& context) {
     require_other_file(options->out, options->in, "the input");
     require_other_file(options->out, tuning.file, "the tuning");
     AudioInput input(options->in, options->raw_format(tuning.record));
-    const Fit fit = fit_to_stream(tuning, input, options->block);
+    const Suited suited = suit_to_stream(tuning, input, options->block);
     RunOptions run_options;
-    run_options.block = fit.block;
+    run_options.block = suited.block;
     run_options.progress = context.progress;
     run_options.color = context.color;
     const Run run = run_programme(input, tuning, nullptr, run_options);
     host::write_file(options->out, page(run, tuning.record));
-    fit.print();
+    suited.print();
   });
 }
 
