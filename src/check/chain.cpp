@@ -60,10 +60,7 @@ void check_unheard(Checker& c) {
       ++count;
     }
   const Held all{-INFINITY, INFINITY, count};
-  if (count == 1) c.note(AUDIOPOST_RULE_UNREAD, kChain, {indices[0]}, all);
-  if (count == 2) c.note(AUDIOPOST_RULE_UNREAD, kChain, {indices[0], indices[1]}, all);
-  if (count == 3) c.note(AUDIOPOST_RULE_UNREAD, kChain, {indices[0], indices[1], indices[2]}, all);
-  if (count > 3) c.note(AUDIOPOST_RULE_UNREAD, kChain, {indices[0], indices[1], indices[2], indices[3]}, all);
+  if (count > 0) c.add(AUDIOPOST_NOTE, AUDIOPOST_RULE_UNREAD, kChain, indices, count, all);
   if (c.channels < 1 || (c.channels > 1 && !c.linked)) return;
   for (const Group& group : kGroups)
     if (group.where.channel == 1)

@@ -28,7 +28,7 @@ Found find(int index) {
 }
 
 // ---- Telling ----------------------------------------------------------------------------------------
-void Checker::add(int severity, int rule, Where where, std::initializer_list<int> indices, Held held) {
+void Checker::add(int severity, int rule, Where where, const int* indices, int count, Held held) {
   worst_ = std::max(worst_, severity);
   if (count_++ >= room_) return;
   audiopost_finding& f = out_[count_ - 1];
@@ -36,11 +36,8 @@ void Checker::add(int severity, int rule, Where where, std::initializer_list<int
   f.severity = severity, f.rule = rule;
   f.effect = where.effect, f.channel = where.channel, f.band = where.band;
   f.off = off_;
-  for (const int index : indices) {
-    if (f.fields == AUDIOPOST_FINDING_FIELDS) break;
-    f.index[f.fields] = index;
-    f.value[f.fields++] = at(index);
-  }
+  f.fields = std::min(count, AUDIOPOST_FINDING_FIELDS);
+  for (int i = 0; i < f.fields; ++i) f.index[i] = indices[i], f.value[i] = at(indices[i]);
   f.least = held.least, f.most = held.most;
   f.noise_dBFS = held.noise_dBFS, f.count = held.count;
 }

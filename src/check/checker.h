@@ -7,6 +7,7 @@
 
 #include "check/fields.h"
 #include "common/numeric.h"
+#include "filters/crossover.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace check {
@@ -48,7 +49,10 @@ class Checker {
 
   // ---- Telling ----
   // About the fields at those indices, the one to change first in front.
-  void add(int severity, int rule, Where where, std::initializer_list<int> indices, Held held = {});
+  void add(int severity, int rule, Where where, const int* indices, int count, Held held = {});
+  void add(int severity, int rule, Where where, std::initializer_list<int> indices, Held held = {}) {
+    add(severity, rule, where, indices.begin(), static_cast<int>(indices.size()), held);
+  }
   void note(int rule, Where where, std::initializer_list<int> indices, Held held = {}) {
     add(AUDIOPOST_NOTE, rule, where, indices, held);
   }
@@ -115,6 +119,9 @@ void check_eq10(Checker& c);
 void check_multiband_drc(Checker& c, int channel);
 void check_peak_stage(Checker& c, int channel, bool agc, bool limiter);
 void check_levels(Checker& c);
+
+// The crossover that a channel's settings ask for.
+filters::CrossoverDesign crossover_of(const Checker& c, int channel);
 
 // The group of an effect that holds an index, and the field there; nulls where there is none.
 struct Found {

@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "check/checker.h"
-#include "filters/crossover.h"
 
 namespace check {
 namespace {
@@ -37,19 +36,13 @@ void check_band(Checker& c, const BandAt& band) {
   if (c.int_at(hold_time) != 0) c.note(AUDIOPOST_RULE_HOLD_TIME, where, {hold_time});
 }
 
+int freq_start(int channel, int band) { return band_at(channel, band).start + AUDIOPOST_DRC_FREQ_START; }
+int freq_end(int channel, int band) { return band_at(channel, band).start + AUDIOPOST_DRC_FREQ_END; }
+
 // Each edge between neighbours, upward.
 void check_crossover(Checker& c, int channel, int bands) {
   const Where where{AUDIOPOST_EFFECT_MULTIBAND_DRC, channel};
-  const auto from = [&](int band) { return band_at(channel, band).start + AUDIOPOST_DRC_FREQ_START; };
-  const auto to = [&](int band) { return band_at(channel, band).start + AUDIOPOST_DRC_FREQ_END; };
-  const CrossoverParam edges{bands - 2,
-                             c.at(to(AUDIOPOST_BAND_LOW)),
-                             c.at(from(AUDIOPOST_BAND_HIGH)),
-                             c.at(from(AUDIOPOST_BAND_MID1)),
-                             c.at(to(AUDIOPOST_BAND_MID1)),
-                             c.at(from(AUDIOPOST_BAND_MID2)),
-                             c.at(to(AUDIOPOST_BAND_MID2))};
-  const filters::CrossoverDesign d = filters::design_crossover(edges, c.sample_rate);
+  const filters::CrossoverDesign d = crossover_of(c, channel);
   // By audiopost_drc_band.
   const BiquadCoeffs lowpass[] = {d.low, {}, d.mid1_lowpass, d.mid2_lowpass};
   const BiquadCoeffs highpass[] = {{}, d.high, d.mid1_highpass, d.mid2_highpass};
@@ -58,7 +51,7 @@ void check_crossover(Checker& c, int channel, int bands) {
     if (above == AUDIOPOST_BAND_LOW || (above == AUDIOPOST_BAND_MID1 && bands < 3) ||
         (above == AUDIOPOST_BAND_MID2 && bands < 4))
       continue;
-    const int end = to(below), start = from(above);
+    const int end = freq_end(channel, below), start = freq_start(channel, above);
     c.filter(band_at(channel, below).where, {end}, {lowpass[below]});
     c.filter(band_at(channel, above).where, {start}, {highpass[above]});
     const bool octave = c.at(start) > 2.0f * c.at(end);
@@ -71,6 +64,19 @@ void check_crossover(Checker& c, int channel, int bands) {
 }
 
 }  // namespace
+
+filters::CrossoverDesign crossover_of(const Checker& c, int channel) {
+  const auto from = [&](int band) { return c.at(freq_start(channel, band)); };
+  const auto to = [&](int band) { return c.at(freq_end(channel, band)); };
+  const CrossoverParam edges{0,  // the edges don't depend on the number of bands
+                             to(AUDIOPOST_BAND_LOW),
+                             from(AUDIOPOST_BAND_HIGH),
+                             from(AUDIOPOST_BAND_MID1),
+                             to(AUDIOPOST_BAND_MID1),
+                             from(AUDIOPOST_BAND_MID2),
+                             to(AUDIOPOST_BAND_MID2)};
+  return filters::design_crossover(edges, c.sample_rate);
+}
 
 void check_multiband_drc(Checker& c, int channel) {
   const Where where{AUDIOPOST_EFFECT_MULTIBAND_DRC, channel};

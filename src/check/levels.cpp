@@ -10,7 +10,6 @@
 #include "common/time_constant.h"
 #include "dynamics/maximizer.h"
 #include "dynamics/multiband_drc.h"
-#include "filters/crossover.h"
 #include "filters/stability.h"
 #include "loudness/r128_meter.h"
 #include "tone/designs.h"
@@ -146,15 +145,7 @@ double multiband_drc(const Checker& c, int channel, double level) {
   const int start = start_of({AUDIOPOST_EFFECT_MULTIBAND_DRC, channel});
   const int bands = c.int_at(start + AUDIOPOST_DRC_CROSSOVER_BAND);
   if (bands < 1) return 0.0;
-  const auto edge = [&](int band, int field) { return c.at(start + kDrcBands[band].offset + field); };
-  const CrossoverParam edges{bands - 2,
-                             edge(AUDIOPOST_BAND_LOW, AUDIOPOST_DRC_FREQ_END),
-                             edge(AUDIOPOST_BAND_HIGH, AUDIOPOST_DRC_FREQ_START),
-                             edge(AUDIOPOST_BAND_MID1, AUDIOPOST_DRC_FREQ_START),
-                             edge(AUDIOPOST_BAND_MID1, AUDIOPOST_DRC_FREQ_END),
-                             edge(AUDIOPOST_BAND_MID2, AUDIOPOST_DRC_FREQ_START),
-                             edge(AUDIOPOST_BAND_MID2, AUDIOPOST_DRC_FREQ_END)};
-  const filters::CrossoverDesign d = filters::design_crossover(edges, c.sample_rate);
+  const filters::CrossoverDesign d = crossover_of(c, channel);
   double sum = 0.0;
   for (int b = 0; b < std::min(bands, 4); ++b) {
     const int band = start + kDrcBands[b].offset;

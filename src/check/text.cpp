@@ -39,15 +39,6 @@ class Text {
   int length_ = 0;
 };
 
-constexpr char kVersionMessage[] = "The Version of Tuning Tool is Wrong, you should use version 2.00!";
-constexpr char kBitRateMessage[] = "bit_rate is wrong!";
-constexpr char kChannelMessage[] = "Too Many Channel!";
-constexpr char kStepMessage[] = "frameLen is greater than steps! 0";
-constexpr char kTypeMessage[] = "ErrorXXX: You should choose a filter type!";
-constexpr char kCrossoverMessage[] = "There is something wrong with crossover, please check again";
-constexpr char kDrcMessage[] = "wrong param for MultiDRC, please check again";
-constexpr char kAgcMessage[] = "wrong param for agc, please check again";
-
 // %n is the first field's name, %v its value, %i that as the chain reads an integer; %w and %x are the values of the
 // second and third; %l, %m and %c the finding's least, most and count. Those that are rarer: sentence() below.
 struct Sentence {
@@ -284,37 +275,29 @@ int audiopost_check_text(const audiopost_finding* finding, char* text, int room)
 const char* audiopost_check_message(const audiopost_finding* finding) {
   switch (finding->rule) {
     case AUDIOPOST_RULE_VERSION:
-      return check::kVersionMessage;
+      return "The Version of Tuning Tool is Wrong, you should use version 2.00!";
     case AUDIOPOST_RULE_BIT_RATE:
-      return check::kBitRateMessage;
+      return "bit_rate is wrong!";
     case AUDIOPOST_RULE_STEREO_ONLY:
-      return check::kChannelMessage;
+      return "Too Many Channel!";
     case AUDIOPOST_RULE_STEP_SHORT:
-      return check::kStepMessage;
+      return "frameLen is greater than steps! 0";
     case AUDIOPOST_RULE_FILTER_TYPE:
-      return check::kTypeMessage;
+      return "ErrorXXX: You should choose a filter type!";
     case AUDIOPOST_RULE_CROSSOVER_BANDS:
-      return finding->value[0] >= 5.0f ? check::kCrossoverMessage : nullptr;
+      return finding->value[0] >= 5.0f ? "There is something wrong with crossover, please check again"
+                                       : nullptr;
     case AUDIOPOST_RULE_NOISE_THRESHOLD_HIGH:
     case AUDIOPOST_RULE_EXPAND_END_HIGH:
     case AUDIOPOST_RULE_MAX_PEAK_LOW:
-      return finding->effect == AUDIOPOST_EFFECT_AGC ? check::kAgcMessage : check::kDrcMessage;
+      return finding->effect == AUDIOPOST_EFFECT_AGC ? "wrong param for agc, please check again"
+                                                     : "wrong param for MultiDRC, please check again";
     default:
       return nullptr;
   }
 }
 
 const char* audiopost_check_severity_name(int severity) {
-  switch (severity) {
-    case AUDIOPOST_NOTE:
-      return "note";
-    case AUDIOPOST_WARNING:
-      return "warning";
-    case AUDIOPOST_UNSTABLE:
-      return "unstable";
-    case AUDIOPOST_FATAL:
-      return "fatal";
-    default:
-      return "nothing";
-  }
+  static const char* const names[] = {"nothing", "note", "warning", "unstable", "fatal"};
+  return names[severity >= AUDIOPOST_NOTE && severity <= AUDIOPOST_FATAL ? severity : AUDIOPOST_NOTHING];
 }

@@ -31,4 +31,12 @@ auto null_without_memory(Work work) -> decltype(work()) {
   }
 }
 
+// What the Destroy functions answer: -3 without a record.
+template <class Record>
+int destroy(Record* record) {
+  if (!record) return -3;
+  delete record;
+  return 0;
+}
+
 }  // namespace common

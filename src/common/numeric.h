@@ -18,6 +18,19 @@
 
 namespace common {
 
+// What kernels call is always inlined: those of every instruction set have a copy of their own.
+
+[[gnu::always_inline]] inline uint32_t bits_of(float x) {
+  uint32_t bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  return bits;
+}
+[[gnu::always_inline]] inline float float_of(uint32_t bits) {
+  float x;
+  std::memcpy(&x, &bits, sizeof x);
+  return x;
+}
+
 // Toward zero; beyond the 32-bit range the nearest end; NaN is 0. What 64-bit Arm's fcvtzs does, written out
 // because other processors (and the language) leave it open. Called with floats and doubles alike.
 [[gnu::always_inline]] inline int32_t truncate_to_int(double value) {
@@ -54,16 +67,11 @@ inline float sinh_rounded_once(float x) { return static_cast<float>(std::sinh(st
 }
 float log10_below_1(float x);  // and of what is no positive finite number
 
-// Always inline, so that the kernels of every instruction set can have a copy of their own.
 [[gnu::always_inline]] inline float log10_portable(float x) {
   if (!(x >= 1.0f && x <= FLT_MAX)) return log10_below_1(x);
-  uint32_t bits;
-  std::memcpy(&bits, &x, sizeof bits);
+  const uint32_t bits = bits_of(x);
   const float k = static_cast<float>(static_cast<int>(bits >> 23) - 127);
-  bits = (bits & 0x7fffffu) | 0x3f800000u;
-  float m;
-  std::memcpy(&m, &bits, sizeof m);
-  return log10_of(k, m);
+  return log10_of(k, float_of((bits & 0x7fffffu) | 0x3f800000u));
 }
 
 // A level in dB as a linear factor.

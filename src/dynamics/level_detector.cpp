@@ -159,8 +159,4 @@ LevelDetectorState* LevelDetector_Init(int bit_rate, int sample_rate, int channe
   });
 }
 
-int LevelDetector_Destroy(LevelDetectorState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int LevelDetector_Destroy(LevelDetectorState* s) { return common::destroy(s); }

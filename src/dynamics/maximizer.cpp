@@ -156,8 +156,4 @@ MaximizerState* Maximizer_Init(const float* section, int bit_rate, int sample_ra
   });
 }
 
-int Maximizer_Destroy(MaximizerState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int Maximizer_Destroy(MaximizerState* s) { return common::destroy(s); }

@@ -85,7 +85,8 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
   dynamics::build_compressor_table(from.points, 0.0f, s.gain_table[ch][band], s.table_start[ch][band],
                                    s.table_inv_step[ch][band]);
   dynamics::find_gain_steps(s.gain_table[ch][band], s.table_start[ch][band], s.table_inv_step[ch][band],
-                            s.full_scale_log10, s.band_scale[ch], s.gain_steps[ch][band]);
+                            s.full_scale_log10, s.band_scale[ch], s.gain_steps[ch][band], s.gain_steps[0],
+                            dynamics::kDrcChannels * kDrcBands);
 }
 
 void load_band(MultiBandDRCState& s, int ch, int band, const float* record, const char* function) {
@@ -176,8 +177,6 @@ dynamics::MultibandChannel channel_for_kernel(MultiBandDRCState& s, int ch, cons
 
 }  // namespace
 
-const lanes::Kind dynamics::kMultibandKind{false};
-
 void dynamics::join(MultiBandDRCState& s, float** in, float** out, lanes::Block& block) {
   s.job.count = channels_of(s);
   for (int ch = 0; ch < s.job.count; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
@@ -185,10 +184,7 @@ void dynamics::join(MultiBandDRCState& s, float** in, float** out, lanes::Block&
 }
 
 int MultiBandDRC_Process(MultiBandDRCState* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  dynamics::join(*s, in, out, block);
-  block.run();
-  return s->channels;
+  return lanes::process_alone(*s, dynamics::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -305,8 +301,4 @@ MultiBandDRCState* MultiBandDRC_Init(const float* section, int bit_rate, int sam
 
 void dynamics::share_scratch(MultiBandDRCState& s) { s.scratch.reset(); }
 
-int MultiBandDRC_Destroy(MultiBandDRCState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int MultiBandDRC_Destroy(MultiBandDRCState* s) { return common::destroy(s); }

@@ -4,6 +4,7 @@
 #include "common/numeric.h"
 #include "filters/biquad.h"
 #include "lanes/block.h"
+#include "lanes/lanes.h"
 
 namespace dynamics {
 
@@ -16,7 +17,8 @@ struct GainSteps {
   float gain[kGainSteps];       // table entry times the band scale, as rounded at run time
   // slope * log2(follower + 1) + offset is less than half an entry off the fractional index.
   float slope, offset;
-  bool usable;  // false: only the logarithm itself answers exactly
+  bool usable;         // false: only the logarithm itself answers exactly
+  float start, scale;  // of the table that `begin` was found for
 };
 
 struct MultibandBand {
@@ -41,14 +43,11 @@ struct MultibandChannel {
   float* out;
 };
 using MultibandJob = lanes::Job<MultibandChannel>;
-extern const lanes::Kind kMultibandKind;
+inline constexpr lanes::Kind kMultibandKind{};
 
 }  // namespace dynamics
 
 #if defined(TARGET)
-
-#include "lanes/section.h"
-
 namespace TARGET {
 namespace {
 
@@ -100,15 +99,7 @@ float sum_bands(const MultibandChannel& channel) {
   for (int ch = 0; ch < job.count; ++ch) plain(job.channels[ch], n);
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-#include "lanes/lanes.h"
-
-namespace TARGET {
-namespace {
 
 // The multi-band compressor: crossover, followers, gains and the sum of the bands in one step a frame. Quads of lanes:
 //
@@ -207,7 +198,7 @@ struct MultibandWave {
     const Vec followed = x > envelope[v] ? rising : falling;
     envelope[v] = kEdge ? (on ? followed : envelope[v]) : followed;
     if (__builtin_expect(!all_within(followed, from[v], to[v]), 0)) look_up(v, followed);
-    const Vec y = x * (followed >= between[v] ? upper[v] : lower[v]);
+    const Vec y = x * at_least(followed, between[v], upper[v], lower[v]);
     value[v] = kEdge ? (on ? y : value[v]) : y;
   }
 
@@ -325,31 +316,25 @@ bool four_bands(const MultibandChannel* const (&channels)[2]) {
   return channels[0]->bands == 4 && channels[1]->bands == 4;
 }
 
-// One channel, or two side by side.
-void multiband_lanes(const MultibandChannel& a, const MultibandChannel* b, int n, lanes::Scratch& scratch) {
-  const MultibandChannel* const channels[2] = {&a, b ? b : &a};
-  in_passes(scratch, a.in, b ? b->in : nullptr, 1.0f, n, a.out, b ? b->out : nullptr,
-            [&](float* pairs, int length) {
-              if (four_bands(channels))
-                multiband_wave<true>(channels, pairs, length);
-              else
-                multiband_wave<false>(channels, pairs, length);
-            });
-}
-
 void in_lanes(const MultibandJob& job, int n, lanes::Scratch& scratch) {
+  const auto pass = [](const MultibandChannel* const(&channels)[2], float* pairs, int length) {
+    if (four_bands(channels))
+      multiband_wave<true>(channels, pairs, length);
+    else
+      multiband_wave<false>(channels, pairs, length);
+  };
   const MultibandChannel* const channels = job.channels;
   if (job.count == 2 && multiband_fits(channels[0]) && multiband_fits(channels[1]))
-    return multiband_lanes(channels[0], &channels[1], n, scratch);
+    return in_passes(channels, 2, 1.0f, n, scratch, pass);
   for (int ch = 0; ch < job.count; ++ch) {
     if (multiband_fits(channels[ch]))
-      multiband_lanes(channels[ch], nullptr, n, scratch);
+      in_passes(&channels[ch], 1, 1.0f, n, scratch, pass);
     else
       plain(channels[ch], n);
   }
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
-#endif
 #endif

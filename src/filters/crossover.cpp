@@ -86,8 +86,4 @@ CrossoverFilter* Filters_Crossover_filterInit(int sample_rate, int channels, con
   });
 }
 
-int Filters_Crossover_filterDestroy(CrossoverFilter* f) {
-  if (!f) return -3;
-  delete f;
-  return 0;
-}
+int Filters_Crossover_filterDestroy(CrossoverFilter* f) { return common::destroy(f); }

@@ -33,7 +33,7 @@ class Scratch {
 
 // What an effect joins with. Each owns one of these; its address is what it is known by.
 struct Kind {
-  bool only_reads;  // changes no sample, so it may wait for a later loop with lanes to spare
+  bool only_reads = false;  // changes no sample, so it may wait for a later loop with lanes to spare
 };
 
 // One or two channels of a kind.
@@ -80,5 +80,15 @@ class Block {
   void keep_inputs(const float*& in0, const float*& in1);
   const common::FlushDenormals flush_;
 };
+
+// What the Process function of an effect does that joins: a block of its own.
+template <class State>
+int process_alone(State& s, void (*join)(State&, float** in, float** out, Block&), float** in, float** out,
+                  int n) {
+  Block block(n, *s.scratch);
+  join(s, in, out, block);
+  block.finish();
+  return s.channels;
+}
 
 }  // namespace lanes

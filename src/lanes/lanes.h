@@ -42,18 +42,26 @@ void deinterleave(const float* __restrict pairs, int n, float* __restrict out0, 
     for (int i = 0; i < n; ++i) out0[i] = pairs[2 * i];
 }
 
-// Runs one or two planar channels (in1 null for one) through `pass(pairs, length)` in passes of the scratch's length,
-// as interleaved frames in units of `scale`.
-template <class Pass>
-INLINED void in_passes(lanes::Scratch& scratch, const float* in0, const float* in1, float scale, int n,
-                       float* out0, float* out1, Pass pass) {
+// Runs one channel or two through `pass(channels, pairs, length)` in passes of the scratch's length, as interleaved
+// frames in units of `scale`. A single one stands in for both.
+template <class Channel, class Pass>
+INLINED void in_passes(const Channel* one, int count, float scale, int n, lanes::Scratch& scratch,
+                       Pass pass) {
+  const Channel* const channels[2] = {one, one + count - 1};
   float* const pairs = scratch.pairs[lanes::Scratch::kBlock];
   for (int at = 0; at < n; at += scratch.frames) {
     const int length = n - at < scratch.frames ? n - at : scratch.frames;
-    interleave(in0 + at, (in1 ? in1 : in0) + at, length, pairs, scale);
-    pass(pairs, length);
-    deinterleave(pairs, length, out0 + at, in1 ? out1 + at : nullptr);
+    interleave(channels[0]->in + at, channels[1]->in + at, length, pairs, scale);
+    pass(channels, pairs, length);
+    deinterleave(pairs, length, channels[0]->out + at, count == 2 ? channels[1]->out + at : nullptr);
   }
+}
+// The channels of a job: side by side where they are alike, or else one after another.
+template <class Channel, class Pass>
+INLINED void in_passes(const lanes::Job<Channel>& job, bool alike, float scale, int n,
+                       lanes::Scratch& scratch, Pass pass) {
+  if (job.count == 2 && alike) return in_passes(job.channels, 2, scale, n, scratch, pass);
+  for (int ch = 0; ch < job.count; ++ch) in_passes(&job.channels[ch], 1, scale, n, scratch, pass);
 }
 
 template <class V>

@@ -1,8 +1,10 @@
 // Peaks, sums and ramps over a block, with every rounding where the serial form has it.
 #pragma once
 
+#include "common/numeric.h"
 #include "lanes/lanes.h"
 
+#if defined(TARGET)
 namespace TARGET {
 namespace {
 
@@ -27,26 +29,12 @@ float plain_ramp(float gain, float step, float* gains, int n) {
   return gain;
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-namespace TARGET {
-namespace {
 
 constexpr int kPass = 512;          // squares that wait for their turn in the sum
 constexpr int kLongestLine = 1024;  // gains
 
-union Bits {
-  float value;
-  int bits;
-};
-int bits_of(float value) {
-  Bits b;
-  b.value = value;
-  return b.bits;
-}
+int bits_of(float value) { return static_cast<int>(common::bits_of(value)); }
 // Sign and exponent.
 int binade(float x) { return bits_of(x) & ~0x7fffff; }
 // Far enough from denormals and infinities for all that is computed in a binade.
@@ -121,6 +109,7 @@ float lanes_ramp(float gain, float step, float* gains, int n) {
   return plain_ramp(gain, step, gains, n);
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
 #endif

@@ -16,12 +16,6 @@ Quad both(const Channel* const (&c)[2], float Channel::*setting) {
   return Quad{c[0]->*setting, c[1]->*setting, c[0]->*setting, c[1]->*setting};
 }
 
-template <class Channel>
-struct Stereo {
-  const Channel* channels[2];
-  Stereo(const Channel& a, const Channel* b) : channels{&a, b ? b : &a} {}
-};
-
 INLINED Quad last_and_first(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 4, 5); }
 
 // Two parts side by side.
@@ -55,6 +49,7 @@ struct Parts {
     second.finish(n);
   }
 };
+
 // A single quad has a register of its own size; more share the widest ones.
 template <int Q>
 struct Registers {

@@ -4,6 +4,7 @@
 #include "common/numeric.h"
 #include "lanes/lanes.h"
 
+#if defined(TARGET)
 namespace TARGET {
 namespace {
 
@@ -27,13 +28,7 @@ namespace {
   }
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-namespace TARGET {
-namespace {
 
 // A stereo frame is 32 bits, the left sample in the lower half.
 
@@ -69,6 +64,7 @@ void lanes_to_pcm(const float* const* in, float bottom, float top, int16_t* out,
   plain_to_pcm(rest, bottom, top, out + 2 * i, 2, n - i);
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
 #endif

@@ -4,6 +4,7 @@
 #include "lanes/target.h"
 #include "zelkaudio_effect_eqdrc.h"
 
+#if defined(TARGET)
 namespace TARGET {
 namespace {
 
@@ -29,3 +30,4 @@ float pair_step(Pair& pair, float x) {
 
 }  // namespace
 }  // namespace TARGET
+#endif

@@ -47,6 +47,8 @@ Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 void store_last_pair(float* p, Quad q) { vst1_f32(p, vget_high_f32(q)); }
 
+// `yes` where a >= b, `no` elsewhere.
+Vec at_least(Vec a, Vec b, Vec yes, Vec no) { return a >= b ? yes : no; }
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
   return vminvq_u32(vandq_u32(vcltq_f32(x, to), vcgeq_f32(x, from))) != 0;

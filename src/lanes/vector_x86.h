@@ -72,6 +72,14 @@ Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
 void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
 void store_last_pair(float* p, Quad q) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), q); }
 
+// `yes` where a >= b, `no` elsewhere. (The compiler turns a comparison around, and then needs a register for b.)
+Vec at_least(Vec a, Vec b, Vec yes, Vec no) {
+#if defined(__AVX512VL__)
+  return _mm256_mask_blend_ps(_mm256_cmp_ps_mask(a, b, _CMP_GE_OQ), no, yes);
+#else
+  return _mm256_blendv_ps(no, yes, _mm256_cmp_ps(a, b, _CMP_GE_OQ));
+#endif
+}
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
 #if defined(__AVX512VL__)

@@ -117,10 +117,7 @@ void loudness::join(AutoGainState& state, float** in, float** out, lanes::Block&
 }
 
 int AutoGain_Process(AutoGainState* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  loudness::join(*s, in, out, block);
-  block.finish();
-  return s->channels;
+  return lanes::process_alone(*s, loudness::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -170,8 +167,4 @@ AutoGainState* AutoGain_Init(const float* section, int bit_rate, int sample_rate
 
 void loudness::share_scratch(AutoGainState& s) { s.scratch.reset(); }
 
-int AutoGain_Destroy(AutoGainState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int AutoGain_Destroy(AutoGainState* s) { return common::destroy(s); }

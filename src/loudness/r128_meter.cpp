@@ -68,8 +68,6 @@ void metered(void* meter, const loudness::MeterRing& ring) {
 
 }  // namespace
 
-const lanes::Kind loudness::kMeterKind{true};
-
 // One position for all channels: within a block each channel takes the next n entries, and overwrites what another
 // channel may have written. The channels' sums then trade energy between them; only their total is the ring's. Required
 // behaviour: targets are tuned to its readings.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lanes/block.h"
+#include "lanes/parts.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace loudness {
@@ -23,14 +24,11 @@ struct MeterJob : lanes::Job<MeterChannel> {
   void (*metered)(void* owner, const MeterRing& ring);
   void* owner;
 };
-extern const lanes::Kind kMeterKind;
+inline constexpr lanes::Kind kMeterKind{true};
 
 }  // namespace loudness
 
 #if defined(TARGET)
-
-#include "lanes/section.h"
-
 namespace TARGET {
 namespace {
 
@@ -60,15 +58,7 @@ using loudness::MeterRing;
   job.metered(job.owner, ring);
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-#include "lanes/parts.h"
-
-namespace TARGET {
-namespace {
 
 // The loudness meter: its filters, and the sums of the squares in the window, added up in order beside them.
 
@@ -171,7 +161,7 @@ void in_lanes(MeterJob& job, int n, lanes::Scratch& scratch) {
   block.enter(n);
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
-#endif
 #endif

@@ -3,14 +3,6 @@
 #define TARGET avx512
 #include "lanes/vector_x86.h"
 #include "targets/run.h"
-#include "targets/targets.h"
 
-const lanes::Target targets::kAvx512{"avx512",
-                                     targets::has_avx512,
-                                     TARGET::run,
-                                     TARGET::lanes_peak,
-                                     TARGET::lanes_mean_squares,
-                                     TARGET::lanes_ramp,
-                                     TARGET::lanes_from_pcm,
-                                     TARGET::lanes_to_pcm};
+constexpr lanes::Target targets::kAvx512 = TARGET::entry("avx512", has_avx512);
 #endif

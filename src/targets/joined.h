@@ -96,13 +96,14 @@ bool run_tone(const BassJob* bass, const ExciterJob* exciter, const DeEsserJob* 
 }
 
 // ---- A cascade and the compressor after it, and the meter beside them ------------------------------
-// The second wave is a step behind what the first has finished. They hand frames over in memory.
+// Two waves in one loop, the second so many steps behind the first: one more than the first's lag where it takes what
+// that has finished, which is handed over in memory, and none where they have nothing to do with each other.
 template <class First, class Second>
 struct Joined {
   First first;
   Second second;
-  int behind;        // steps, from the first to the second
   int lag_of_first;  // in frames
+  int behind;
 
   template <bool kEdge>
   INLINED void step(int t, int n) {
@@ -115,26 +116,11 @@ struct Joined {
     second.keep(n);
   }
 };
+// Copies are what the compiler takes apart into registers.
 template <class First, class Second>
-Joined<First, Second> joined(const First& first, int lag_of_first, const Second& second) {
-  return {first, second, lag_of_first + 1, lag_of_first};
+Joined<First, Second> joined(const First& first, int lag_of_first, int behind, const Second& second) {
+  return {first, second, lag_of_first, behind};
 }
-
-template <class First, class Second>
-struct SideBySide {
-  First first;
-  Second second;
-
-  template <bool kEdge>
-  INLINED void step(int t, int n) {
-    first.template step<kEdge>(t, n);
-    second.template step<kEdge>(t, n);
-  }
-  INLINED void keep(int n) const {
-    first.keep(n);
-    second.keep(n);
-  }
-};
 
 constexpr int kCascadeRegisters = kLanes == 8 ? 3 : 5;  // nine sections, ten, or what else fits
 
@@ -144,13 +130,13 @@ void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
                             int n, MeterFrames* meter) {
   const CascadeLanes<kCascadeRegisters> first(cascade, 0, cascade[0]->sections);
   const MultibandLanes<kFour> second(multiband);
-  auto wave = joined(first.wave(pairs, between), first.lag, second.wave(between, pairs));
+  auto wave = joined(first.wave(pairs, between), first.lag, first.lag + 1, second.wave(between, pairs));
   const int lag = wave.behind + kMultibandLag;
   if constexpr (kFour)
     if (meter) {
       const MeterPart part(*meter);
       const PartLanes<MeterPart> lanes(part);
-      SideBySide<decltype(wave), PartWave<MeterPart>> both{wave, lanes.wave()};
+      auto both = joined(wave, lag, 0, lanes.wave());
       return run_wave(both, lag, n);
     }
   run_wave(wave, lag, n);

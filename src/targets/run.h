@@ -4,6 +4,7 @@
 #include "lanes/levels.h"
 #include "lanes/pcm.h"
 #include "targets/joined.h"
+#include "targets/targets.h"
 
 namespace TARGET {
 namespace {
@@ -46,39 +47,27 @@ struct Sequence {
 };
 
 #if defined(LANES)
+constexpr int kNone = -1;
 template <class JobOfKind>
-JobOfKind* job_of(const Block::Waiting& one) {
-  return static_cast<JobOfKind*>(one.job);
+const JobOfKind* job_at(const Block::Waiting* jobs, int at) {
+  return at == kNone ? nullptr : static_cast<const JobOfKind*>(jobs[at].job);
+}
+template <int kBass, int kExciter, int kDeEsser>
+bool run_tone_at(const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& scratch) {
+  return run_tone(job_at<BassJob>(w, kBass), job_at<ExciterJob>(w, kExciter), job_at<DeEsserJob>(w, kDeEsser),
+                  beside, n, scratch);
+}
+bool run_cascade_multiband_at(const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& scratch) {
+  return run_cascade_multiband(*job_at<CascadeJob>(w, 0), *job_at<MultibandJob>(w, 1), beside, n, scratch);
 }
 
 using tone::kBassKind, tone::kExciterKind, tone::kDeEsserKind, tone::kCascadeKind, dynamics::kMultibandKind;
 const Sequence kSequences[] = {
-    {{&kBassKind, &kExciterKind, &kDeEsserKind},
-     3,
-     [](const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& s) {
-       return run_tone(job_of<BassJob>(w[0]), job_of<ExciterJob>(w[1]), job_of<DeEsserJob>(w[2]), beside, n,
-                       s);
-     }},
-    {{&kBassKind, &kExciterKind},
-     2,
-     [](const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& s) {
-       return run_tone(job_of<BassJob>(w[0]), job_of<ExciterJob>(w[1]), nullptr, beside, n, s);
-     }},
-    {{&kBassKind, &kDeEsserKind},
-     2,
-     [](const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& s) {
-       return run_tone(job_of<BassJob>(w[0]), nullptr, job_of<DeEsserJob>(w[1]), beside, n, s);
-     }},
-    {{&kExciterKind, &kDeEsserKind},
-     2,
-     [](const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& s) {
-       return run_tone(nullptr, job_of<ExciterJob>(w[0]), job_of<DeEsserJob>(w[1]), beside, n, s);
-     }},
-    {{&kCascadeKind, &kMultibandKind},
-     2,
-     [](const Block::Waiting* w, MeterJob*& beside, int n, lanes::Scratch& s) {
-       return run_cascade_multiband(*job_of<CascadeJob>(w[0]), *job_of<MultibandJob>(w[1]), beside, n, s);
-     }},
+    {{&kBassKind, &kExciterKind, &kDeEsserKind}, 3, run_tone_at<0, 1, 2>},
+    {{&kBassKind, &kExciterKind}, 2, run_tone_at<0, 1, kNone>},
+    {{&kBassKind, &kDeEsserKind}, 2, run_tone_at<0, kNone, 1>},
+    {{&kExciterKind, &kDeEsserKind}, 2, run_tone_at<kNone, 0, 1>},
+    {{&kCascadeKind, &kMultibandKind}, 2, run_cascade_multiband_at},
 };
 
 bool begins_with(const Block::Waiting* jobs, int count, const Sequence& s) {
@@ -123,6 +112,15 @@ void run(Block& block, bool all) {
     else
       block.waiting[block.count++] = reading[i];
   }
+}
+
+// ---- What the table has of it ----------------------------------------------------------------------
+constexpr lanes::Target entry(const char* name, bool (*runs_here)()) {
+#if defined(LANES)
+  return {name, runs_here, run, lanes_peak, lanes_mean_squares, lanes_ramp, lanes_from_pcm, lanes_to_pcm};
+#else
+  return {name, runs_here, run, plain_peak, plain_mean_squares, plain_ramp, plain_from_pcm, plain_to_pcm};
+#endif
 }
 
 }  // namespace

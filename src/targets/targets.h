@@ -11,11 +11,11 @@ bool has_avx2();  // and fused multiply-add
 bool has_avx512();
 
 extern const lanes::Target kScalar;  // the definition, for any processor
-extern const lanes::Target
-    kScalarFma;  // the same with fused multiply-add as an instruction: what lanes are measured against
+// The same with fused multiply-add as an instruction: what lanes are measured against.
+extern const lanes::Target kScalarFma;
 extern const lanes::Target kAvx2;  // 8 lanes, 16 registers
-extern const lanes::Target
-    kAvx512;                       // 8 lanes, 32 registers: with 16 lanes every addition takes a cycle longer
+// 8 lanes, 32 registers: with 16 lanes every addition takes a cycle longer.
+extern const lanes::Target kAvx512;
 extern const lanes::Target kNeon;  // 4 lanes, 32 registers
 
 }  // namespace targets

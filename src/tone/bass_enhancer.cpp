@@ -87,8 +87,6 @@ tone::BassChannel channel_for_kernel(BassEnhancerState& s, int ch, const float* 
 
 }  // namespace
 
-const lanes::Kind tone::kBassKind{false};
-
 void tone::join(BassEnhancerState& s, float** in, float** out, lanes::Block& block) {
   s.job.count = s.channels;
   for (int ch = 0; ch < s.channels; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
@@ -96,10 +94,7 @@ void tone::join(BassEnhancerState& s, float** in, float** out, lanes::Block& blo
 }
 
 int BassEnhancer_Process(BassEnhancerState* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  tone::join(*s, in, out, block);
-  block.run();
-  return s->channels;
+  return lanes::process_alone(*s, tone::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -155,8 +150,4 @@ BassEnhancerState* BassEnhancer_Init(const float* section, int bit_rate, int sam
 
 void tone::share_scratch(BassEnhancerState& s) { s.scratch.reset(); }
 
-int BassEnhancer_Destroy(BassEnhancerState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int BassEnhancer_Destroy(BassEnhancerState* s) { return common::destroy(s); }

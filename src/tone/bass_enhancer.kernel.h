@@ -3,6 +3,7 @@
 
 #include "filters/biquad.h"
 #include "lanes/block.h"
+#include "lanes/parts.h"
 
 namespace tone {
 
@@ -18,14 +19,11 @@ struct BassChannel {
   float* out;
 };
 using BassJob = lanes::Job<BassChannel>;
-extern const lanes::Kind kBassKind;
+inline constexpr lanes::Kind kBassKind{};
 
 }  // namespace tone
 
 #if defined(TARGET)
-
-#include "lanes/section.h"
-
 namespace TARGET {
 namespace {
 
@@ -73,15 +71,7 @@ float shape(const BassChannel& c, float l) {
   }
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-#include "lanes/parts.h"
-
-namespace TARGET {
-namespace {
 
 //
 //   Q0 | low-pass 1 | harmonic low 1 |  read the frame, and z as the DC blocker left it
@@ -210,28 +200,22 @@ struct BassPart {
   }
 };
 
-void bass_lanes(const BassChannel& a, const BassChannel* b, int n, lanes::Scratch& scratch) {
-  const Stereo<BassChannel> s(a, b);
-  // The scale is exact: a power of two.
-  in_passes(scratch, a.in, b ? b->in : nullptr, 1.0f / a.scale, n, a.out, b ? b->out : nullptr,
-            [&](float* pairs, int length) {
-              if (a.floor_highpass)
-                run_part(BassPart<true>(s.channels, 0, 1.0f, pairs), length);
-              else
-                run_part(BassPart<false>(s.channels, 0, 1.0f, pairs), length);
-            });
-}
-
 bool same_floor(const BassJob& job) {
   return !job.channels[0].floor_highpass == !job.channels[job.count - 1].floor_highpass;
 }
 
 void in_lanes(const BassJob& job, int n, lanes::Scratch& scratch) {
-  if (job.count == 2 && same_floor(job)) return bass_lanes(job.channels[0], &job.channels[1], n, scratch);
-  for (int ch = 0; ch < job.count; ++ch) bass_lanes(job.channels[ch], nullptr, n, scratch);
+  if (job.count < 1) return;
+  in_passes(job, same_floor(job), 1.0f / job.channels[0].scale, n, scratch,
+            [](const BassChannel* const(&channels)[2], float* pairs, int length) {
+              if (channels[0]->floor_highpass)
+                run_part(BassPart<true>(channels, 0, 1.0f, pairs), length);
+              else
+                run_part(BassPart<false>(channels, 0, 1.0f, pairs), length);
+            });
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
-#endif
 #endif

@@ -64,27 +64,20 @@ float decide_gain(void* owner, int ch, float energy) {
 
 }  // namespace
 
-const lanes::Kind tone::kDeEsserKind{false};
-
 void tone::join(DeEsserState& s, float** in, float** out, lanes::Block& block) {
   s.job.count = s.channels, s.job.target = decide_gain, s.job.owner = &s;
-  for (int ch = 0; ch < s.channels; ++ch)
-    s.job.channels[ch] = {&s.detector_coeffs[ch],
-                          &s.notch_coeffs[ch],
-                          &s.detector_history[ch],
-                          &s.notch_history[ch],
-                          s.gain[ch],
-                          s.inv_frame_length,
-                          in[ch],
-                          out[ch]};
+  for (int ch = 0; ch < s.channels; ++ch) {
+    tone::DeEsserChannel& c = s.job.channels[ch];
+    c.detector = &s.detector_coeffs[ch], c.detector_history = &s.detector_history[ch];
+    c.notch = &s.notch_coeffs[ch], c.notch_history = &s.notch_history[ch];
+    c.gain = s.gain[ch], c.inv_frame_length = s.inv_frame_length;
+    c.in = in[ch], c.out = out[ch];
+  }
   block.join(kDeEsserKind, &s.job);
 }
 
 int DeEsser_Process(DeEsserState* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  tone::join(*s, in, out, block);
-  block.run();
-  return s->channels;
+  return lanes::process_alone(*s, tone::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -138,8 +131,4 @@ DeEsserState* DeEsser_Init(const float* section, int bit_depth, int sample_rate,
 
 void tone::share_scratch(DeEsserState& s) { s.scratch.reset(); }
 
-int DeEsser_Destroy(DeEsserState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int DeEsser_Destroy(DeEsserState* s) { return common::destroy(s); }

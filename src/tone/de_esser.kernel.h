@@ -2,6 +2,8 @@
 #pragma once
 
 #include "lanes/block.h"
+#include "lanes/levels.h"
+#include "lanes/parts.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -19,14 +21,11 @@ struct DeEsserJob : lanes::Job<DeEsserChannel> {
   float (*target)(void* owner, int channel, float energy);
   void* owner;
 };
-extern const lanes::Kind kDeEsserKind;
+inline constexpr lanes::Kind kDeEsserKind{};
 
 }  // namespace tone
 
 #if defined(TARGET)
-
-#include "lanes/section.h"
-
 namespace TARGET {
 namespace {
 
@@ -69,16 +68,7 @@ void cross_fade(const DeEsserChannel& c, float step, int n) {
   }
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-#include "lanes/levels.h"
-#include "lanes/parts.h"
-
-namespace TARGET {
-namespace {
 
 // What its filters make of a block: what went through the notch waits until the block's energy is known.
 struct DeEsserFrames {
@@ -158,15 +148,15 @@ void cross_fade_lanes(const DeEsserJob& job, const float* pairs, const DeEsserFr
 
 void in_lanes(const DeEsserJob& job, int n, lanes::Scratch& scratch) {
   if (n < 1 || n > scratch.frames || job.count < 1) return plain(job, n);
-  const Stereo<DeEsserChannel> s(job.channels[0], job.count == 2 ? &job.channels[1] : nullptr);
+  const DeEsserChannel* const channels[2] = {&job.channels[0], &job.channels[job.count - 1]};
   float* const pairs = scratch.pairs[lanes::Scratch::kBlock];
   DeEsserFrames made(scratch);
-  interleave(s.channels[0]->in, s.channels[1]->in, n, pairs);
-  run_part(DeEsserPart(s.channels, 0, n, pairs, made), n);
+  interleave(channels[0]->in, channels[1]->in, n, pairs);
+  run_part(DeEsserPart(channels, 0, n, pairs, made), n);
   cross_fade_lanes(job, pairs, made, n);
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
-#endif
 #endif

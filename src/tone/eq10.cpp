@@ -91,13 +91,12 @@ int slots_of_channel(const EQ10State& s, int ch, int cursor) {
 }
 
 // Where EQ10_GetData finds a channel's latest samples.
-float* copy_of(const EQ10State& s, std::vector<float>& copies, int ch) {
+template <class Copies>
+auto* copy_of(const EQ10State& s, Copies& copies, int ch) {
   return copies.data() + static_cast<size_t>(ch) * common::array_size(s.frame_length);
 }
 
 }  // namespace
-
-const lanes::Kind tone::kCascadeKind{false};
 
 // Two channels at a time: stereo is what the kernels are made for.
 void tone::join(EQ10State& s, float** in, float** out, lanes::Block& block) {
@@ -124,10 +123,7 @@ void tone::join(EQ10State& s, float** in, float** out, lanes::Block& block) {
 }
 
 int EQ10_Process(EQ10State* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  tone::join(*s, in, out, block);
-  block.run();
-  return s->channels;
+  return lanes::process_alone(*s, tone::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -148,9 +144,8 @@ int EQ10_GetData(const EQ10State* s, float** in_dst, float** out_dst) {
   if (!s) return 0;
   const size_t frame_length = common::array_size(s->frame_length);
   for (int ch = 0; ch < s->channels; ++ch) {
-    const size_t copy_at = static_cast<size_t>(ch) * frame_length;
-    std::copy_n(s->in_copy.data() + copy_at, frame_length, in_dst[ch]);
-    std::copy_n(s->out_copy.data() + copy_at, frame_length, out_dst[ch]);
+    std::copy_n(copy_of(*s, s->in_copy, ch), frame_length, in_dst[ch]);
+    std::copy_n(copy_of(*s, s->out_copy, ch), frame_length, out_dst[ch]);
   }
   return s->channels;
 }
@@ -197,8 +192,4 @@ EQ10State* EQ10_Init(const float* section, int bit_depth, int sample_rate, int c
 
 void tone::share_scratch(EQ10State& s) { s.scratch.reset(); }
 
-int EQ10_Destroy(EQ10State* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int EQ10_Destroy(EQ10State* s) { return common::destroy(s); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lanes/block.h"
+#include "lanes/lanes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -16,14 +17,11 @@ struct CascadeChannel {
   int copied;
 };
 using CascadeJob = lanes::Job<CascadeChannel>;
-extern const lanes::Kind kCascadeKind;
+inline constexpr lanes::Kind kCascadeKind{};
 
 }  // namespace tone
 
 #if defined(TARGET)
-
-#include "lanes/section.h"
-
 namespace TARGET {
 namespace {
 
@@ -45,15 +43,7 @@ using tone::CascadeJob;
   }
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-#include "lanes/lanes.h"
-
-namespace TARGET {
-namespace {
 
 // Sections in series: pair k of lanes is section k of both channels.
 //
@@ -109,50 +99,28 @@ void cascade_wave(const CascadeChannel* const (&channels)[2], int first, int cou
   run_wave(wave, lanes.lag, n);
 }
 
-// Both channels through sections first … first + count - 1.
+// Both channels through sections first … first + count - 1, in R registers or as many more as they need.
+template <int R = 1>
 void cascade_sections(const CascadeChannel* const (&channels)[2], int first, int count, float* pairs, int n) {
-  switch ((2 * count + kLanes - 1) / kLanes) {
-    case 1:
-      return cascade_wave<1>(channels, first, count, pairs, n);
-    case 2:
-      return cascade_wave<2>(channels, first, count, pairs, n);
-    case 3:
-      return cascade_wave<3>(channels, first, count, pairs, n);
-#if !defined(__x86_64__)
-    case 4:
-      return cascade_wave<4>(channels, first, count, pairs, n);
-    case 5:
-      return cascade_wave<5>(channels, first, count, pairs, n);
-    case 6:
-      return cascade_wave<6>(channels, first, count, pairs, n);
-#endif
-    default:
-      return;
-  }
-}
-
-// One or two channels (`b` null for one) with as many sections each.
-void cascade_pair(const CascadeChannel& a, const CascadeChannel* b, int n, lanes::Scratch& scratch) {
-  const CascadeChannel* const channels[2] = {&a, b ? b : &a};
-  in_passes(scratch, a.in, b ? b->in : nullptr, 1.0f, n, a.out, b ? b->out : nullptr,
-            [&](float* pairs, int length) {
-              for (int first = 0; first < a.sections; first += kMaxSections)
-                cascade_sections(channels, first,
-                                 a.sections - first < kMaxSections ? a.sections - first : kMaxSections, pairs,
-                                 length);
-            });
+  if constexpr (R * kLanes < 2 * kMaxSections)
+    if (2 * count > R * kLanes) return cascade_sections<R + 1>(channels, first, count, pairs, n);
+  cascade_wave<R>(channels, first, count, pairs, n);
 }
 
 void in_lanes(const CascadeJob& job, int n, lanes::Scratch& scratch) {
-  const CascadeChannel *const a = job.channels, *const b = a + 1;
-  if (job.count == 2 && a->sections == b->sections)
-    cascade_pair(*a, b, n, scratch);
-  else
-    for (int ch = 0; ch < job.count; ++ch) cascade_pair(a[ch], nullptr, n, scratch);
-  for (int ch = 0; ch < job.count; ++ch) copy(a[ch].out, a[ch].copy, a[ch].copied);
+  const CascadeChannel* const both = job.channels;
+  in_passes(job, both[0].sections == both[1].sections, 1.0f, n, scratch,
+            [](const CascadeChannel* const(&channels)[2], float* pairs, int length) {
+              const int sections = channels[0]->sections;
+              for (int first = 0; first < sections; first += kMaxSections)
+                cascade_sections(channels, first,
+                                 sections - first < kMaxSections ? sections - first : kMaxSections, pairs,
+                                 length);
+            });
+  for (int ch = 0; ch < job.count; ++ch) copy(both[ch].out, both[ch].copy, both[ch].copied);
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
-#endif
 #endif

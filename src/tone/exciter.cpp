@@ -65,8 +65,6 @@ tone::ExciterChannel channel_for_kernel(ExciterState& s, int ch, const float* in
 
 }  // namespace
 
-const lanes::Kind tone::kExciterKind{false};
-
 void tone::join(ExciterState& s, float** in, float** out, lanes::Block& block) {
   s.job.count = s.channels;
   for (int ch = 0; ch < s.channels; ++ch) s.job.channels[ch] = channel_for_kernel(s, ch, in[ch], out[ch]);
@@ -74,10 +72,7 @@ void tone::join(ExciterState& s, float** in, float** out, lanes::Block& block) {
 }
 
 int Exciter_Process(ExciterState* s, float** in, float** out, int n) {
-  lanes::Block block(n, *s->scratch);
-  tone::join(*s, in, out, block);
-  block.run();
-  return s->channels;
+  return lanes::process_alone(*s, tone::join, in, out, n);
 }
 
 // ---- Control ---------------------------------------------------------------------------------------
@@ -127,8 +122,4 @@ ExciterState* Exciter_Init(const float* section, int bit_rate, int sample_rate, 
 
 void tone::share_scratch(ExciterState& s) { s.scratch.reset(); }
 
-int Exciter_Destroy(ExciterState* s) {
-  if (!s) return -3;
-  delete s;
-  return 0;
-}
+int Exciter_Destroy(ExciterState* s) { return common::destroy(s); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lanes/block.h"
+#include "lanes/parts.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -15,14 +16,11 @@ struct ExciterChannel {
   float* out;
 };
 using ExciterJob = lanes::Job<ExciterChannel>;
-extern const lanes::Kind kExciterKind;
+inline constexpr lanes::Kind kExciterKind{};
 
 }  // namespace tone
 
 #if defined(TARGET)
-
-#include "lanes/section.h"
-
 namespace TARGET {
 namespace {
 
@@ -51,15 +49,7 @@ float soft_clip(float u) {
   }
 }
 
-}  // namespace
-}  // namespace TARGET
-
 #if defined(LANES)
-
-#include "lanes/parts.h"
-
-namespace TARGET {
-namespace {
 
 //
 //   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then
@@ -115,13 +105,13 @@ struct ExciterPart {
 
 void in_lanes(const ExciterJob& job, int n, lanes::Scratch& scratch) {
   if (job.count < 1) return;
-  const ExciterChannel &a = job.channels[0], *b = job.count == 2 ? &job.channels[1] : nullptr;
-  const Stereo<ExciterChannel> s(a, b);
-  in_passes(scratch, a.in, b ? b->in : nullptr, 1.0f / a.scale, n, a.out, b ? b->out : nullptr,
-            [&](float* pairs, int length) { run_part(ExciterPart(s.channels, 0, pairs), length); });
+  in_passes(job, true, 1.0f / job.channels[0].scale, n, scratch,
+            [](const ExciterChannel* const(&channels)[2], float* pairs, int length) {
+              run_part(ExciterPart(channels, 0, pairs), length);
+            });
 }
 
+#endif
 }  // namespace
 }  // namespace TARGET
-#endif
 #endif
