@@ -198,7 +198,7 @@ TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry
     std::string preset;
     Shell::Changes changes;
     int rate;
-    Shell::Changes fitted;  // by hand
+    Shell::Changes suited;  // by hand
     std::vector<std::string> notes;
   } rows[] = {
       {"speech",
@@ -226,7 +226,7 @@ TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry
   for (const auto& row : rows) {
     CAPTURES(row.preset, row.rate);
     Shell::Changes by_hand = row.changes;
-    by_hand.insert(by_hand.end(), row.fitted.begin(), row.fitted.end());
+    by_hand.insert(by_hand.end(), row.suited.begin(), row.suited.end());
     by_hand.push_back({0, {float(row.rate)}});
     shell.write("in.wav", wav(programme(20000, 2), 2, 16, row.rate));
     shell.tuning("a.bin", row.changes, row.preset), shell.tuning("b.bin", by_hand, row.preset);
