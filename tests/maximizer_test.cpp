@@ -103,6 +103,17 @@ TEST_CASE("the attack ends by the sample that overloads, at once when that is on
   }
 }
 
+TEST_CASE("an overload at the second sample meets the very target, not a ramp of one sample to it") {
+  for (float loud : {40000.0f, 50000.0f, 60000.0f}) {
+    const Limiter l(section(-20, -1, 1));
+    l.settled(at_dB(-40));
+    Samples x(kBlock, 1000.0f);
+    x[1] = loud;
+    const Samples y = l.mono(x);
+    CHECK(same_bits(l.mono(x), y));
+  }
+}
+
 TEST_CASE("a peak right at the threshold is not limited") {
   const float silence_dB = -20 * 4.51545f;
   const Limiter right_at(section(silence_dB, silence_dB, 1000));

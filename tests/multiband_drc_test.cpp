@@ -279,6 +279,18 @@ TEST_CASE("an adjustment counts bands by the channel that it names, one that is 
   }
 }
 
+TEST_CASE("adjusted edges are reported of as many bands as there are") {
+  for (int bands : {2, 3, 4}) {
+    CAPTURE(bands);
+    Section s = section(bands), report{};
+    const Drc drc = drc_of(s);
+    MultiBandDRC_Crossover_AdjustPara(drc, 0, 150, 6000, 170, 900, 950, 5500);
+    MultiBandDRC_GetPara(drc, report.data());
+    CHECK(at(report, kMid1) == (bands > 2 ? 170 : 0));
+    CHECK(at(report, kMid2 + 1) == (bands > 3 ? 5500 : 0));
+  }
+}
+
 TEST_CASE("a handle without a section is silent until it gets one") {
   const Drc drc(MultiBandDRC_Init(nullptr, 16, 48000, 2, 0));
   const Samples x = noise(100, 1000);

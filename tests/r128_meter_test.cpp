@@ -35,6 +35,14 @@ double k_weighting_dB(double hz) {
 
 }  // namespace
 
+TEST_CASE("a block one frame longer than any working memory is metered to its last sample") {
+  Meter m(2, 20, 20);
+  std::vector<Samples> channels(2, Samples(1025));
+  channels[0].back() = 30000;
+  ebur128_addframes(m.get(), Planar(channels)(), 1025);
+  CHECK(m.reading() > -70);
+}
+
 TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
   const struct {
     double expected;

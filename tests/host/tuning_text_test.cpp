@@ -65,6 +65,8 @@ TEST_CASE("an unlinked text needs no tables for a channel 1 that is like channel
   CHECK(same(host::from_text(host::to_text(record), "text"), record));
   replace("channels = 2", "channels = 1");
   CHECK(host::from_text(text, "mono")[370] == 0.0f);
+  record[3] = 3e9f;  // channels: as many as an int holds
+  CHECK(host::field_as_int(record, 3) == INT32_MAX);
 }
 
 TEST_CASE("a field that a text sets is the one that the library lists by that name") {
@@ -202,4 +204,5 @@ TEST_CASE("a difference is told in the words of the effect and its unit") {
         "EQ10 channel 0 band 1|type|Parametric|8\n"
         "MultiBandDRC channel 1 high band|attack_time|0x7fc00002|0x7fc00001\n");
   CHECK(host::diff(a, a).empty());
+  CHECK(!host::filter_name(-1));
 }
