@@ -159,6 +159,7 @@ TEST_CASE("a channel gets the lines that are for it") {
       {text, 1, 0, 0, -1, {}, {100, 300, 400}},
       {"Channel: L\n" + band + "50 Hz\nChannel: R\n" + band + "50 Hz\n", -1, 1, 0, 0, {50}, {}},
       {"Preamp: -4 dB\n", -1, 1, -4, 0, {1000}, {}},  // no filters
+      {"Preamp: -4 dB\n", 1, 0, 0, -4, {}, {1000}},
       {"Channel: L\nPreamp: -1 dB\nChannel: all\n" + band + "50 Hz\n", -1, 0, -1, 0, {50}, {50}},
   };
   for (const auto& r : rows) {
