@@ -169,6 +169,20 @@ TEST_CASE("no record and sizes that cannot be served give null") {
   CHECK(chain_of(plain_record(1024).data(), 64));
 }
 
+TEST_CASE("the banner comes first, whatever follows, and tells version, date and time") {
+  const Record record = plain_record();
+  for (const float* param : {record.data(), static_cast<const float*>(nullptr)}) {
+    const std::string log = in_child([&] { chain_of(param, 64); }).err;
+    char month[4] = "", end[3] = "";
+    int day = 0, year = 0, hour = -1, minute = -1, second = -1;
+    CHECK(std::sscanf(log.c_str(),
+                      "LOG (AudioPost_Init(): ,%*d), ZELK_AudioEffect-RELEASE-VERSION 2.00,  RELEASE DATE "
+                      "%3s %2d %4d, %2d:%2d:%2d%2[ \n]",
+                      month, &day, &year, &hour, &minute, &second, end) == 7);
+    CHECK(std::string("JanFebMarAprMayJunJulAugSepOctNovDec").find(month) % 3 == 0);
+  }
+}
+
 TEST_CASE("a block of another length ends the process") {
   for (int frames : {63, 65, 0, -64}) {
     CAPTURE(frames);

@@ -192,3 +192,10 @@ TEST_CASE("a sample that is not a number passes, on either path, and changes no 
     CHECK(same_bits(x.data[0], y.data[0]));
   }
 }
+
+TEST_CASE("without a section a handle has the defaults of both modes") {
+  const Limiter::Base l(Maximizer_Init(nullptr, 16, 48000, 1, kBlock, 0));
+  std::vector<float> got(11);
+  Maximizer_GetPara(l.get(), got.data());
+  CHECK(got == std::vector<float>{-3, -1, 1, -20, -40, -45, 16, -1, 200, 400, 200});
+}
