@@ -51,9 +51,10 @@ TEST_CASE("GetPara writes the settings in force, and leaves the rest of the sect
   const Record record = distinct_record(), other = full_record();
   for (int m = 0; m < kModules; ++m)
     for (int channels : {0, 1, 2})
-      for (const auto& [link, retuned] :
-           {std::pair(0, false), {0, true}, {2, false}, {2, true}, {-1, true}}) {
+      for (const auto& handle : {std::pair(0, false), {0, true}, {2, false}, {2, true}, {-1, true}}) {
         const Module& module = kModule[m];
+        const int link = handle.first;
+        const bool retuned = handle.second;
         CAPTURES(module.name, channels, link, retuned);
         const float* const given = &record[size_t(module.section)];
         const float* const first = retuned ? &other[size_t(module.section)] : given;

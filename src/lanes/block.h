@@ -18,7 +18,7 @@ class Scratch {
   // started late.
   static constexpr int kTail = 32, kHead = 32;
 
-  explicit Scratch(int frames = kMostFrames);
+  explicit Scratch(int wanted = kMostFrames);
 
   const int frames;  // in one pass; longer blocks are cut
   // Interleaved stereo: `frames` pairs, kHead pairs before them and kTail behind. The first is the block itself, the

@@ -41,6 +41,6 @@ extern const int kTargetCount;
 // The widest that runs here, chosen when the library is loaded.
 const Target& target();
 // Another one from now on, for tests and measurements. Not while anything is being processed.
-void use_target(const Target& target);
+void use_target(const Target& one);
 
 }  // namespace lanes

@@ -10,8 +10,6 @@
 #include "common/numeric.h"
 #include "common/sample_format.h"
 
-using loudness::KWeightingCoeffs;
-
 namespace {
 
 constexpr float kNothingMeasured = -1000.0f;

@@ -384,14 +384,18 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
   const Shell shell;
   // Channel 1 is not linked, and has no equalizer.
   shell.tuning("two.bin", {{2, {0}}, {14, {1}}, {100, {1, 0, 1000, 1, 6}}});
-  for (const auto& [tuning, charts] : {std::pair("music", 4u), {"two.bin", 2u}}) {
-    CAPTURES(std::string(tuning));
+  const struct {
+    std::string tuning;
+    size_t charts;
+  } rows[] = {{"music", 4}, {"two.bin", 2}};
+  for (const auto& r : rows) {
+    CAPTURE(r.tuning);
     const std::string parse = "python3 -c 'import sys, xml.sax as x; x.parse(sys.stdin, x.ContentHandler())'";
-    CHECK(shell.run(std::string("audiopost plot ") + tuning + " | tee out.svg | " + parse).status == 0);
+    CHECK(shell.run("audiopost plot " + r.tuning + " | tee out.svg | " + parse).status == 0);
     const std::string svg = shell.read("out.svg");
     CHECK(count(svg, "nan") + count(svg, "inf") == 0);
-    CHECK(count(svg, "class='title'") == charts);
-    CHECK(count(svg, ">measured<") == charts);
+    CHECK(count(svg, "class='title'") == r.charts);
+    CHECK(count(svg, ">measured<") == r.charts);
   }
   // The lowest point of a bell narrower than the grid, at its place between the axes' ends of 6 and -24 dB.
   shell.tuning("narrow.bin", {{14, {1}}, {100, {1, 0, 99, 16, -20}}});

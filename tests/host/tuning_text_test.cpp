@@ -97,7 +97,7 @@ TEST_CASE("a field that a text sets is the one that the library lists by that na
       std::string line = std::string("\n") + field.name + ":" + std::to_string(field.index);
       const size_t band =
           std::string("low  high mid1 mid2").find(table.path.substr(table.path.rfind('.') + 1));
-      if (is(field, "freq_start")) line = "band:" + std::to_string(band / 5) + " ----" + line;
+      if (is(field, "freq_start")) line.insert(0, "band:" + std::to_string(band / 5) + " ----");
       CAPTURE(line);
       CHECK(listing(table.path).find(line) != std::string::npos);
     }
