@@ -26,6 +26,9 @@ class Scratch {
   enum { kBlock, kBetween, kMeter, kLeaving, kPairs };
   float* pairs[kPairs];
   float* rows[3];  // `frames` floats each
+  // What passes from one short pass to another in pieces of a block, so that it stays in the first-level cache.
+  static constexpr int kPiece = 128, kPieceLanes = 12;
+  float* pieces;  // kPiece + 1 frames of kPieceLanes values
 
  private:
   std::vector<float> memory_;

@@ -114,6 +114,8 @@ struct Lanes {
 INLINED Quad pairs_of(Quad a, Quad b) {
   return __builtin_shufflevector(a, b, 0, 1, 4, 5);
 }  // the first of each
+INLINED Quad last_pairs_of(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 6, 7); }
+INLINED Quad last_and_first(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 4, 5); }
 INLINED Quad alternate(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
 INLINED Quad alternate_last(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 6, 3, 7); }
 
@@ -165,12 +167,12 @@ struct Sections {
   MaskOf<V> lag[R];
 
   template <int L>
-  INLINED explicit Sections(const Lanes<L>& lanes) {
+  INLINED explicit Sections(const Lanes<L>& lanes, int first_lane = 0) {
     static_assert(L >= R * kWidth, "");
     for (int r = 0; r < R; ++r) {
       Quad q[7][kWidth / 4];
       for (int i = 0; i < kWidth / 4; ++i) {
-        const int lane = r * kWidth + 4 * i;
+        const int lane = first_lane + r * kWidth + 4 * i;
         const QuadOfSections four(lanes.coeffs + lane, lanes.history + lane);
         q[0][i] = four.b0, q[1][i] = four.b1, q[2][i] = four.b2;
         q[3][i] = -four.a1, q[4][i] = -four.a2, q[5][i] = four.s1, q[6][i] = four.s2;
@@ -179,12 +181,13 @@ struct Sections {
       minus_a1[r] = register_of<V>(q[3]), minus_a2[r] = register_of<V>(q[4]);
       s1[r] = register_of<V>(q[5]), s2[r] = register_of<V>(q[6]);
       y[r] = V{};
-      lag[r] = load<MaskOf<V>>(lanes.lag + r * kWidth);
+      lag[r] = load<MaskOf<V>>(lanes.lag + first_lane + r * kWidth);
     }
   }
   template <int L>
-  INLINED void keep(const Lanes<L>& lanes) const {
-    for (int i = 0; i < R * kWidth / 4; ++i) keep_quad(quad_at(s1, i), quad_at(s2, i), lanes.history + 4 * i);
+  INLINED void keep(const Lanes<L>& lanes, int first_lane = 0) const {
+    for (int i = 0; i < R * kWidth / 4; ++i)
+      keep_quad(quad_at(s1, i), quad_at(s2, i), lanes.history + first_lane + 4 * i);
   }
 
   // Register r takes x: y = fma(b0, x, s1); s1 = s2 + fma(-a1, y, b1 x); s2 = fma(-a2, y, b2 x).

@@ -16,8 +16,6 @@ Quad both(const Channel* const (&c)[2], float Channel::*setting) {
   return Quad{c[0]->*setting, c[1]->*setting, c[0]->*setting, c[1]->*setting};
 }
 
-INLINED Quad last_and_first(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 4, 5); }
-
 // Two parts side by side.
 template <class First, class Second>
 struct Parts {

@@ -16,7 +16,7 @@ constexpr int kLanes = 4;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
 typedef Vec Quad;
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
-// Whether a large wave may store its state at every step.
+constexpr bool kShortPasses = true;  // 32 registers hold a few sections, and no long wave
 constexpr bool kStoresHidden = false;
 
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
@@ -47,12 +47,11 @@ Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 void store_last_pair(float* p, Quad q) { vst1_f32(p, vget_high_f32(q)); }
 
+bool all_set(Mask m) { return vminvq_u32((uint32x4_t)m) != 0; }
 // `yes` where a >= b, `no` elsewhere.
 Vec at_least(Vec a, Vec b, Vec yes, Vec no) { return a >= b ? yes : no; }
 // Whether from <= x < to in every lane; NaN is nowhere.
-bool all_within(Vec x, Vec from, Vec to) {
-  return vminvq_u32(vandq_u32(vcltq_f32(x, to), vcgeq_f32(x, from))) != 0;
-}
+bool all_within(Vec x, Vec from, Vec to) { return all_set((x < to) & (x >= from)); }
 Vec gather(const float* base, Mask index) {
   return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};
 }

@@ -16,6 +16,8 @@ constexpr int kLanes = 8;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
 typedef float Quad __attribute__((vector_size(16)));
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
+typedef int MaskOf4 __attribute__((vector_size(16)));
+constexpr bool kShortPasses = false;  // long waves: 8 lanes wait only once for the latency of a section
 // Whether a large wave may store its state at every step: beside AVX-512's arithmetic that costs nothing.
 #if defined(__AVX512VL__)
 constexpr bool kStoresHidden = true;
@@ -80,6 +82,7 @@ Vec at_least(Vec a, Vec b, Vec yes, Vec no) {
   return _mm256_blendv_ps(no, yes, _mm256_cmp_ps(a, b, _CMP_GE_OQ));
 #endif
 }
+bool all_set(MaskOf4 m) { return _mm_movemask_ps((Quad)m) == 0xf; }
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
 #if defined(__AVX512VL__)
@@ -89,6 +92,7 @@ bool all_within(Vec x, Vec from, Vec to) {
              _mm256_and_ps(_mm256_cmp_ps(x, to, _CMP_LT_OQ), _mm256_cmp_ps(x, from, _CMP_GE_OQ))) == 0xff;
 #endif
 }
+Quad gather(const float* base, MaskOf4 index) { return _mm_i32gather_ps(base, (__m128i)index, 4); }
 Vec gather(const float* base, Mask index) { return _mm256_i32gather_ps(base, (__m256i)index, 4); }
 
 }  // namespace

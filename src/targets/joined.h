@@ -122,7 +122,7 @@ Joined<First, Second> joined(const First& first, int lag_of_first, int behind, c
   return {first, second, lag_of_first, behind};
 }
 
-constexpr int kCascadeRegisters = kLanes == 8 ? 3 : 5;  // nine sections, ten, or what else fits
+constexpr int kCascadeRegisters = 3;  // nine to twelve sections
 
 template <bool kFour>
 void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
@@ -145,8 +145,8 @@ void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
 bool cascade_multiband_fits(const CascadeJob& cascade, const MultibandJob& multiband, int n,
                             const lanes::Scratch& scratch) {
   const int lanes = 2 * cascade.channels[0].sections;
-  if (cascade.count != multiband.count || cascade.count < 1 || n < 1 || n > scratch.frames ||
-      lanes <= (kCascadeRegisters - 1) * kLanes || lanes > kCascadeRegisters * kLanes)
+  if (cascade.count != multiband.count || cascade.count < 1 || n < 1 || n > scratch.frames) return false;
+  if (!kShortPasses && (lanes <= (kCascadeRegisters - 1) * kLanes || lanes > kCascadeRegisters * kLanes))
     return false;
   for (int ch = 0; ch < cascade.count; ++ch)
     if (cascade.channels[ch].sections != cascade.channels[0].sections ||
@@ -164,7 +164,15 @@ bool run_cascade_multiband(const CascadeJob& cascade, const MultibandJob& multib
   both_channels<MultibandChannel>(&multiband, second);
   float *const pairs = scratch.pairs[lanes::Scratch::kBlock], *const between =
                                                                   scratch.pairs[lanes::Scratch::kBetween];
+  const bool stereo = cascade.count == 2;
   interleave(first[0]->in, first[1]->in, n, pairs);
+  if constexpr (kShortPasses) {
+    run_cascade(first, pairs, n);
+    deinterleave(pairs, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
+    multiband_passes(second, pairs, n, scratch.pieces);
+    deinterleave(pairs, n, second[0]->out, stereo ? second[1]->out : nullptr);
+    return true;
+  }
   clear_edges(between, n);
   if (meter && four_bands(second) && meter->count == cascade.count && meter_fits(*meter, n, scratch)) {
     MeterFrames beside(*meter, n, scratch);
@@ -176,7 +184,6 @@ bool run_cascade_multiband(const CascadeJob& cascade, const MultibandJob& multib
   } else {
     cascade_multiband_wave<false>(first, second, pairs, between, n, nullptr);
   }
-  const bool stereo = cascade.count == 2;
   deinterleave(between, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
   deinterleave(pairs, n, second[0]->out, stereo ? second[1]->out : nullptr);
   return true;

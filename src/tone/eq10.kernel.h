@@ -2,7 +2,7 @@
 #pragma once
 
 #include "lanes/block.h"
-#include "lanes/lanes.h"
+#include "lanes/passes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -99,7 +99,48 @@ void cascade_wave(const CascadeChannel* const (&channels)[2], int first, int cou
   run_wave(wave, lanes.lag, n);
 }
 
+// The same as short passes.
+constexpr int kMostInPass = 6;
+
+template <int R, bool kOdd>
+struct CascadePass {
+  Sections<Quad, R> sections;
+  float* pairs;
+  Quad late[2];  // what the first half has made; its pair of each
+
+  template <bool kEdge>
+  INLINED void turn(int t, int n) {
+    const Quad in = load<Quad>(pairs + 2 * t);
+    Quad x[2] = {pairs_of(in, late[0]), last_and_first(in, late[1])};
+    two_through<kEdge, 0, R - kOdd>(sections, x, t, n);
+    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), last_pairs_of(x[0], x[1]));
+    two_through<kEdge, R - kOdd, R>(sections, x, t, n);
+    late[0] = x[0], late[1] = x[1];
+  }
+};
+
 // Both channels through sections first … first + count - 1, in R registers or as many more as they need.
+template <int R = 1>
+void cascade_pass(const CascadeChannel* const (&channels)[2], int first, int count, float* pairs, int n) {
+  if constexpr (2 * R < kMostInPass)
+    if (count > 2 * R) return cascade_pass<R + 1>(channels, first, count, pairs, n);
+  Lanes<4 * R> lanes;
+  for (int k = 0; k < count; ++k)
+    for (int c = 0; c < 2; ++c)
+      lanes.place(4 * (k % R) + 2 * (k / R) + c, 2 * (k / R), channels[c]->coeffs[first + k],
+                  channels[c]->history[first + k]);
+  const auto run = [&](auto pass) {
+    run_pass<2>(pass, n);
+    pass.sections.keep(lanes);
+  };
+  const Sections<Quad, R> sections(lanes);
+  if (count % 2)
+    run(CascadePass<R, true>{sections, pairs, {}});
+  else
+    run(CascadePass<R, false>{sections, pairs, {}});
+}
+
+// The same as a wave.
 template <int R = 1>
 void cascade_sections(const CascadeChannel* const (&channels)[2], int first, int count, float* pairs, int n) {
   if constexpr (R * kLanes < 2 * kMaxSections)
@@ -107,16 +148,22 @@ void cascade_sections(const CascadeChannel* const (&channels)[2], int first, int
   cascade_wave<R>(channels, first, count, pairs, n);
 }
 
+// Both channels, in passes or waves of as many sections as these take.
+void run_cascade(const CascadeChannel* const (&channels)[2], float* pairs, int n) {
+  constexpr int kMost = kShortPasses ? kMostInPass : kMaxSections;
+  const int sections = channels[0]->sections;
+  for (int first = 0; first < sections; first += kMost) {
+    const int count = sections - first < kMost ? sections - first : kMost;
+    if constexpr (kShortPasses)
+      cascade_pass(channels, first, count, pairs, n);
+    else
+      cascade_sections(channels, first, count, pairs, n);
+  }
+}
+
 void in_lanes(const CascadeJob& job, int n, lanes::Scratch& scratch) {
   const CascadeChannel* const both = job.channels;
-  in_passes(job, both[0].sections == both[1].sections, 1.0f, n, scratch,
-            [](const CascadeChannel* const(&channels)[2], float* pairs, int length) {
-              const int sections = channels[0]->sections;
-              for (int first = 0; first < sections; first += kMaxSections)
-                cascade_sections(channels, first,
-                                 sections - first < kMaxSections ? sections - first : kMaxSections, pairs,
-                                 length);
-            });
+  in_passes(job, both[0].sections == both[1].sections, 1.0f, n, scratch, run_cascade);
   for (int ch = 0; ch < job.count; ++ch) copy(both[ch].out, both[ch].copy, both[ch].copied);
 }
 
