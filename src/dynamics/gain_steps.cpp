@@ -2,7 +2,7 @@
 // evaluates, so that comparing with these values gives the same entry for every float.
 #include "dynamics/gain_steps.h"
 
-#include <cfloat>
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -13,43 +13,44 @@ namespace {
 using common::bits_of, common::float_of;
 using dynamics::GainSteps;
 
-constexpr uint32_t kInfinity =
-    0x7f800000;  // its bits; non-negative floats and their bits stand in the same order
+// Non-negative floats and their bits stand in the same order.
+constexpr uint32_t kInfinity = 0x7f800000;
+
+// The first float from `least` to infinity for which `holds`, as it does for all above; the search begins at `guess`.
+template <class Holds>
+float first_float(float least, float guess, Holds holds) {
+  const uint32_t bottom = bits_of(least);
+  uint32_t below = std::clamp(bits_of(guess), bottom, kInfinity), above = below;
+  for (uint32_t reach = 8; holds(float_of(below)); reach *= 2) {
+    if (below == bottom) return least;
+    above = below, below -= std::min(reach, below - bottom);
+  }
+  for (uint32_t reach = 8; above < kInfinity && !holds(float_of(above)); reach *= 2)
+    below = above, above += std::min(reach, kInfinity - above);
+  while (above - below > 1) {
+    const uint32_t middle = below + (above - below) / 2;
+    (holds(float_of(middle)) ? above : below) = middle;
+  }
+  return float_of(above);
+}
 
 struct Scale {
   float start, scale, full_scale_log10;
 
-  int entry(float follower_and_1) const {
-    const float level_dB = 20.0f * (common::log10_portable(follower_and_1) - full_scale_log10);
+  // Of a follower + 1, as the plain compressor finds it; it never falls where that rises, since the logarithm never does.
+  int entry(float x) const {
+    const float level_dB = 20.0f * (common::log10_portable(x) - full_scale_log10);
     return dynamics::table_entry(dynamics::kLastEntry, level_dB, start, scale);
   }
-  int entry(uint32_t follower_bits) const { return entry(float_of(follower_bits) + 1.0f); }
+  // The first follower with entry k or a higher one.
+  float first_follower(int k) const {
+    const double level_dB = (k - 0.5) / static_cast<double>(scale) + static_cast<double>(start);
+    const double octaves = (level_dB / 20.0 + static_cast<double>(full_scale_log10)) * 3.321928094887362;
+    const auto guess = static_cast<float>(std::exp2(std::clamp(octaves, 0.0, 128.0)));
+    const float x = first_float(1.0f, guess, [&](float at) { return entry(at) >= k; });
+    return first_float(0.0f, x - 1.0f, [&](float follower) { return follower + 1.0f >= x; });
+  }
 };
-
-// The first follower from 0 to infinity whose entry is k or more; `guess` is near; all three are bits.
-uint32_t first_of(const Scale& scale, int k, uint32_t guess) {
-  uint32_t below = guess, above = guess;
-  for (uint32_t reach = 8; below > 0 && scale.entry(below) >= k; reach *= 2)
-    below = below > reach ? below - reach : 0;
-  if (scale.entry(below) >= k) return 0;
-  for (uint32_t reach = 8; above < kInfinity && scale.entry(above) < k; reach *= 2)
-    above = kInfinity - above > reach ? above + reach : kInfinity;
-  while (above - below > 1) {
-    const uint32_t middle = below + (above - below) / 2;
-    (scale.entry(middle) >= k ? above : below) = middle;
-  }
-  return above;
-}
-
-// A logarithm that falls by its last bit somewhere would make the step at this follower not a single one.
-bool is_single_step(const Scale& scale, int k, float follower) {
-  float below = follower + 1.0f, above = below;
-  for (int i = 0; i < 4; ++i) {
-    below = std::nextafterf(below, 0.0f), above = std::nextafterf(above, INFINITY);
-    if ((below >= 1.0f && scale.entry(below) >= k) || scale.entry(above) < k) return false;
-  }
-  return true;
-}
 
 // Whether the kernels' estimate is the entry or one less over the whole entry k; its log2 is less than 0.006 off.
 bool estimate_holds(const GainSteps& s, int k) {
@@ -67,13 +68,7 @@ bool find(const Scale& scale, GainSteps& s) {
   s.offset = (-20.0f * scale.full_scale_log10 - scale.start) * scale.scale;
   if (!(s.slope > 0.0f && s.slope < 1000.0f && std::fabs(s.offset) < 1e5f)) return false;
   s.begin[0] = 0.0f, s.begin[dynamics::kLastEntry + 1] = INFINITY;
-  for (int k = 1; k <= dynamics::kLastEntry; ++k) {
-    const float octaves = (static_cast<float>(k) - 0.5f - s.offset) / s.slope;
-    const float guess = octaves > 0.0f ? exp2f(octaves < 127.0f ? octaves : 127.0f) - 1.0f : 0.0f;
-    const uint32_t at = first_of(scale, k, bits_of(guess));
-    if (!is_single_step(scale, k, float_of(at))) return false;
-    s.begin[k] = float_of(at);
-  }
+  for (int k = 1; k <= dynamics::kLastEntry; ++k) s.begin[k] = scale.first_follower(k);
   for (int k = 0; k <= dynamics::kLastEntry; ++k)
     if (!estimate_holds(s, k)) return false;
   return true;
@@ -82,7 +77,15 @@ bool find(const Scale& scale, GainSteps& s) {
 }  // namespace
 
 void dynamics::find_gain_steps(const GainTable& table, float start, float scale, float full_scale_log10,
-                               float band_scale, GainSteps& steps) {
+                               float band_scale, GainSteps& steps, const GainSteps* known, int count) {
+  const auto is_it = [&](const GainSteps& s) { return s.start == start && s.scale == scale; };
+  if (!is_it(steps)) {
+    const GainSteps* const it = std::find_if(known, known + count, is_it);
+    if (it != known + count)
+      steps = *it;
+    else
+      steps.usable = find({start, scale, full_scale_log10}, steps);
+    steps.start = start, steps.scale = scale;
+  }
   for (size_t k = 0; k < table.size(); ++k) steps.gain[k] = table[k] * band_scale;
-  steps.usable = find({start, scale, full_scale_log10}, steps);
 }

@@ -85,7 +85,8 @@ void load_compressor(MultiBandDRCState& s, int ch, int band, const BandSettings&
   dynamics::build_compressor_table(from.points, 0.0f, s.gain_table[ch][band], s.table_start[ch][band],
                                    s.table_inv_step[ch][band]);
   dynamics::find_gain_steps(s.gain_table[ch][band], s.table_start[ch][band], s.table_inv_step[ch][band],
-                            s.full_scale_log10, s.band_scale[ch], s.gain_steps[ch][band]);
+                            s.full_scale_log10, s.band_scale[ch], s.gain_steps[ch][band], s.gain_steps[0],
+                            dynamics::kDrcChannels * kDrcBands);
 }
 
 void load_band(MultiBandDRCState& s, int ch, int band, const float* record, const char* function) {

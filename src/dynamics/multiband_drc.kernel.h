@@ -17,7 +17,8 @@ struct GainSteps {
   float gain[kGainSteps];       // table entry times the band scale, as rounded at run time
   // slope * log2(follower + 1) + offset is less than half an entry off the fractional index.
   float slope, offset;
-  bool usable;  // false: only the logarithm itself answers exactly
+  bool usable;         // false: only the logarithm itself answers exactly
+  float start, scale;  // of the table that `begin` was found for
 };
 
 struct MultibandBand {
@@ -42,7 +43,7 @@ struct MultibandChannel {
   float* out;
 };
 using MultibandJob = lanes::Job<MultibandChannel>;
-inline constexpr lanes::Kind kMultibandKind{false};
+inline constexpr lanes::Kind kMultibandKind{};
 
 }  // namespace dynamics
 

@@ -36,7 +36,7 @@ class Scratch {
 
 // What an effect joins with. Each owns one of these; its address is what it is known by.
 struct Kind {
-  bool only_reads;  // changes no sample, so it may wait for a later loop with lanes to spare
+  bool only_reads = false;  // changes no sample, so it may wait for a later loop with lanes to spare
 };
 
 // One or two channels of a kind.

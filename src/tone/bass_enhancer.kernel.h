@@ -19,7 +19,7 @@ struct BassChannel {
   float* out;
 };
 using BassJob = lanes::Job<BassChannel>;
-inline constexpr lanes::Kind kBassKind{false};
+inline constexpr lanes::Kind kBassKind{};
 
 }  // namespace tone
 

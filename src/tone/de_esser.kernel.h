@@ -21,7 +21,7 @@ struct DeEsserJob : lanes::Job<DeEsserChannel> {
   float (*target)(void* owner, int channel, float energy);
   void* owner;
 };
-inline constexpr lanes::Kind kDeEsserKind{false};
+inline constexpr lanes::Kind kDeEsserKind{};
 
 }  // namespace tone
 

@@ -17,7 +17,7 @@ struct CascadeChannel {
   int copied;
 };
 using CascadeJob = lanes::Job<CascadeChannel>;
-inline constexpr lanes::Kind kCascadeKind{false};
+inline constexpr lanes::Kind kCascadeKind{};
 
 }  // namespace tone
 

@@ -16,7 +16,7 @@ struct ExciterChannel {
   float* out;
 };
 using ExciterJob = lanes::Job<ExciterChannel>;
-inline constexpr lanes::Kind kExciterKind{false};
+inline constexpr lanes::Kind kExciterKind{};
 
 }  // namespace tone
 
