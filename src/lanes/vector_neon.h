@@ -22,8 +22,15 @@ constexpr bool kStoresHidden = false;
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
 Vec root(Vec x) { return vsqrtq_f32(x); }
 // b where a is NaN.
-Quad smaller(Quad a, Quad b) { return vbslq_f32(vcltq_f32(a, b), a, b); }
-Quad larger(Quad a, Quad b) { return vbslq_f32(vcgtq_f32(a, b), a, b); }
+Quad smaller(Quad a, Quad b) { return vminnmq_f32(a, b); }
+Quad larger(Quad a, Quad b) { return vmaxnmq_f32(a, b); }
+Quad magnitude(Quad x) { return vabsq_f32(x); }
+// Whether |x| > least, which is no less than 0. The compiler doesn't find the instruction where `least` is constant.
+Mask is_larger(Quad x, Quad least) {
+  Mask m;
+  asm("facgt %0.4s, %1.4s, %2.4s" : "=w"(m) : "w"(x), "w"(least));
+  return m;
+}
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {
@@ -42,7 +49,6 @@ Quad quad_pairs(const float* p) { return every_pair(p); }
 Quad quad_of(const Vec* v, int q) { return v[q]; }
 Vec from_quads(const Quad* q) { return q[0]; }
 Quad first_quad(Vec v) { return v; }
-Vec every_quad(Quad q) { return q; }
 Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 void store_last_pair(float* p, Quad q) { vst1_f32(p, vget_high_f32(q)); }

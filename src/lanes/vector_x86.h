@@ -27,10 +27,14 @@ constexpr bool kStoresHidden = false;
 
 Vec fused(Vec a, Vec b, Vec c) { return _mm256_fmadd_ps(a, b, c); }
 Quad fused(Quad a, Quad b, Quad c) { return _mm_fmadd_ps(a, b, c); }
+Quad root(Quad x) { return _mm_sqrt_ps(x); }
 Vec root(Vec x) { return _mm256_sqrt_ps(x); }
 // b where a is NaN.
 Quad smaller(Quad a, Quad b) { return _mm_min_ps(a, b); }
 Quad larger(Quad a, Quad b) { return _mm_max_ps(a, b); }
+
+// Whether |x| > least.
+MaskOf4 is_larger(Quad x, Quad least) { return (Quad)((MaskOf4)x & 0x7fffffff) > least; }
 
 // The pair at p in every pair of lanes.
 double pair_at(const float* p) {
@@ -69,7 +73,6 @@ Quad quad_of(const Vec* v, int q) {
 }
 Vec from_quads(const Quad* q) { return _mm256_set_m128(q[1], q[0]); }
 Quad first_quad(Vec v) { return _mm256_castps256_ps128(v); }
-Vec every_quad(Quad q) { return _mm256_set_m128(q, q); }
 Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
 void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
 void store_last_pair(float* p, Quad q) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), q); }

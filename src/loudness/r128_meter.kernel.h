@@ -3,6 +3,7 @@
 
 #include "lanes/block.h"
 #include "lanes/parts.h"
+#include "lanes/passes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace loudness {
@@ -111,6 +112,14 @@ bool meter_fits(const MeterJob& job, int n, const lanes::Scratch& scratch) {
   return n >= 1 && n <= scratch.frames && job.ring.size / n >= job.count;
 }
 
+template <int L>
+void place_meter(Lanes<L>& lanes, int at, const MeterChannel* const* channels, int lag) {
+  for (int c = 0; c < 2; ++c) {
+    lanes.place(at + c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
+    lanes.place(at + 2 + c, lag, *channels[c]->high_pass, *channels[c]->high_pass_history);
+  }
+}
+
 //   | shelf L R | high-pass L R |  read the frame, and the shelf
 //
 // The sums are short enough to be added up in order beside the filters.
@@ -131,10 +140,7 @@ struct MeterPart {
 
   template <int L>
   void place(Lanes<L>& lanes, int at) const {
-    for (int c = 0; c < 2; ++c) {
-      lanes.place(at + c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
-      lanes.place(at + 2 + c, kLag, *channels[c]->high_pass, *channels[c]->high_pass_history);
-    }
+    place_meter(lanes, at, channels, kLag);
   }
   template <bool kEdge>
   INLINED void feed(const Quad* y, Quad* x, int t, int) const {
@@ -154,10 +160,55 @@ struct MeterPart {
   }
 };
 
+// The same in turns of two frames.
+struct MeterTurns {
+  Halves<1> filters;
+  Quad sum;
+
+  INLINED MeterTurns(const Lanes<4>& lanes, const MeterChannel* const (&c)[2])
+      : filters(lanes), sum{*c[0]->sum, *c[1]->sum} {}
+  INLINED explicit MeterTurns(const Lanes<4>& idle) : filters(idle), sum{} {}
+
+  // The squares of the two frames before; `leaving` are those whose places they take.
+  template <bool kEdge>
+  INLINED Quad turn(Quad in, Quad leaving, int t, int n) {
+    const Quad y = filters.turn<kEdge>(in, t, n), square = y * y;
+    if (kEdge && t < 2) return square;
+    sum = (sum - leaving) + square;
+    if (!kEdge || t - 1 < n) sum = (sum - swap_pairs(leaving)) + swap_pairs(square);
+    return square;
+  }
+  void keep(const Lanes<4>& lanes, const MeterChannel* const (&c)[2]) const {
+    filters.sections.keep(lanes);
+    for (int i = 0; i < 2; ++i) *c[i]->sum = sum[i];
+  }
+};
+
+struct MeterPass {
+  MeterTurns meter;
+  float* pairs;
+  const float* leaving;
+
+  template <bool kEdge>
+  INLINED void turn(int t, int n) {
+    const Quad squares =
+        meter.turn<kEdge>(load<Quad>(pairs + 2 * t), load<Quad>(leaving + 2 * (t - 2)), t, n);
+    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), squares);
+  }
+};
+
 void in_lanes(MeterJob& job, int n, lanes::Scratch& scratch) {
   if (!meter_fits(job, n, scratch)) return plain(job, n);
   MeterFrames block(job, n, scratch);
-  run_part(MeterPart(block), n);
+  if constexpr (kShortPasses) {
+    Lanes<4> lanes;
+    place_meter(lanes, 0, block.channels, Halves<1>::kLag);
+    MeterPass pass{{lanes, block.channels}, block.pairs, block.leaving};
+    run_pass<Halves<1>::kLag>(pass, n);
+    pass.meter.keep(lanes, block.channels);
+  } else {
+    run_part(MeterPart(block), n);
+  }
   block.enter(n);
 }
 

@@ -4,6 +4,7 @@
 #include "filters/biquad.h"
 #include "lanes/block.h"
 #include "lanes/parts.h"
+#include "lanes/passes.h"
 
 namespace tone {
 
@@ -73,6 +74,49 @@ float shape(const BassChannel& c, float l) {
 
 #if defined(LANES)
 
+template <class V>
+V in_every_quad(Quad q) {
+  const Quad all[] = {q, q};
+  return register_of<V>(all);
+}
+
+// What lies between low-pass and harmonic filters, in V's lanes.
+template <class V>
+struct BassShaper {
+  V P, Q, minus_R, S, T, U, gain;
+  Quad dc_coef;
+
+  explicit BassShaper(const BassChannel* const (&c)[2])
+      : P(in_every_quad<V>(both(c, &BassChannel::pos_offset))),
+        Q(in_every_quad<V>(both(c, &BassChannel::pos_bias))),
+        minus_R(-in_every_quad<V>(both(c, &BassChannel::neg_offset))),
+        S(in_every_quad<V>(both(c, &BassChannel::neg_bias))),
+        T(in_every_quad<V>(both(c, &BassChannel::pos_const))),
+        U(in_every_quad<V>(both(c, &BassChannel::neg_const))),
+        gain(in_every_quad<V>(both(c, &BassChannel::shaper_gain))),
+        dc_coef(both(c, &BassChannel::dc_coef)) {}
+
+  INLINED V shape(V l) const {
+    const auto positive = l >= 0.0f;
+    const V v = magnitude(((positive ? P : minus_R) - l) * l + (positive ? T : U));  // U - (l + R) l below 0
+    const V guarded = v > kTiny ? root(v) : V{};
+    return (positive ? gain : -gain) * (guarded + (positive ? Q : S));
+  }
+};
+
+// After them.
+struct BassMix {
+  Quad amount, scale, scale_after;  // back to full scale, and to that of what comes after
+
+  BassMix(const BassChannel* const (&c)[2], float after)
+      : amount(both(c, &BassChannel::amount)),
+        scale(both(c, &BassChannel::scale)),
+        scale_after(Quad{} + after) {}
+  INLINED Quad mixed(Quad harmonics, Quad high) const {
+    return fused(harmonics, amount, high) * scale * scale_after;
+  }
+};
+
 //
 //   Q0 | low-pass 1 | harmonic low 1 |  read the frame, and z as the DC blocker left it
 //   Q1 | low-pass 2 | harmonic low 2 |  reads Q0
@@ -90,38 +134,28 @@ struct BassPart {
   static constexpr int kLag = kDcLag + (kFloor ? 6 : 4);
   const BassChannel* const* channels;
   int start;
-  Vec P, Q, minus_R, S, T, U, gain;
-  Quad dc_coef, amount;
+  BassShaper<Vec> shaper;
   Vec lows;     // of the latest frames, the oldest first
   Vec shaped;   // of the latest chunk
   Vec waiting;  // of the DC blocker's inputs, one chunk
   Vec ready;    // the chunk before it, the next frame first
   Quad z, prev_out;
   float last_shaped[kLanes];  // the chunk that holds the block's last frame
-  Quad scale, scale_after;    // back to full scale, and to that of what comes after
+  BassMix mix;
   float* pairs;
 
   BassPart(const BassChannel* const (&c)[2], int first_step, float after, float* frames)
       : channels(c),
         start(first_step),
-        P(every_quad(both(c, &BassChannel::pos_offset))),
-        Q(every_quad(both(c, &BassChannel::pos_bias))),
-        minus_R(-every_quad(both(c, &BassChannel::neg_offset))),
-        S(every_quad(both(c, &BassChannel::neg_bias))),
-        T(every_quad(both(c, &BassChannel::pos_const))),
-        U(every_quad(both(c, &BassChannel::neg_const))),
-        gain(every_quad(both(c, &BassChannel::shaper_gain))),
-        dc_coef(both(c, &BassChannel::dc_coef)),
-        amount(both(c, &BassChannel::amount)),
+        shaper(c),
         lows{},
-        shaped(every_quad(Quad{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in})),
+        shaped(in_every_quad<Vec>(Quad{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in})),
         waiting{},
         ready{},
         z{},
         prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out},
         last_shaped{},
-        scale(both(c, &BassChannel::scale)),
-        scale_after(Quad{} + after),
+        mix(c, after),
         pairs(frames) {}
 
   int last_step() const { return start + kLag; }
@@ -142,18 +176,10 @@ struct BassPart {
     }
   }
 
-  INLINED Vec shape(Vec l) const {
-    const auto positive = l >= 0.0f;
-    const Vec v =
-        magnitude(((positive ? P : minus_R) - l) * l + (positive ? T : U));  // U - (l + R) l below 0
-    const Vec guarded = v > kTiny ? root(v) : Vec{};
-    return (positive ? gain : -gain) * (guarded + (positive ? Q : S));
-  }
-
   // The chunk of frames whose last has just come out of the low-pass.
   INLINED void shape_chunk() {
     const Vec before = shaped;
-    shaped = shape(lows);
+    shaped = shaper.shape(lows);
     const Vec previous = pair_up(before, shaped);
     ready = waiting;
     waiting = shaped - (magnitude(previous) > kTiny ? previous : Vec{});
@@ -173,7 +199,7 @@ struct BassPart {
       shape_chunk();
       if (kEdge && (n - 1) / kChunk == (t - 2) / kChunk) store(last_shaped, shaped);
     }
-    z = (first_quad(ready) + prev_out) * dc_coef;
+    z = (first_quad(ready) + prev_out) * shaper.dc_coef;
     const Quad next_out = magnitude(z) > kTiny ? z : Quad{};
     if constexpr (kEdge)
       prev_out = busy(MaskOf<Quad>{} + kDcLag, t, n) ? next_out : prev_out;
@@ -184,12 +210,12 @@ struct BassPart {
   INLINED void emit(const Quad* y, int step, int) {
     const int t = step - start;
     if (kEdge && t < kLag) return;
-    const Quad out = fused(y[3], amount, kFloor ? y[4] : swap_pairs(y[3]));
+    const Quad out = mix.mixed(y[3], kFloor ? y[4] : swap_pairs(y[3]));
     float* const to = pairs + 2 * (t - kLag);
     if constexpr (kFloor)
-      store_last_pair(to, out * scale * scale_after);
+      store_last_pair(to, out);
     else
-      store_pair(to, out * scale * scale_after);
+      store_pair(to, out);
   }
   INLINED void finish(int n) const {
     for (int c = 0; c < 2; ++c) {
@@ -200,6 +226,110 @@ struct BassPart {
   }
 };
 
+// The same as two short passes. What depends on each other is done in turns of its own: filters, shaper, DC blocker.
+//
+//   | low-pass 1 L R | high-pass 1 L R |  read the frame      then the harmonics' filters, in halves
+//   | low-pass 2     | high-pass 2     |
+struct BassFirstPass {
+  static constexpr int kLag = 4;
+  Sections<Quad, 2> sections;
+  BassShaper<Quad> shaper;
+  Quad lows, shaped, differences, prev_out;
+  float *pairs, *high;
+
+  BassFirstPass(const Lanes<8>& lanes, const BassChannel* const (&c)[2], float* frames, float* other)
+      : sections(lanes),
+        shaper(c),
+        lows{},
+        shaped{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in},
+        differences{},
+        prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out},
+        pairs(frames),
+        high(other) {}
+
+  static void place(Lanes<8>& lanes, const BassChannel& channel, int c) {
+    for (int k = 0; k < 2; ++k) {
+      lanes.place(4 * k + c, 0, channel.bass_lowpass->coeffs[k], channel.bass_lowpass->history[k]);
+      lanes.place(4 * k + 2 + c, 0, channel.main_highpass->coeffs[k], channel.main_highpass->history[k]);
+    }
+  }
+  INLINED static Quad without_tiny(Quad x) { return (Quad)((MaskOf<Quad>)x & is_larger(x, Quad{} + kTiny)); }
+  INLINED Quad block_dc(Quad difference) {
+    const Quad z = (difference + prev_out) * shaper.dc_coef;
+    prev_out = without_tiny(z);
+    return z;
+  }
+  template <bool kEdge>
+  INLINED void turn(int t, int n) {
+    if (!kEdge || t >= kLag) {
+      const int at = t - kLag;
+      const Quad z = block_dc(differences), out = prev_out, next = block_dc(swap_pairs(differences));
+      if (kEdge && at + 1 >= n) prev_out = out;
+      store(pairs + 2 * at, pairs_of(z, next));  // where the frames were
+    }
+    if (!kEdge || (t >= 2 && t - 2 < n)) {
+      const Quad before = shaped;
+      shaped = shaper.shape(lows);
+      differences = shaped - without_tiny(last_and_first(before, shaped));
+    }
+    if (kEdge && t >= n) return;
+    const Quad in = load<Quad>(pairs + 2 * t);
+    Quad x[2] = {pairs_of(in, in), last_pairs_of(in, in)};
+    two_through<kEdge, 0, 2>(sections, x, t, n);
+    lows = pairs_of(x[0], x[1]);
+    store(high + 2 * t, last_pairs_of(x[0], x[1]));
+  }
+};
+
+template <bool kFloor>
+struct BassLastPass {
+  using Filters = Halves<kFloor ? 3 : 2>;
+  Filters filters;
+  BassMix mix;
+  float* pairs;
+  const float* high;
+
+  template <bool kEdge>
+  INLINED void turn(int t, int n) {
+    const Quad y = filters.template turn<kEdge>(load<Quad>(pairs + 2 * t), t, n);
+    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), mix.mixed(y, load<Quad>(high + 2 * (t - 2))));
+  }
+};
+
+template <bool kFloor>
+void bass_passes(const BassChannel* const (&channels)[2], float after, float* pairs, float* high, int n) {
+  using Last = BassLastPass<kFloor>;
+  Lanes<8> first_lanes;
+  Lanes<kFloor ? 12 : 8> last_lanes;
+  for (int c = 0; c < 2; ++c) {
+    const BassChannel& channel = *channels[c];
+    BassFirstPass::place(first_lanes, channel, c);
+    BiquadPair* const series[] = {channel.harmonic_lowpass, channel.harmonic_highpass,
+                                  channel.floor_highpass};
+    for (int k = 0; k < (kFloor ? 6 : 4); ++k)
+      Last::Filters::place(last_lanes, k, c, series[k / 2]->coeffs[k % 2], series[k / 2]->history[k % 2]);
+  }
+  BassFirstPass first(first_lanes, channels, pairs, high);
+  run_pass<BassFirstPass::kLag>(first, n);
+  first.sections.keep(first_lanes);
+  for (int c = 0; c < 2; ++c) {
+    *channels[c]->dc_prev_in = flushed(first.shaped[n % 2 ? c : 2 + c]);
+    *channels[c]->dc_prev_out = first.prev_out[c];
+  }
+  Last last{typename Last::Filters(last_lanes), BassMix(channels, after), pairs, high};
+  run_pass<Last::Filters::kLag>(last, n);
+  last.filters.sections.keep(last_lanes);
+}
+
+// Both channels, with a floor filter or without; `between` is room for another block.
+template <bool kFloor>
+void run_bass(const BassChannel* const (&channels)[2], float after, float* pairs, float* between, int n) {
+  if constexpr (kShortPasses)
+    bass_passes<kFloor>(channels, after, pairs, between, n);
+  else
+    run_part(BassPart<kFloor>(channels, 0, after, pairs), n);
+}
+
 bool same_floor(const BassJob& job) {
   return !job.channels[0].floor_highpass == !job.channels[job.count - 1].floor_highpass;
 }
@@ -207,11 +337,12 @@ bool same_floor(const BassJob& job) {
 void in_lanes(const BassJob& job, int n, lanes::Scratch& scratch) {
   if (job.count < 1) return;
   in_passes(job, same_floor(job), 1.0f / job.channels[0].scale, n, scratch,
-            [](const BassChannel* const(&channels)[2], float* pairs, int length) {
+            [&](const BassChannel* const(&channels)[2], float* pairs, int length) {
+              float* const between = scratch.pairs[lanes::Scratch::kBetween];
               if (channels[0]->floor_highpass)
-                run_part(BassPart<true>(channels, 0, 1.0f, pairs), length);
+                run_bass<true>(channels, 1.0f, pairs, between, length);
               else
-                run_part(BassPart<false>(channels, 0, 1.0f, pairs), length);
+                run_bass<false>(channels, 1.0f, pairs, between, length);
             });
 }
 

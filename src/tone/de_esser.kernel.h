@@ -4,6 +4,7 @@
 #include "lanes/block.h"
 #include "lanes/levels.h"
 #include "lanes/parts.h"
+#include "lanes/passes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -80,6 +81,14 @@ struct DeEsserFrames {
       : notched(s.pairs[lanes::Scratch::kBetween]), squares(s.rows[2]), energy(0) {}
 };
 
+template <int L>
+void place_de_esser(Lanes<L>& lanes, int at, const DeEsserChannel* const* channels, int start) {
+  for (int c = 0; c < 2; ++c) {
+    lanes.place(at + c, start, *channels[c]->detector, *channels[c]->detector_history);
+    lanes.place(at + 2 + c, start, *channels[c]->notch, *channels[c]->notch_history);
+  }
+}
+
 //   | detector L R | notch L R |  both read the frame
 //
 // The first channel's energy is added up in order beside the filters. The second channel's begins where that ends.
@@ -107,10 +116,7 @@ struct DeEsserPart {
 
   template <int L>
   void place(Lanes<L>& lanes, int at) const {
-    for (int c = 0; c < 2; ++c) {
-      lanes.place(at + c, start, *channels[c]->detector, *channels[c]->detector_history);
-      lanes.place(at + 2 + c, start, *channels[c]->notch, *channels[c]->notch_history);
-    }
+    place_de_esser(lanes, at, channels, start);
   }
   template <bool kEdge>
   INLINED void feed(const Quad*, Quad* x, int step, int) const {
@@ -126,6 +132,42 @@ struct DeEsserPart {
     store_last_pair(notched + 2 * t, y[0]);
   }
   INLINED void finish(int) const { *first_energy = energy[0]; }
+};
+
+// The same in turns of two frames.
+struct DeEsserTurns {
+  Sections<Quad, 1> sections;
+  Quad energy, length;
+  float *squares, *notched;
+
+  INLINED DeEsserTurns(const Lanes<4>& lanes, int n, const DeEsserFrames& made)
+      : sections(lanes),
+        energy{},
+        length(Quad{} + static_cast<float>(n)),
+        squares(made.squares),
+        notched(made.notched) {}
+
+  template <bool kEdge, int kStart>
+  INLINED void turn(Quad in, int step, int n) {
+    const int t = step - kStart;
+    Quad x[2] = {pairs_of(in, in), last_pairs_of(in, in)};
+    two_through<kEdge, 0, 1>(sections, x, step, n);
+    const Quad y = pairs_of(x[0], x[1]), square = y * y / length;
+    energy += square;
+    if (!kEdge || t + 1 < n) energy += swap_pairs(square);
+    store_pair(squares + t, __builtin_shufflevector(square, square, 1, 3, 1, 3));
+    store(notched + 2 * t, last_pairs_of(x[0], x[1]));
+  }
+};
+
+struct DeEsserPass {
+  DeEsserTurns de_esser;
+  const float* pairs;
+
+  template <bool kEdge>
+  INLINED void turn(int t, int n) {
+    de_esser.turn<kEdge, 0>(load<Quad>(pairs + 2 * t), t, n);
+  }
 };
 
 // x and y are every other sample.
@@ -146,13 +188,27 @@ void cross_fade_lanes(const DeEsserJob& job, const float* pairs, const DeEsserFr
   }
 }
 
+void run_de_esser(const DeEsserChannel* const (&channels)[2], const float* pairs, DeEsserFrames& made,
+                  int n) {
+  if constexpr (kShortPasses) {
+    Lanes<4> lanes;
+    place_de_esser(lanes, 0, channels, 0);
+    DeEsserPass pass{{lanes, n, made}, pairs};
+    run_pass<0>(pass, n);
+    pass.de_esser.sections.keep(lanes);
+    made.energy = pass.de_esser.energy[0];
+  } else {
+    run_part(DeEsserPart(channels, 0, n, pairs, made), n);
+  }
+}
+
 void in_lanes(const DeEsserJob& job, int n, lanes::Scratch& scratch) {
   if (n < 1 || n > scratch.frames || job.count < 1) return plain(job, n);
   const DeEsserChannel* const channels[2] = {&job.channels[0], &job.channels[job.count - 1]};
   float* const pairs = scratch.pairs[lanes::Scratch::kBlock];
   DeEsserFrames made(scratch);
   interleave(channels[0]->in, channels[1]->in, n, pairs);
-  run_part(DeEsserPart(channels, 0, n, pairs, made), n);
+  run_de_esser(channels, pairs, made, n);
   cross_fade_lanes(job, pairs, made, n);
 }
 

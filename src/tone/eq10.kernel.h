@@ -104,20 +104,22 @@ constexpr int kMostInPass = 6;
 
 template <int R, bool kOdd>
 struct CascadePass {
-  Sections<Quad, R> sections;
+  Halves<R, kOdd> halves;
   float* pairs;
-  Quad late[2];  // what the first half has made; its pair of each
 
   template <bool kEdge>
   INLINED void turn(int t, int n) {
-    const Quad in = load<Quad>(pairs + 2 * t);
-    Quad x[2] = {pairs_of(in, late[0]), last_and_first(in, late[1])};
-    two_through<kEdge, 0, R - kOdd>(sections, x, t, n);
-    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), last_pairs_of(x[0], x[1]));
-    two_through<kEdge, R - kOdd, R>(sections, x, t, n);
-    late[0] = x[0], late[1] = x[1];
+    const Quad y = halves.template turn<kEdge>(load<Quad>(pairs + 2 * t), t, n);
+    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), y);
   }
 };
+
+template <int R, bool kOdd>
+void run_cascade_pass(const Lanes<4 * R>& lanes, float* pairs, int n) {
+  CascadePass<R, kOdd> pass{Halves<R, kOdd>(lanes), pairs};
+  run_pass<2>(pass, n);
+  pass.halves.sections.keep(lanes);
+}
 
 // Both channels through sections first … first + count - 1, in R registers or as many more as they need.
 template <int R = 1>
@@ -127,17 +129,11 @@ void cascade_pass(const CascadeChannel* const (&channels)[2], int first, int cou
   Lanes<4 * R> lanes;
   for (int k = 0; k < count; ++k)
     for (int c = 0; c < 2; ++c)
-      lanes.place(4 * (k % R) + 2 * (k / R) + c, 2 * (k / R), channels[c]->coeffs[first + k],
-                  channels[c]->history[first + k]);
-  const auto run = [&](auto pass) {
-    run_pass<2>(pass, n);
-    pass.sections.keep(lanes);
-  };
-  const Sections<Quad, R> sections(lanes);
+      Halves<R>::place(lanes, k, c, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
   if (count % 2)
-    run(CascadePass<R, true>{sections, pairs, {}});
+    run_cascade_pass<R, true>(lanes, pairs, n);
   else
-    run(CascadePass<R, false>{sections, pairs, {}});
+    run_cascade_pass<R, false>(lanes, pairs, n);
 }
 
 // The same as a wave.
