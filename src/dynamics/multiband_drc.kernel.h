@@ -118,12 +118,13 @@ int band_lane(int b, int c) {
   return 2 * quad_pair[b] + c;
 }
 
-// The twelve sections of channel c, each kSkew frames behind the one before it.
-template <int kSkew>
+// The twelve sections of channel c, in a wave each one frame behind the one before it. In short passes Q3 and Q4 have
+// changed places.
 void place_bands(Lanes<24>& lanes, const MultibandChannel& channel, int c) {
-  const auto place = [&](BiquadPair* edge, int section, int quad, int pair, int step) {
+  const auto place = [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
     if (edge)
-      lanes.place(4 * quad + 2 * pair + c, kSkew * step, edge->coeffs[section], edge->history[section]);
+      lanes.place(4 * quad + 2 * pair + c, kShortPasses ? 0 : lag, edge->coeffs[section],
+                  edge->history[section]);
   };
   for (int m = 0; m < 2; ++m) {
     const MultibandBand& middle = channel.band[2 + m];
@@ -131,9 +132,9 @@ void place_bands(Lanes<24>& lanes, const MultibandChannel& channel, int c) {
       place(middle.path[0], 0, 0, m, 0);
       place(middle.path[0], 1, 1, m, 1);
       place(middle.path[1], 0, 2, m, 2);
-      place(middle.path[1], 1, 4, m, 3);
+      place(middle.path[1], 1, kShortPasses ? 3 : 4, m, 3);
     }
-    place(channel.band[m].path[0], 0, 3, m, 2);
+    place(channel.band[m].path[0], 0, kShortPasses ? 4 : 3, m, 2);
     place(channel.band[m].path[0], 1, 5, m, 3);
   }
 }
@@ -318,7 +319,7 @@ struct MultibandLanes {
   BandImage bands;
 
   explicit MultibandLanes(const MultibandChannel* const (&both)[2]) : channels(both), bands(both) {
-    for (int c = 0; c < 2; ++c) place_bands<1>(lanes, *channels[c], c);
+    for (int c = 0; c < 2; ++c) place_bands(lanes, *channels[c], c);
   }
   MultibandWave<kFour> wave(const float* in, float* out) const { return {lanes, bands, channels, in, out}; }
 };

@@ -20,6 +20,22 @@
 namespace TARGET {
 namespace {
 
+template <int I>
+struct Index {
+  static constexpr int value = I;
+};
+// f(Index<0>) … f(Index<N - 1>): a loop that is none when the compiler decides what lives in registers.
+#define LAMBDA __attribute__((always_inline))
+template <int N, int I = 0, class F>
+__attribute__((always_inline)) inline void each(F f) {
+  if constexpr (I < N) {
+    f(Index<I>{});
+    each<N, I + 1>(f);
+  }
+}
+
+constexpr int kTurn = kShortPasses ? 2 : 1;  // frames in a step
+
 // State that lives in registers through a loop does so only where everything the loop calls is part of it.
 #define INLINED __attribute__((always_inline)) inline
 
@@ -209,18 +225,22 @@ struct Sections {
 // frozen, those in between with all lanes busy. `wave` is a local of the caller's whose address goes nowhere else: with
 // everything inlined it lives in registers. A large one doesn't, for all its steps; copied for the steps in between it
 // does, which pays where these are many instructions.
-template <bool kCopied = false, class Wave>
-INLINED void run_wave(Wave& wave, int lag, int n) {
+template <bool kCopied, class Wave>
+INLINED void run_steps(Wave& wave, int lag, int n) {
   int t = 0;
-  for (; t < lag; ++t) wave.template step<true>(t, n);
+  for (; t < lag; t += kTurn) wave.template step<true>(t, n);
   if constexpr (kCopied) {
     Wave all_busy = wave;
-    for (; t < n; ++t) all_busy.template step<false>(t, n);
+    for (; t + kTurn <= n; t += kTurn) all_busy.template step<false>(t, n);
     wave = all_busy;
   } else {
-    for (; t < n; ++t) wave.template step<false>(t, n);
+    for (; t + kTurn <= n; t += kTurn) wave.template step<false>(t, n);
   }
-  for (; t < n + lag; ++t) wave.template step<true>(t, n);
+  for (; t < n + lag; t += kTurn) wave.template step<true>(t, n);
+}
+template <bool kCopied = false, class Wave>
+INLINED void run_wave(Wave& wave, int lag, int n) {
+  run_steps<kCopied>(wave, lag, n);
   const Wave done = wave;
   done.keep(n);
 }

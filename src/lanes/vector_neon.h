@@ -25,12 +25,18 @@ Vec root(Vec x) { return vsqrtq_f32(x); }
 Quad smaller(Quad a, Quad b) { return vminnmq_f32(a, b); }
 Quad larger(Quad a, Quad b) { return vmaxnmq_f32(a, b); }
 Quad magnitude(Quad x) { return vabsq_f32(x); }
-// Whether |x| > least, which is no less than 0. The compiler doesn't find the instruction where `least` is constant.
+// Whether |x| > |least|. The compiler doesn't find the instruction where `least` is constant.
 Mask is_larger(Quad x, Quad least) {
   Mask m;
   asm("facgt %0.4s, %1.4s, %2.4s" : "=w"(m) : "w"(x), "w"(least));
   return m;
 }
+
+// The one of larger magnitude, or its magnitude; b where a is NaN.
+Vec larger_sample(Vec a, Vec b) { return is_larger(a, b) ? a : b; }
+// Between bottom and top, NaN at the top, truncated; the conversion saturates.
+Mask to_sample(Vec x, Vec bottom, Vec top) { return vcvtq_s32_f32(larger(smaller(x, top), bottom)); }
+Mask frames_of(Mask left, Mask right) { return vsliq_n_s32(left, right, 16); }
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {

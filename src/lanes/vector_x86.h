@@ -27,7 +27,6 @@ constexpr bool kStoresHidden = false;
 
 Vec fused(Vec a, Vec b, Vec c) { return _mm256_fmadd_ps(a, b, c); }
 Quad fused(Quad a, Quad b, Quad c) { return _mm_fmadd_ps(a, b, c); }
-Quad root(Quad x) { return _mm_sqrt_ps(x); }
 Vec root(Vec x) { return _mm256_sqrt_ps(x); }
 // b where a is NaN.
 Quad smaller(Quad a, Quad b) { return _mm_min_ps(a, b); }
@@ -35,6 +34,19 @@ Quad larger(Quad a, Quad b) { return _mm_max_ps(a, b); }
 
 // Whether |x| > least.
 MaskOf4 is_larger(Quad x, Quad least) { return (Quad)((MaskOf4)x & 0x7fffffff) > least; }
+
+// The one of larger magnitude, or its magnitude; b where a is NaN.
+Vec larger_sample(Vec a, Vec b) {
+  const Vec size = (Vec)((Mask)a & 0x7fffffff);
+  return size > b ? size : b;
+}
+// Between bottom and top, NaN at the top, truncated and saturated.
+Mask to_sample(Vec x, Vec bottom, Vec top) {
+  Vec y = x < top ? x : top;
+  y = y > bottom ? y : bottom;
+  return y < 0x1p31f ? __builtin_convertvector(y, Mask) : Mask{} + INT32_MAX;
+}
+Mask frames_of(Mask left, Mask right) { return (left & 0xffff) | (right << 16); }
 
 // The pair at p in every pair of lanes.
 double pair_at(const float* p) {

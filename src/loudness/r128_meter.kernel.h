@@ -3,7 +3,6 @@
 
 #include "lanes/block.h"
 #include "lanes/parts.h"
-#include "lanes/passes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace loudness {
@@ -112,23 +111,18 @@ bool meter_fits(const MeterJob& job, int n, const lanes::Scratch& scratch) {
   return n >= 1 && n <= scratch.frames && job.ring.size / n >= job.count;
 }
 
-template <int L>
-void place_meter(Lanes<L>& lanes, int at, const MeterChannel* const* channels, int lag) {
-  for (int c = 0; c < 2; ++c) {
-    lanes.place(at + c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
-    lanes.place(at + 2 + c, lag, *channels[c]->high_pass, *channels[c]->high_pass_history);
-  }
-}
-
 //   | shelf L R | high-pass L R |  read the frame, and the shelf
 //
 // The sums are short enough to be added up in order beside the filters.
 struct MeterPart {
-  static constexpr int kQuads = 1, kLag = 1;
+  static constexpr int kQuads = 1, kLag = kShortPasses ? 2 : 1;
   const MeterChannel* const* channels;
   Quad sum;
   float* pairs;
   const float* leaving;
+  // Where a step is two frames.
+  Late late{};
+  Quad going{};  // the squares whose places theirs take
 
   explicit MeterPart(MeterFrames& block)
       : channels(block.channels),
@@ -140,16 +134,33 @@ struct MeterPart {
 
   template <int L>
   void place(Lanes<L>& lanes, int at) const {
-    place_meter(lanes, at, channels, kLag);
+    for (int c = 0; c < 2; ++c) {
+      lanes.place(at + c, 0, *channels[c]->shelf, *channels[c]->shelf_history);
+      lanes.place(at + 2 + c, kLag, *channels[c]->high_pass, *channels[c]->high_pass_history);
+    }
   }
   template <bool kEdge>
-  INLINED void feed(const Quad* y, Quad* x, int t, int) const {
-    x[0] = pairs_of(quad_pairs(pairs + 2 * t), y[0]);
+  INLINED void feed(const Quad* y, Quad* x, int t, int) {
+    if constexpr (kShortPasses) {
+      late.feed(pairs + 2 * t, x);
+      going = load<Quad>(leaving + 2 * (t - kLag));
+    } else {
+      x[0] = pairs_of(quad_pairs(pairs + 2 * t), y[0]);
+    }
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int step, int n) {
     const int t = step - kLag;
+    if constexpr (kShortPasses) late = {y[0], y[1]};
     if (kEdge && t < 0) return;
+    if constexpr (kShortPasses) {
+      if (kEdge && t >= n) return;
+      const Quad out = last_pairs_of(y[0], y[1]), square = out * out;
+      const Quad first = (sum - swap_pairs(going)) + swap_pairs(square);
+      sum = kEdge && t + 1 >= n ? first : (first - going) + square;
+      store(pairs + 2 * t, square);
+      return;
+    }
     const Quad square = y[0] * y[0];
     const Quad next = (sum - quad_pairs(leaving + 2 * t)) + square;
     sum = kEdge && t >= n ? sum : next;
@@ -160,55 +171,10 @@ struct MeterPart {
   }
 };
 
-// The same in turns of two frames.
-struct MeterTurns {
-  Halves<1> filters;
-  Quad sum;
-
-  INLINED MeterTurns(const Lanes<4>& lanes, const MeterChannel* const (&c)[2])
-      : filters(lanes), sum{*c[0]->sum, *c[1]->sum} {}
-  INLINED explicit MeterTurns(const Lanes<4>& idle) : filters(idle), sum{} {}
-
-  // The squares of the two frames before; `leaving` are those whose places they take.
-  template <bool kEdge>
-  INLINED Quad turn(Quad in, Quad leaving, int t, int n) {
-    const Quad y = filters.turn<kEdge>(in, t, n), square = y * y;
-    if (kEdge && t < 2) return square;
-    sum = (sum - leaving) + square;
-    if (!kEdge || t - 1 < n) sum = (sum - swap_pairs(leaving)) + swap_pairs(square);
-    return square;
-  }
-  void keep(const Lanes<4>& lanes, const MeterChannel* const (&c)[2]) const {
-    filters.sections.keep(lanes);
-    for (int i = 0; i < 2; ++i) *c[i]->sum = sum[i];
-  }
-};
-
-struct MeterPass {
-  MeterTurns meter;
-  float* pairs;
-  const float* leaving;
-
-  template <bool kEdge>
-  INLINED void turn(int t, int n) {
-    const Quad squares =
-        meter.turn<kEdge>(load<Quad>(pairs + 2 * t), load<Quad>(leaving + 2 * (t - 2)), t, n);
-    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), squares);
-  }
-};
-
 void in_lanes(MeterJob& job, int n, lanes::Scratch& scratch) {
   if (!meter_fits(job, n, scratch)) return plain(job, n);
   MeterFrames block(job, n, scratch);
-  if constexpr (kShortPasses) {
-    Lanes<4> lanes;
-    place_meter(lanes, 0, block.channels, Halves<1>::kLag);
-    MeterPass pass{{lanes, block.channels}, block.pairs, block.leaving};
-    run_pass<Halves<1>::kLag>(pass, n);
-    pass.meter.keep(lanes, block.channels);
-  } else {
-    run_part(MeterPart(block), n);
-  }
+  run_part(MeterPart(block), n);
   block.enter(n);
 }
 

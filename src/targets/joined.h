@@ -19,49 +19,6 @@ void both_channels(const lanes::Job<Channel>* job, const Channel* (&to)[2]) {
   to[0] = job ? &job->channels[0] : nullptr, to[1] = job ? &job->channels[job->count - 1] : nullptr;
 }
 
-// ---- Exciter, de-esser and meter in turns ----------------------------------------------------------
-// One of them alone would wait for its filters. All loads come before all stores, so that the compiler may mix them.
-template <bool kMeter>
-struct ExciterDeEsserPass {
-  ExciterTurns exciter;
-  DeEsserTurns de_esser;
-  MeterTurns meter;
-  float *pairs, *metered;
-  const float* leaving;
-
-  template <bool kEdge>
-  INLINED void turn(int t, int n) {
-    const int at = t - ExciterTurns::kLag;
-    Quad squares{};
-    const Quad out = exciter.turn<kEdge>(load<Quad>(pairs + 2 * t), t, n);
-    if (kMeter) squares = meter.turn<kEdge>(load<Quad>(metered + 2 * t), load<Quad>(leaving + 2 * at), t, n);
-    if (kEdge && at < 0) return;
-    store(pairs + 2 * at, out);
-    if (kMeter) store(metered + 2 * at, squares);
-    de_esser.turn<kEdge, ExciterTurns::kLag>(out, t, n);
-  }
-};
-
-template <bool kMeter>
-void exciter_de_esser_pass(const ExciterChannel* const (&e)[2], const DeEsserChannel* const (&d)[2],
-                           float* pairs, DeEsserFrames& made, MeterFrames* meter, int n) {
-  Lanes<4> of_exciter, of_de_esser, of_meter;
-  place_exciter(of_exciter, 0, e, 0, ExciterTurns::kLag);
-  place_de_esser(of_de_esser, 0, d, ExciterTurns::kLag);
-  if (kMeter) place_meter(of_meter, 0, meter->channels, Halves<1>::kLag);
-  ExciterDeEsserPass<kMeter> pass{{of_exciter, e},
-                                  {of_de_esser, n, made},
-                                  kMeter ? MeterTurns(of_meter, meter->channels) : MeterTurns(of_meter),
-                                  pairs,
-                                  kMeter ? meter->pairs : nullptr,
-                                  kMeter ? meter->leaving : nullptr};
-  run_pass<ExciterTurns::kLag>(pass, n);
-  pass.exciter.sections.keep(of_exciter);
-  pass.de_esser.sections.keep(of_de_esser);
-  made.energy = pass.de_esser.energy[0];
-  if (kMeter) pass.meter.keep(of_meter, meter->channels);
-}
-
 // ---- Tone effects, and the meter beside them -------------------------------------------------------
 // One block of the tone effects that are there, one after another; each takes what the one before it gives out, of which
 // only the last is written. The frames are in units of the first one's full scale.
@@ -87,7 +44,7 @@ struct ToneBlock {
   Parts<Bass, ExciterPart> bass_and_exciter() {
     return {Bass(bass, 0, after_bass(), pairs), ExciterPart(exciter, Bass::kLag + 1, pairs)};
   }
-  DeEsserPart de_esser_after(int lag) { return DeEsserPart(de_esser, lag + 1, n, pairs, made); }
+  DeEsserPart de_esser_after(int lag) { return DeEsserPart(de_esser, lag + kTurn, n, pairs, made); }
 
   template <bool kFloor>
   void run_from_bass(MeterFrames* meter) {
@@ -104,17 +61,20 @@ struct ToneBlock {
     else
       run_part(all, n);
   }
+  // The bass enhancer is two passes of its own. Of the others, one alone would wait for its filters.
   void run_passes(MeterFrames* meter) {
     if (bass[0] && bass[0]->floor_highpass)
-      bass_passes<true>(bass, after_bass(), pairs, made.notched, n);
+      run_bass<true>(bass, after_bass(), pairs, made.notched, n);
     else if (bass[0])
-      bass_passes<false>(bass, after_bass(), pairs, made.notched, n);
-    if (!exciter[0]) return run_de_esser(de_esser, pairs, made, n);
-    if (!de_esser[0]) return run_exciter(exciter, pairs, n);
+      run_bass<false>(bass, after_bass(), pairs, made.notched, n);
+    if (!exciter[0]) return run_part(DeEsserPart(de_esser, 0, n, pairs, made), n);
+    if (!de_esser[0]) return run_part(ExciterPart(exciter, 0, pairs), n);
+    const Parts<ExciterPart, DeEsserPart> both{ExciterPart(exciter, 0, pairs),
+                                               de_esser_after(ExciterPart::kLag)};
     if (meter)
-      exciter_de_esser_pass<true>(exciter, de_esser, pairs, made, meter, n);
+      run_part(Parts<MeterPart, Parts<ExciterPart, DeEsserPart>>{MeterPart(*meter), both}, n);
     else
-      exciter_de_esser_pass<false>(exciter, de_esser, pairs, made, nullptr, n);
+      run_part(both, n);
   }
   void run(MeterFrames* meter) {  // which there is only beside all three
     if constexpr (kShortPasses) return run_passes(meter);

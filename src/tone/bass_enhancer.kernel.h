@@ -4,7 +4,6 @@
 #include "filters/biquad.h"
 #include "lanes/block.h"
 #include "lanes/parts.h"
-#include "lanes/passes.h"
 
 namespace tone {
 
@@ -226,32 +225,37 @@ struct BassPart {
   }
 };
 
-// The same as two short passes. What depends on each other is done in turns of its own: filters, shaper, DC blocker.
+// The same as two short passes. In the first, what depends on each other is done in steps of its own: filters, shaper, DC
+// blocker. `high` is room for another block.
 //
-//   | low-pass 1 L R | high-pass 1 L R |  read the frame      then the harmonics' filters, in halves
-//   | low-pass 2     | high-pass 2     |
-struct BassFirstPass {
-  static constexpr int kLag = 4;
-  Sections<Quad, 2> sections;
+//   | low-pass 1 L R | high-pass 1 L R |  read the frame        then the harmonics' filters, in halves:
+//   | low-pass 2     | high-pass 2     |                        | s0 L R | s3 L R | and so on
+struct BassFirstPart {
+  static constexpr int kQuads = 2, kLag = 4;
+  const BassChannel* const* channels;
   BassShaper<Quad> shaper;
-  Quad lows, shaped, differences, prev_out;
   float *pairs, *high;
+  Quad lows, shaped, differences, prev_out;
 
-  BassFirstPass(const Lanes<8>& lanes, const BassChannel* const (&c)[2], float* frames, float* other)
-      : sections(lanes),
+  BassFirstPart(const BassChannel* const (&c)[2], float* frames, float* other)
+      : channels(c),
         shaper(c),
+        pairs(frames),
+        high(other),
         lows{},
         shaped{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in},
         differences{},
-        prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out},
-        pairs(frames),
-        high(other) {}
+        prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out} {}
 
-  static void place(Lanes<8>& lanes, const BassChannel& channel, int c) {
-    for (int k = 0; k < 2; ++k) {
-      lanes.place(4 * k + c, 0, channel.bass_lowpass->coeffs[k], channel.bass_lowpass->history[k]);
-      lanes.place(4 * k + 2 + c, 0, channel.main_highpass->coeffs[k], channel.main_highpass->history[k]);
-    }
+  int last_step() const { return kLag; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int) const {
+    for (int k = 0; k < 4; ++k)
+      for (int c = 0; c < 2; ++c) {
+        BiquadPair& edge = k % 2 ? *channels[c]->main_highpass : *channels[c]->bass_lowpass;
+        lanes.place(2 * k + c, 0, edge.coeffs[k / 2], edge.history[k / 2]);
+      }
   }
   INLINED static Quad without_tiny(Quad x) { return (Quad)((MaskOf<Quad>)x & is_larger(x, Quad{} + kTiny)); }
   INLINED Quad block_dc(Quad difference) {
@@ -260,74 +264,82 @@ struct BassFirstPass {
     return z;
   }
   template <bool kEdge>
-  INLINED void turn(int t, int n) {
+  INLINED void feed(const Quad*, Quad* x, int t, int n) {
+    feed_twice(pairs + 2 * t, x);
     if (!kEdge || t >= kLag) {
-      const int at = t - kLag;
       const Quad z = block_dc(differences), out = prev_out, next = block_dc(swap_pairs(differences));
-      if (kEdge && at + 1 >= n) prev_out = out;
-      store(pairs + 2 * at, pairs_of(z, next));  // where the frames were
+      if (kEdge && t + 1 - kLag >= n) prev_out = out;
+      store(pairs + 2 * (t - kLag), pairs_of(z, next));  // where the frames were
     }
     if (!kEdge || (t >= 2 && t - 2 < n)) {
       const Quad before = shaped;
       shaped = shaper.shape(lows);
       differences = shaped - without_tiny(last_and_first(before, shaped));
     }
-    if (kEdge && t >= n) return;
-    const Quad in = load<Quad>(pairs + 2 * t);
-    Quad x[2] = {pairs_of(in, in), last_pairs_of(in, in)};
-    two_through<kEdge, 0, 2>(sections, x, t, n);
-    lows = pairs_of(x[0], x[1]);
-    store(high + 2 * t, last_pairs_of(x[0], x[1]));
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int t, int n) {
+    lows = pairs_of(y[2], y[3]);
+    if (!kEdge || t < n) store(high + 2 * t, last_pairs_of(y[2], y[3]));
+  }
+  INLINED void finish(int n) const {
+    for (int c = 0; c < 2; ++c) {
+      *channels[c]->dc_prev_in = flushed(shaped[n % 2 ? c : 2 + c]);
+      *channels[c]->dc_prev_out = prev_out[c];
+    }
   }
 };
+template <>
+constexpr int kSeriesFrom<BassFirstPart> = 1;
 
 template <bool kFloor>
-struct BassLastPass {
-  using Filters = Halves<kFloor ? 3 : 2>;
-  Filters filters;
+struct BassLastPart {
+  static constexpr int kQuads = kFloor ? 3 : 2, kLag = 2;
+  const BassChannel* const* channels;
   BassMix mix;
   float* pairs;
   const float* high;
+  Late late{};
 
+  int last_step() const { return kLag; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int) const {
+    for (int c = 0; c < 2; ++c) {
+      const BassChannel& channel = *channels[c];
+      BiquadPair* const series[] = {channel.harmonic_lowpass, channel.harmonic_highpass,
+                                    channel.floor_highpass};
+      for (int k = 0; k < 2 * kQuads; ++k)
+        lanes.place(4 * (k % kQuads) + 2 * (k / kQuads) + c, kLag * (k / kQuads),
+                    series[k / 2]->coeffs[k % 2], series[k / 2]->history[k % 2]);
+    }
+  }
   template <bool kEdge>
-  INLINED void turn(int t, int n) {
-    const Quad y = filters.template turn<kEdge>(load<Quad>(pairs + 2 * t), t, n);
-    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), mix.mixed(y, load<Quad>(high + 2 * (t - 2))));
+  INLINED void feed(const Quad*, Quad* x, int t, int) const {
+    late.feed(pairs + 2 * t, x);
   }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int step, int) {
+    const int t = step - kLag;
+    late = {y[2 * kQuads - 2], y[2 * kQuads - 1]};
+    if (kEdge && t < 0) return;
+    const Quad harmonics = last_pairs_of(late.y0, late.y1);
+    store(pairs + 2 * t, mix.mixed(harmonics, load<Quad>(high + 2 * t)));
+  }
+  INLINED void finish(int) const {}
 };
-
 template <bool kFloor>
-void bass_passes(const BassChannel* const (&channels)[2], float after, float* pairs, float* high, int n) {
-  using Last = BassLastPass<kFloor>;
-  Lanes<8> first_lanes;
-  Lanes<kFloor ? 12 : 8> last_lanes;
-  for (int c = 0; c < 2; ++c) {
-    const BassChannel& channel = *channels[c];
-    BassFirstPass::place(first_lanes, channel, c);
-    BiquadPair* const series[] = {channel.harmonic_lowpass, channel.harmonic_highpass,
-                                  channel.floor_highpass};
-    for (int k = 0; k < (kFloor ? 6 : 4); ++k)
-      Last::Filters::place(last_lanes, k, c, series[k / 2]->coeffs[k % 2], series[k / 2]->history[k % 2]);
-  }
-  BassFirstPass first(first_lanes, channels, pairs, high);
-  run_pass<BassFirstPass::kLag>(first, n);
-  first.sections.keep(first_lanes);
-  for (int c = 0; c < 2; ++c) {
-    *channels[c]->dc_prev_in = flushed(first.shaped[n % 2 ? c : 2 + c]);
-    *channels[c]->dc_prev_out = first.prev_out[c];
-  }
-  Last last{typename Last::Filters(last_lanes), BassMix(channels, after), pairs, high};
-  run_pass<Last::Filters::kLag>(last, n);
-  last.filters.sections.keep(last_lanes);
-}
+constexpr int kSeriesFrom<BassLastPart<kFloor>> = 1;
 
 // Both channels, with a floor filter or without; `between` is room for another block.
 template <bool kFloor>
 void run_bass(const BassChannel* const (&channels)[2], float after, float* pairs, float* between, int n) {
-  if constexpr (kShortPasses)
-    bass_passes<kFloor>(channels, after, pairs, between, n);
-  else
+  if constexpr (kShortPasses) {
+    run_part(BassFirstPart(channels, pairs, between), n);
+    run_part(BassLastPart<kFloor>{channels, BassMix(channels, after), pairs, between}, n);
+  } else {
     run_part(BassPart<kFloor>(channels, 0, after, pairs), n);
+  }
 }
 
 bool same_floor(const BassJob& job) {

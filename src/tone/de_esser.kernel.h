@@ -4,7 +4,6 @@
 #include "lanes/block.h"
 #include "lanes/levels.h"
 #include "lanes/parts.h"
-#include "lanes/passes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -81,14 +80,6 @@ struct DeEsserFrames {
       : notched(s.pairs[lanes::Scratch::kBetween]), squares(s.rows[2]), energy(0) {}
 };
 
-template <int L>
-void place_de_esser(Lanes<L>& lanes, int at, const DeEsserChannel* const* channels, int start) {
-  for (int c = 0; c < 2; ++c) {
-    lanes.place(at + c, start, *channels[c]->detector, *channels[c]->detector_history);
-    lanes.place(at + 2 + c, start, *channels[c]->notch, *channels[c]->notch_history);
-  }
-}
-
 //   | detector L R | notch L R |  both read the frame
 //
 // The first channel's energy is added up in order beside the filters. The second channel's begins where that ends.
@@ -116,58 +107,37 @@ struct DeEsserPart {
 
   template <int L>
   void place(Lanes<L>& lanes, int at) const {
-    place_de_esser(lanes, at, channels, start);
+    for (int c = 0; c < 2; ++c) {
+      lanes.place(at + c, start, *channels[c]->detector, *channels[c]->detector_history);
+      lanes.place(at + 2 + c, start, *channels[c]->notch, *channels[c]->notch_history);
+    }
   }
   template <bool kEdge>
   INLINED void feed(const Quad*, Quad* x, int step, int) const {
-    x[0] = quad_pairs(pairs + 2 * (step - start));
+    const float* const in = pairs + 2 * (step - start);
+    if constexpr (kShortPasses)
+      feed_twice(in, x);
+    else
+      x[0] = quad_pairs(in);
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int step, int n) {
     const int t = step - start;
     if (kEdge && (t < 0 || t >= n)) return;
-    const Quad square = y[0] * y[0] / length;
-    energy += square;
-    squares[t] = square[1];
-    store_last_pair(notched + 2 * t, y[0]);
+    if constexpr (kShortPasses) {
+      const Quad d = pairs_of(y[0], y[1]), square = d * d / length;
+      energy += square;
+      if (!kEdge || t + 1 < n) energy += swap_pairs(square);
+      store_pair(squares + t, __builtin_shufflevector(square, square, 1, 3, 1, 3));
+      store(notched + 2 * t, last_pairs_of(y[0], y[1]));
+    } else {
+      const Quad square = y[0] * y[0] / length;
+      energy += square;
+      squares[t] = square[1];
+      store_last_pair(notched + 2 * t, y[0]);
+    }
   }
   INLINED void finish(int) const { *first_energy = energy[0]; }
-};
-
-// The same in turns of two frames.
-struct DeEsserTurns {
-  Sections<Quad, 1> sections;
-  Quad energy, length;
-  float *squares, *notched;
-
-  INLINED DeEsserTurns(const Lanes<4>& lanes, int n, const DeEsserFrames& made)
-      : sections(lanes),
-        energy{},
-        length(Quad{} + static_cast<float>(n)),
-        squares(made.squares),
-        notched(made.notched) {}
-
-  template <bool kEdge, int kStart>
-  INLINED void turn(Quad in, int step, int n) {
-    const int t = step - kStart;
-    Quad x[2] = {pairs_of(in, in), last_pairs_of(in, in)};
-    two_through<kEdge, 0, 1>(sections, x, step, n);
-    const Quad y = pairs_of(x[0], x[1]), square = y * y / length;
-    energy += square;
-    if (!kEdge || t + 1 < n) energy += swap_pairs(square);
-    store_pair(squares + t, __builtin_shufflevector(square, square, 1, 3, 1, 3));
-    store(notched + 2 * t, last_pairs_of(x[0], x[1]));
-  }
-};
-
-struct DeEsserPass {
-  DeEsserTurns de_esser;
-  const float* pairs;
-
-  template <bool kEdge>
-  INLINED void turn(int t, int n) {
-    de_esser.turn<kEdge, 0>(load<Quad>(pairs + 2 * t), t, n);
-  }
 };
 
 // x and y are every other sample.
@@ -175,30 +145,24 @@ void cross_fade_pairs(const float* x, const float* y, const float* gains, float*
   for (int i = 0; i < n; ++i) out[i] = x[2 * i] * gains[i] + (1.0f - gains[i]) * y[2 * i];
 }
 
+// In order, eight to a turn.
+float added_up(float sum, const float* x, int n) {
+  for (; n >= 8; n -= 8, x += 8)
+    for (int k = 0; k < 8; ++k) sum += x[k];
+  for (int i = 0; i < n; ++i) sum += x[i];
+  return sum;
+}
+
 // The gains that the block's energy asks for, and the cross-fade of the frames that went through the filters.
 void cross_fade_lanes(const DeEsserJob& job, const float* pairs, const DeEsserFrames& made, int n) {
   float energy = made.energy;  // not reset between channels
   for (int c = 0; c < job.count; ++c) {
     const DeEsserChannel& channel = job.channels[c];
-    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[i];
+    if (c == 1) energy = added_up(energy, made.squares, n);
     const float step = (job.target(job.owner, c, energy) - channel.gain) * channel.inv_frame_length;
     float gains[lanes::Scratch::kMostFrames];
     lanes_ramp(channel.gain, step, gains, n);
     cross_fade_pairs(pairs + c, made.notched + c, gains, channel.out, n);
-  }
-}
-
-void run_de_esser(const DeEsserChannel* const (&channels)[2], const float* pairs, DeEsserFrames& made,
-                  int n) {
-  if constexpr (kShortPasses) {
-    Lanes<4> lanes;
-    place_de_esser(lanes, 0, channels, 0);
-    DeEsserPass pass{{lanes, n, made}, pairs};
-    run_pass<0>(pass, n);
-    pass.de_esser.sections.keep(lanes);
-    made.energy = pass.de_esser.energy[0];
-  } else {
-    run_part(DeEsserPart(channels, 0, n, pairs, made), n);
   }
 }
 
@@ -208,7 +172,7 @@ void in_lanes(const DeEsserJob& job, int n, lanes::Scratch& scratch) {
   float* const pairs = scratch.pairs[lanes::Scratch::kBlock];
   DeEsserFrames made(scratch);
   interleave(channels[0]->in, channels[1]->in, n, pairs);
-  run_de_esser(channels, pairs, made, n);
+  run_part(DeEsserPart(channels, 0, n, pairs, made), n);
   cross_fade_lanes(job, pairs, made, n);
 }
 

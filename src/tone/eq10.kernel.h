@@ -2,7 +2,7 @@
 #pragma once
 
 #include "lanes/block.h"
-#include "lanes/passes.h"
+#include "lanes/parts.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -50,7 +50,7 @@ using tone::CascadeJob;
 //   register 0   |  s0 L R  |  s1 L R  |  s2 L R  |  s3 L R  |   each pair reads the pair to its left, as it was
 //   register 1   |  s4 L R  |  ...                               after the step before; s0 reads the input
 
-constexpr int kMaxSections = 12;  // in one wave; a longer cascade takes several
+constexpr int kMaxSections = kShortPasses ? 6 : 12;  // at once; a longer cascade takes several passes
 
 template <int R>
 struct CascadeWave {
@@ -99,62 +99,54 @@ void cascade_wave(const CascadeChannel* const (&channels)[2], int first, int cou
   run_wave(wave, lanes.lag, n);
 }
 
-// The same as short passes.
-constexpr int kMostInPass = 6;
-
-template <int R, bool kOdd>
-struct CascadePass {
-  Halves<R, kOdd> halves;
+// The same as a short pass, in halves, or for a single section in one.
+template <int Q, bool kOdd>
+struct CascadePart {
+  static constexpr int kQuads = Q, kLag = Q == 1 && kOdd ? 0 : 2;
+  const CascadeChannel* const* channels;
+  int section;  // the first
   float* pairs;
+  Late late{};
 
-  template <bool kEdge>
-  INLINED void turn(int t, int n) {
-    const Quad y = halves.template turn<kEdge>(load<Quad>(pairs + 2 * t), t, n);
-    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), y);
+  int last_step() const { return kLag; }
+
+  template <int L>
+  void place(Lanes<L>& lanes, int) const {
+    for (int k = 0; k < 2 * Q - kOdd; ++k)
+      for (int c = 0; c < 2; ++c)
+        lanes.place(4 * (k % Q) + 2 * (k / Q) + c, kLag * (k / Q), channels[c]->coeffs[section + k],
+                    channels[c]->history[section + k]);
   }
+  template <bool kEdge>
+  INLINED void feed(const Quad*, Quad* x, int t, int) const {
+    late.feed(pairs + 2 * t, x);
+  }
+  template <bool kEdge>
+  INLINED void emit(const Quad* y, int t, int) {
+    late = {y[2 * Q - 2], y[2 * Q - 1]};
+    if (kEdge && t < kLag) return;
+    const Quad* const last = y + (kLag ? 2 * (Q - 1 - kOdd) : 0);
+    store(pairs + 2 * (t - kLag), kLag ? last_pairs_of(last[0], last[1]) : pairs_of(last[0], last[1]));
+  }
+  INLINED void finish(int) const {}
 };
-
-template <int R, bool kOdd>
-void run_cascade_pass(const Lanes<4 * R>& lanes, float* pairs, int n) {
-  CascadePass<R, kOdd> pass{Halves<R, kOdd>(lanes), pairs};
-  run_pass<2>(pass, n);
-  pass.halves.sections.keep(lanes);
-}
+template <int Q, bool kOdd>
+constexpr int kSeriesFrom<CascadePart<Q, kOdd>> = 1;
 
 // Both channels through sections first … first + count - 1, in R registers or as many more as they need.
-template <int R = 1>
-void cascade_pass(const CascadeChannel* const (&channels)[2], int first, int count, float* pairs, int n) {
-  if constexpr (2 * R < kMostInPass)
-    if (count > 2 * R) return cascade_pass<R + 1>(channels, first, count, pairs, n);
-  Lanes<4 * R> lanes;
-  for (int k = 0; k < count; ++k)
-    for (int c = 0; c < 2; ++c)
-      Halves<R>::place(lanes, k, c, channels[c]->coeffs[first + k], channels[c]->history[first + k]);
-  if (count % 2)
-    run_cascade_pass<R, true>(lanes, pairs, n);
-  else
-    run_cascade_pass<R, false>(lanes, pairs, n);
-}
-
-// The same as a wave.
 template <int R = 1>
 void cascade_sections(const CascadeChannel* const (&channels)[2], int first, int count, float* pairs, int n) {
   if constexpr (R * kLanes < 2 * kMaxSections)
     if (2 * count > R * kLanes) return cascade_sections<R + 1>(channels, first, count, pairs, n);
-  cascade_wave<R>(channels, first, count, pairs, n);
+  if constexpr (!kShortPasses) return cascade_wave<R>(channels, first, count, pairs, n);
+  if (count % 2) return run_part(CascadePart<R, true>{channels, first, pairs}, n);
+  run_part(CascadePart<R, false>{channels, first, pairs}, n);
 }
-
-// Both channels, in passes or waves of as many sections as these take.
 void run_cascade(const CascadeChannel* const (&channels)[2], float* pairs, int n) {
-  constexpr int kMost = kShortPasses ? kMostInPass : kMaxSections;
   const int sections = channels[0]->sections;
-  for (int first = 0; first < sections; first += kMost) {
-    const int count = sections - first < kMost ? sections - first : kMost;
-    if constexpr (kShortPasses)
-      cascade_pass(channels, first, count, pairs, n);
-    else
-      cascade_sections(channels, first, count, pairs, n);
-  }
+  for (int first = 0; first < sections; first += kMaxSections)
+    cascade_sections(channels, first, sections - first < kMaxSections ? sections - first : kMaxSections,
+                     pairs, n);
 }
 
 void in_lanes(const CascadeJob& job, int n, lanes::Scratch& scratch) {

@@ -3,7 +3,6 @@
 
 #include "lanes/block.h"
 #include "lanes/parts.h"
-#include "lanes/passes.h"
 #include "zelkaudio_effect_eqdrc.h"
 
 namespace tone {
@@ -52,116 +51,79 @@ float soft_clip(float u) {
 
 #if defined(LANES)
 
-// What lies between the filters and after them.
-struct ExciterSound {
-  Quad bias, drive, wet, dry, scale;
-
-  explicit ExciterSound(const ExciterChannel* const (&c)[2])
-      : bias(both(c, &ExciterChannel::bias)),
-        drive(both(c, &ExciterChannel::drive)),
-        wet(both(c, &ExciterChannel::wet)),
-        dry(both(c, &ExciterChannel::dry)),
-        scale(both(c, &ExciterChannel::scale)) {}
-
-  // The curve is 1 at 1 and -1 at -1, so limiting its argument limits it.
-  INLINED Quad clipped(Quad y) const {
-    const Quad u = (y + bias) * drive;
-    const Quad v = larger(smaller(u, Quad{} + 1.0f), Quad{} - 1.0f);  // NaN is 1
-    return v * fused(-v, 0.5f * v, Quad{} + 1.5f);
-  }
-  INLINED Quad mixed(Quad y, Quad x) const { return scale * fused(wet, y, dry * x); }
-};
-
-// The second filter so many frames behind the first.
-template <int L>
-void place_exciter(Lanes<L>& lanes, int at, const ExciterChannel* const* channels, int start, int lag) {
-  for (int c = 0; c < 2; ++c) {
-    lanes.place(at + c, start, *channels[c]->pre, *channels[c]->pre_history);
-    lanes.place(at + 2 + c, start + lag, *channels[c]->post, *channels[c]->post_history);
-  }
-}
-
 //
-//   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then
+//   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then; or, where
+//                           a step is two frames, what it has just made of pre
 struct ExciterPart {
-  static constexpr int kQuads = 1, kLag = 3;
+  static constexpr int kQuads = 1, kLag = kShortPasses ? 2 : 3;
   const ExciterChannel* const* channels;
   int start;
-  ExciterSound sound;
+  Quad bias, drive, wet, dry;
   Quad clipping, clipped;  // on its way, and done
+  Quad before, latest;     // where a step is two frames, those of the step before, and of this one
+  Quad scale;
   float* pairs;
 
   ExciterPart(const ExciterChannel* const (&c)[2], int first_step, float* frames)
-      : channels(c), start(first_step), sound(c), clipping{}, clipped{}, pairs(frames) {}
+      : channels(c),
+        start(first_step),
+        bias(both(c, &ExciterChannel::bias)),
+        drive(both(c, &ExciterChannel::drive)),
+        wet(both(c, &ExciterChannel::wet)),
+        dry(both(c, &ExciterChannel::dry)),
+        clipping{},
+        clipped{},
+        before{},
+        latest{},
+        scale(both(c, &ExciterChannel::scale)),
+        pairs(frames) {}
 
   int last_step() const { return start + kLag; }
 
   template <int L>
   void place(Lanes<L>& lanes, int at) const {
-    place_exciter(lanes, at, channels, start, kLag);
+    for (int c = 0; c < 2; ++c) {
+      lanes.place(at + c, start, *channels[c]->pre, *channels[c]->pre_history);
+      lanes.place(at + 2 + c, start + kLag, *channels[c]->post, *channels[c]->post_history);
+    }
+  }
+  // The curve is 1 at 1 and -1 at -1, so limiting its argument limits it.
+  INLINED static Quad clip(Quad u) {
+    const Quad v = larger(smaller(u, Quad{} + 1.0f), Quad{} - 1.0f);  // NaN is 1
+    return v * fused(-v, 0.5f * v, Quad{} + 1.5f);
   }
   template <bool kEdge>
   INLINED void feed(const Quad* y, Quad* x, int step, int) {
-    x[0] = pairs_of(quad_pairs(pairs + 2 * (step - start)), clipped);
-    clipped = clipping;
-    clipping = sound.clipped(y[0]);
+    const float* const in = pairs + 2 * (step - start);
+    if constexpr (kShortPasses) {
+      before = latest, latest = load<Quad>(in);
+      x[0] = pairs_of(latest, clipped), x[1] = last_pairs_of(latest, clipped);
+    } else {
+      x[0] = pairs_of(quad_pairs(in), clipped);
+      clipped = clipping;
+      clipping = clip((y[0] + bias) * drive);
+    }
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int step, int) {
     const int t = step - start - kLag;
+    if constexpr (kShortPasses) clipped = clip((pairs_of(y[0], y[1]) + bias) * drive);
     if (kEdge && t < 0) return;
-    store_last_pair(pairs + 2 * t, sound.mixed(y[0], quad_pairs(pairs + 2 * t)));
+    float* const out = pairs + 2 * t;
+    if constexpr (kShortPasses)
+      store(out, scale * fused(wet, last_pairs_of(y[0], y[1]), dry * before));
+    else
+      store_last_pair(out, scale * fused(wet, y[0], dry * quad_pairs(out)));
   }
   INLINED void finish(int) const {}
 };
 
-// The same in turns of two frames, which the clipper takes at once.
-struct ExciterTurns {
-  static constexpr int kLag = 2;
-  Sections<Quad, 1> sections;
-  ExciterSound sound;
-  Quad clipped, before;
-
-  INLINED ExciterTurns(const Lanes<4>& lanes, const ExciterChannel* const (&c)[2])
-      : sections(lanes), sound(c), clipped{}, before{} {}
-
-  template <bool kEdge>
-  INLINED Quad turn(Quad in, int t, int n) {
-    Quad x[2] = {pairs_of(in, clipped), last_pairs_of(in, clipped)};
-    two_through<kEdge, 0, 1>(sections, x, t, n);
-    clipped = sound.clipped(pairs_of(x[0], x[1]));
-    const Quad out = sound.mixed(last_pairs_of(x[0], x[1]), before);
-    before = in;
-    return out;
-  }
-};
-
-struct ExciterPass {
-  ExciterTurns exciter;
-  float* pairs;
-
-  template <bool kEdge>
-  INLINED void turn(int t, int n) {
-    const Quad out = exciter.turn<kEdge>(load<Quad>(pairs + 2 * t), t, n);
-    if (!kEdge || t >= 2) store(pairs + 2 * (t - 2), out);
-  }
-};
-
-void run_exciter(const ExciterChannel* const (&channels)[2], float* pairs, int n) {
-  if constexpr (kShortPasses) {
-    Lanes<4> lanes;
-    place_exciter(lanes, 0, channels, 0, ExciterTurns::kLag);
-    ExciterPass pass{{lanes, channels}, pairs};
-    run_pass<ExciterTurns::kLag>(pass, n);
-    pass.exciter.sections.keep(lanes);
-  } else {
-    run_part(ExciterPart(channels, 0, pairs), n);
-  }
-}
-
 void in_lanes(const ExciterJob& job, int n, lanes::Scratch& scratch) {
   if (job.count < 1) return;
-  in_passes(job, true, 1.0f / job.channels[0].scale, n, scratch, run_exciter);
+  in_passes(job, true, 1.0f / job.channels[0].scale, n, scratch,
+            [](const ExciterChannel* const(&channels)[2], float* pairs, int length) {
+              run_part(ExciterPart(channels, 0, pairs), length);
+            });
 }
 
 #endif
