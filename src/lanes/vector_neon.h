@@ -33,7 +33,7 @@ Mask is_larger(Quad x, Quad least) {
 }
 
 // The one of larger magnitude, or its magnitude; b where a is NaN.
-Vec larger_sample(Vec a, Vec b) { return is_larger(a, b) ? a : b; }
+Vec larger_sample(Vec a, Vec b) { return vbslq_f32((uint32x4_t)is_larger(a, b), a, b); }
 // Between bottom and top, NaN at the top, truncated; the conversion saturates.
 Mask to_sample(Vec x, Vec bottom, Vec top) { return vcvtq_s32_f32(larger(smaller(x, top), bottom)); }
 Mask frames_of(Mask left, Mask right) { return vsliq_n_s32(left, right, 16); }
