@@ -39,8 +39,9 @@ constexpr int kTurn = kShortPasses ? 2 : 1;  // frames in a step
 // State that lives in registers through a loop does so only where everything the loop calls is part of it.
 #define INLINED __attribute__((always_inline)) inline
 
-// Frames around a block of n, which are read by lanes that are not busy yet or no more.
+// Frames around a block of n, which are read by lanes that are not busy yet or no more. Short passes read next to none.
 void clear_edges(float* pairs, int n) {
+  if constexpr (kShortPasses) return;
   for (int i = -2 * lanes::Scratch::kHead; i < 0; ++i) pairs[i] = 0.0f;
   for (int i = 2 * n; i < 2 * (n + lanes::Scratch::kTail); ++i) pairs[i] = 0.0f;
 }

@@ -235,17 +235,8 @@ struct BassFirstPart {
   const BassChannel* const* channels;
   BassShaper<Quad> shaper;
   float *pairs, *high;
-  Quad lows, shaped, differences, prev_out;
-
-  BassFirstPart(const BassChannel* const (&c)[2], float* frames, float* other)
-      : channels(c),
-        shaper(c),
-        pairs(frames),
-        high(other),
-        lows{},
-        shaped{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in},
-        differences{},
-        prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out} {}
+  Quad shaped, prev_out;
+  Quad lows{}, differences{};
 
   int last_step() const { return kLag; }
 
@@ -335,7 +326,10 @@ constexpr int kSeriesFrom<BassLastPart<kFloor>> = 1;
 template <bool kFloor>
 void run_bass(const BassChannel* const (&channels)[2], float after, float* pairs, float* between, int n) {
   if constexpr (kShortPasses) {
-    run_part(BassFirstPart(channels, pairs, between), n);
+    const BassChannel &c0 = *channels[0], &c1 = *channels[1];
+    const Quad prev_in{0.0f, 0.0f, *c0.dc_prev_in, *c1.dc_prev_in},
+        prev_out{*c0.dc_prev_out, *c1.dc_prev_out};
+    run_part(BassFirstPart{channels, BassShaper<Quad>(channels), pairs, between, prev_in, prev_out}, n);
     run_part(BassLastPart<kFloor>{channels, BassMix(channels, after), pairs, between}, n);
   } else {
     run_part(BassPart<kFloor>(channels, 0, after, pairs), n);
