@@ -105,6 +105,10 @@ struct PartWave {
 template <class Part>
 constexpr int kSeriesFrom = Part::kQuads;
 
+// The first of two parts side by side has none of these.
+template <class First, class Second>
+constexpr int kSeriesFrom<Parts<First, Second>> = First::kQuads + kSeriesFrom<Second>;
+
 template <class Part>
 struct PartWave<Part, true> {
   static constexpr int kQuads = Part::kQuads;

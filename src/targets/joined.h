@@ -61,20 +61,23 @@ struct ToneBlock {
     else
       run_part(all, n);
   }
-  // The bass enhancer is two passes of its own. Of the others, one alone would wait for its filters.
-  void run_passes(MeterFrames* meter) {
-    if (bass[0] && bass[0]->floor_highpass)
-      run_bass<true>(bass, after_bass(), pairs, made.notched, n);
-    else if (bass[0])
-      run_bass<false>(bass, after_bass(), pairs, made.notched, n);
+  // As short passes: the bass enhancer's two, the meter beside the second; then the others, of which one alone would wait
+  // for its filters.
+  template <bool kFloor>
+  void run_bass_passes(MeterFrames* meter) {
+    run_bass_first<kFloor>(bass, pairs, made.notched, n);
+    const BassLastPart<kFloor> last{bass, BassMix(bass, after_bass()), pairs, made.notched};
+    if (!meter) return run_part(last, n);
+    run_part(Parts<MeterPart, BassLastPart<kFloor>>{MeterPart(*meter), last}, n);
+  }
+  template <class Meter>  // so that nothing is made of it where waves run
+  void run_passes(Meter* meter) {
+    if (bass[0]) bass[0]->floor_highpass ? run_bass_passes<true>(meter) : run_bass_passes<false>(meter);
     if (!exciter[0]) return run_part(DeEsserPart(de_esser, 0, n, pairs, made), n);
     if (!de_esser[0]) return run_part(ExciterPart(exciter, 0, pairs), n);
-    const Parts<ExciterPart, DeEsserPart> both{ExciterPart(exciter, 0, pairs),
-                                               de_esser_after(ExciterPart::kLag)};
-    if (meter)
-      run_part(Parts<MeterPart, Parts<ExciterPart, DeEsserPart>>{MeterPart(*meter), both}, n);
-    else
-      run_part(both, n);
+    run_part(
+        Parts<ExciterPart, DeEsserPart>{ExciterPart(exciter, 0, pairs), de_esser_after(ExciterPart::kLag)},
+        n);
   }
   void run(MeterFrames* meter) {  // which there is only beside all three
     if constexpr (kShortPasses) return run_passes(meter);

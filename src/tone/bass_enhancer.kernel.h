@@ -295,13 +295,13 @@ struct BassLastPart {
   int last_step() const { return kLag; }
 
   template <int L>
-  void place(Lanes<L>& lanes, int) const {
+  void place(Lanes<L>& lanes, int at) const {
     for (int c = 0; c < 2; ++c) {
       const BassChannel& channel = *channels[c];
       BiquadPair* const series[] = {channel.harmonic_lowpass, channel.harmonic_highpass,
                                     channel.floor_highpass};
       for (int k = 0; k < 2 * kQuads; ++k)
-        lanes.place(4 * (k % kQuads) + 2 * (k / kQuads) + c, kLag * (k / kQuads),
+        lanes.place(at + 4 * (k % kQuads) + 2 * (k / kQuads) + c, kLag * (k / kQuads),
                     series[k / 2]->coeffs[k % 2], series[k / 2]->history[k % 2]);
     }
   }
@@ -322,17 +322,23 @@ struct BassLastPart {
 template <bool kFloor>
 constexpr int kSeriesFrom<BassLastPart<kFloor>> = 1;
 
-// Both channels, with a floor filter or without; `between` is room for another block.
+// The first pass; `high` is room for another block.
 template <bool kFloor>
-void run_bass(const BassChannel* const (&channels)[2], float after, float* pairs, float* between, int n) {
+void run_bass_first(const BassChannel* const (&channels)[2], float* pairs, float* high, int n) {
+  const BassChannel &c0 = *channels[0], &c1 = *channels[1];
+  const Quad prev_in{0.0f, 0.0f, *c0.dc_prev_in, *c1.dc_prev_in}, prev_out{*c0.dc_prev_out, *c1.dc_prev_out};
+  run_part(BassFirstPart{channels, BassShaper<Quad>(channels), pairs, high, prev_in, prev_out}, n);
+}
+
+template <bool kFloor>
+void run_bass(const BassChannel* const (&channels)[2], float* pairs, int n,
+              [[maybe_unused]] lanes::Scratch& scratch) {
   if constexpr (kShortPasses) {
-    const BassChannel &c0 = *channels[0], &c1 = *channels[1];
-    const Quad prev_in{0.0f, 0.0f, *c0.dc_prev_in, *c1.dc_prev_in},
-        prev_out{*c0.dc_prev_out, *c1.dc_prev_out};
-    run_part(BassFirstPart{channels, BassShaper<Quad>(channels), pairs, between, prev_in, prev_out}, n);
-    run_part(BassLastPart<kFloor>{channels, BassMix(channels, after), pairs, between}, n);
+    float* const high = scratch.pairs[lanes::Scratch::kBetween];
+    run_bass_first<kFloor>(channels, pairs, high, n);
+    run_part(BassLastPart<kFloor>{channels, BassMix(channels, 1.0f), pairs, high}, n);
   } else {
-    run_part(BassPart<kFloor>(channels, 0, after, pairs), n);
+    run_part(BassPart<kFloor>(channels, 0, 1.0f, pairs), n);
   }
 }
 
@@ -344,11 +350,10 @@ void in_lanes(const BassJob& job, int n, lanes::Scratch& scratch) {
   if (job.count < 1) return;
   in_passes(job, same_floor(job), 1.0f / job.channels[0].scale, n, scratch,
             [&](const BassChannel* const(&channels)[2], float* pairs, int length) {
-              float* const between = scratch.pairs[lanes::Scratch::kBetween];
               if (channels[0]->floor_highpass)
-                run_bass<true>(channels, 1.0f, pairs, between, length);
+                run_bass<true>(channels, pairs, length, scratch);
               else
-                run_bass<false>(channels, 1.0f, pairs, between, length);
+                run_bass<false>(channels, pairs, length, scratch);
             });
 }
 

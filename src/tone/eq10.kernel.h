@@ -138,9 +138,12 @@ template <int R = 1>
 void cascade_sections(const CascadeChannel* const (&channels)[2], int first, int count, float* pairs, int n) {
   if constexpr (R * kLanes < 2 * kMaxSections)
     if (2 * count > R * kLanes) return cascade_sections<R + 1>(channels, first, count, pairs, n);
-  if constexpr (!kShortPasses) return cascade_wave<R>(channels, first, count, pairs, n);
-  if (count % 2) return run_part(CascadePart<R, true>{channels, first, pairs}, n);
-  run_part(CascadePart<R, false>{channels, first, pairs}, n);
+  if constexpr (!kShortPasses)
+    cascade_wave<R>(channels, first, count, pairs, n);
+  else if (count % 2)
+    run_part(CascadePart<R, true>{channels, first, pairs}, n);
+  else
+    run_part(CascadePart<R, false>{channels, first, pairs}, n);
 }
 void run_cascade(const CascadeChannel* const (&channels)[2], float* pairs, int n) {
   const int sections = channels[0]->sections;
