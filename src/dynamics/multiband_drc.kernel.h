@@ -324,27 +324,30 @@ struct MultibandLanes {
   MultibandWave<kFour> wave(const float* in, float* out) const { return {lanes, bands, channels, in, out}; }
 };
 
+// As short passes.
 template <bool kFour>
-void multiband_wave(const MultibandChannel* const (&channels)[2], float* pairs, int n) {
-  const MultibandLanes<kFour> lanes(channels);
-  auto wave = lanes.wave(pairs, pairs);
-  run_wave(wave, kMultibandLag, n);
+void run_band_passes(const MultibandChannel* const (&channels)[2], float* pairs, int n,
+                     lanes::Scratch& scratch);
+
+template <bool kFour>
+void run_bands(const MultibandChannel* const (&channels)[2], float* pairs, int n, lanes::Scratch& scratch) {
+  if constexpr (kShortPasses) {
+    run_band_passes<kFour>(channels, pairs, n, scratch);
+  } else {
+    const MultibandLanes<kFour> lanes(channels);
+    auto wave = lanes.wave(pairs, pairs);
+    run_wave(wave, kMultibandLag, n);
+  }
 }
 
 bool four_bands(const MultibandChannel* const (&channels)[2]) {
   return channels[0]->bands == 4 && channels[1]->bands == 4;
 }
 
-void multiband_passes(const MultibandChannel* const (&channels)[2], float* pairs, int n, float* pieces);
-
 void in_lanes(const MultibandJob& job, int n, lanes::Scratch& scratch) {
   const auto pass = [&](const MultibandChannel* const(&channels)[2], float* pairs, int length) {
-    if constexpr (kShortPasses)
-      multiband_passes(channels, pairs, length, scratch.pieces);
-    else if (four_bands(channels))
-      multiband_wave<true>(channels, pairs, length);
-    else
-      multiband_wave<false>(channels, pairs, length);
+    four_bands(channels) ? run_bands<true>(channels, pairs, length, scratch)
+                         : run_bands<false>(channels, pairs, length, scratch);
   };
   const MultibandChannel* const channels = job.channels;
   if (job.count == 2 && multiband_fits(channels[0]) && multiband_fits(channels[1]))

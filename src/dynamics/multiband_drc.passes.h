@@ -110,16 +110,17 @@ struct FollowPass : Followers<Quad> {
 };
 
 template <bool kFour>
-void run_passes(const MultibandChannel* const (&channels)[2], float* pairs, int n, float* pieces) {
-  constexpr int kPiece = lanes::Scratch::kPiece;
+void run_band_passes(const MultibandChannel* const (&channels)[2], float* pairs, int n,
+                     lanes::Scratch& scratch) {
   Lanes<24> placed;
   for (int c = 0; c < 2; ++c) place_bands(placed, *channels[c], c);
-  float *const middle = pieces, *const bands = pieces + 4 * (kPiece + 1);
+  const int piece = scratch.piece_frames();
+  float *const middle = scratch.pieces(), *const bands = middle + 4 * piece;
   PartWave<MiddlePart, true> first{nullptr, Sections<Quad, 3>(placed), {pairs, middle}};
   PartWave<LastPart, true> last{nullptr, Sections<Quad, 3>(placed, 12), {pairs, middle, bands}};
   FollowPass<kFour> followers(BandImage(channels), channels);
-  for (int at = 0; at < n; at += kPiece) {
-    const int length = n - at < kPiece ? n - at : kPiece;
+  for (int at = 0; at < n; at += piece) {
+    const int length = n - at < piece ? n - at : piece;
     first.part.pairs = last.part.pairs = pairs + 2 * at;
     run_piece(first, length);
     run_piece(last, length);
@@ -128,14 +129,6 @@ void run_passes(const MultibandChannel* const (&channels)[2], float* pairs, int 
   first.sections.keep(placed);
   last.sections.keep(placed, 12);
   followers.keep(channels);
-}
-
-// Both channels.
-void multiband_passes(const MultibandChannel* const (&channels)[2], float* pairs, int n, float* pieces) {
-  if (four_bands(channels))
-    run_passes<true>(channels, pairs, n, pieces);
-  else
-    run_passes<false>(channels, pairs, n, pieces);
 }
 
 }  // namespace

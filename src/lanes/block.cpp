@@ -6,11 +6,10 @@ namespace lanes {
 
 Scratch::Scratch(int wanted) : frames(std::clamp(wanted, 1, kMostFrames)) {
   const size_t row = static_cast<size_t>(frames), pair_row = 2 * (row + kHead + kTail);
-  memory_.resize(kPairs * pair_row + std::size(rows) * row + size_t{(kPiece + 1) * kPieceLanes});
+  memory_.resize(kPairs * pair_row + std::size(rows) * row);
   float* at = memory_.data();
   for (float*& p : pairs) p = at + ptrdiff_t{2 * kHead}, at += pair_row;
   for (float*& r : rows) r = at, at += row;
-  pieces = at;
 }
 
 void Block::join(const Kind& kind, void* job) {

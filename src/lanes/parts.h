@@ -175,10 +175,11 @@ __attribute__((noinline)) void run_part(const Part& part, int n) {
   auto wave = lanes.wave();
   if constexpr (kShortPasses) {
     run_steps<(kSeriesFrom<Part> > 1)>(wave, part.last_step(), n);
-    return wave.keep(n);
+    wave.keep(n);
+  } else {
+    constexpr bool kCopied = Part::kQuads > 5 && !kStoresHidden;  // several effects
+    run_wave<kCopied>(wave, part.last_step(), n);
   }
-  constexpr bool kCopied = Part::kQuads > 5 && !kStoresHidden;  // several effects
-  run_wave<kCopied>(wave, part.last_step(), n);
 }
 
 }  // namespace

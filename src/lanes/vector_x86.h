@@ -107,7 +107,6 @@ bool all_within(Vec x, Vec from, Vec to) {
              _mm256_and_ps(_mm256_cmp_ps(x, to, _CMP_LT_OQ), _mm256_cmp_ps(x, from, _CMP_GE_OQ))) == 0xff;
 #endif
 }
-Quad gather(const float* base, MaskOf4 index) { return _mm_i32gather_ps(base, (__m128i)index, 4); }
 Vec gather(const float* base, Mask index) { return _mm256_i32gather_ps(base, (__m256i)index, 4); }
 
 }  // namespace

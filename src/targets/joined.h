@@ -80,11 +80,14 @@ struct ToneBlock {
         n);
   }
   void run(MeterFrames* meter) {  // which there is only beside all three
-    if constexpr (kShortPasses) return run_passes(meter);
-    if (bass[0]) return bass[0]->floor_highpass ? run_from_bass<true>(meter) : run_from_bass<false>(meter);
-    run_part(
-        Parts<ExciterPart, DeEsserPart>{ExciterPart(exciter, 0, pairs), de_esser_after(ExciterPart::kLag)},
-        n);
+    if constexpr (kShortPasses)
+      run_passes(meter);
+    else if (bass[0])
+      bass[0]->floor_highpass ? run_from_bass<true>(meter) : run_from_bass<false>(meter);
+    else
+      run_part(
+          Parts<ExciterPart, DeEsserPart>{ExciterPart(exciter, 0, pairs), de_esser_after(ExciterPart::kLag)},
+          n);
   }
 };
 
@@ -183,17 +186,18 @@ bool run_cascade_multiband(const CascadeJob& cascade, const MultibandJob& multib
   both_channels<MultibandChannel>(&multiband, second);
   float *const pairs = scratch.pairs[lanes::Scratch::kBlock], *const between =
                                                                   scratch.pairs[lanes::Scratch::kBetween];
-  const bool stereo = cascade.count == 2;
   interleave(first[0]->in, first[1]->in, n, pairs);
+  const bool stereo = cascade.count == 2;
+  const auto keep_copies = [&](const float* from) {
+    deinterleave(from, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
+  };
+  clear_edges(between, n);
   if constexpr (kShortPasses) {
     run_cascade(first, pairs, n);
-    deinterleave(pairs, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
-    multiband_passes(second, pairs, n, scratch.pieces);
-    deinterleave(pairs, n, second[0]->out, stereo ? second[1]->out : nullptr);
-    return true;
-  }
-  clear_edges(between, n);
-  if (meter && four_bands(second) && meter->count == cascade.count && meter_fits(*meter, n, scratch)) {
+    keep_copies(pairs);
+    four_bands(second) ? run_bands<true>(second, pairs, n, scratch)
+                       : run_bands<false>(second, pairs, n, scratch);
+  } else if (meter && four_bands(second) && meter->count == cascade.count && meter_fits(*meter, n, scratch)) {
     MeterFrames beside(*meter, n, scratch);
     cascade_multiband_wave<true>(first, second, pairs, between, n, &beside);
     beside.enter(n);
@@ -203,7 +207,7 @@ bool run_cascade_multiband(const CascadeJob& cascade, const MultibandJob& multib
   } else {
     cascade_multiband_wave<false>(first, second, pairs, between, n, nullptr);
   }
-  deinterleave(between, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
+  if (!kShortPasses) keep_copies(between);
   deinterleave(pairs, n, second[0]->out, stereo ? second[1]->out : nullptr);
   return true;
 }
