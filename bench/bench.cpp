@@ -214,13 +214,13 @@ void control(const Record& record) {
   Chain chain(record, kBlock);
   const double same = fastest([&] { AudioPost_SetPara(chain.get(), record.data(), kBlock); });
   Record other = record;  // a curve of its own for every band of the compressor, a new one each time
-  bool up = false;
+  float lowest = -70.0f;
   const double moved = fastest([&] {
-    up = !up;
+    lowest = lowest < -70.0f ? -70.0f : -71.0f;
     for (int band = 0; band < 4; ++band)
       other[static_cast<size_t>(AUDIOPOST_DRC_SECTION + AUDIOPOST_DRC_LOW + AUDIOPOST_DRC_NOISE_THRESHOLD +
                                 band * (AUDIOPOST_DRC_MID1 - AUDIOPOST_DRC_LOW))] =
-          -70.0f - 2.0f * static_cast<float>(band) - up;
+          lowest - 2.0f * static_cast<float>(band);
     AudioPost_SetPara(chain.get(), other.data(), kBlock);
   });
   std::printf("Init + Destroy %.3f ms, SetPara %.3f ms, with four new compressor curves %.3f ms\n",

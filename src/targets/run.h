@@ -6,6 +6,7 @@
 #include "targets/joined.h"
 #include "targets/targets.h"
 
+#if defined(TARGET)
 namespace TARGET {
 namespace {
 
@@ -125,3 +126,4 @@ constexpr lanes::Target entry(const char* name, bool (*runs_here)()) {
 
 }  // namespace
 }  // namespace TARGET
+#endif

@@ -1,34 +1,15 @@
 // What audiopost measures with, held to standards, formulas and the chain itself.
 #include <algorithm>
 
-#include "analysis/loudness.h"
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 #include "analysis/stages.h"
 #include "support.h"
 
 using namespace analysis;
+using namespace host;
 using support::Record;
 
 namespace {
-
-struct Tone {
-  double seconds, level_dB;  // of the peak
-};
-
-// A stereo meter that has heard 1 kHz tones, one after another.
-LoudnessMeter after_tones(const std::vector<Tone>& tones, int sample_rate) {
-  LoudnessMeter meter(sample_rate, 2);
-  for (const Tone& tone : tones) {
-    std::vector<int16_t> pcm;
-    const auto length = int(tone.seconds * sample_rate);
-    for (const float x :
-         support::sine(length, 1000.0, double(sample_rate), support::full_scale(tone.level_dB)))
-      pcm.insert(pcm.end(), 2, int16_t(std::lround(x)));
-    for (size_t at = 0; at < pcm.size(); at += 2000)
-      meter.add(&pcm[at], int(std::min<size_t>(2000, pcm.size() - at) / 2));
-  }
-  return meter;
-}
 
 void set(Record& record, int index, const std::vector<float>& values) {
   std::copy(values.begin(), values.end(), record.begin() + index);
@@ -58,83 +39,11 @@ double worst_gap(const Response& measured, const std::function<Complex(double)>&
 
 }  // namespace
 
-TEST_CASE("integrated loudness and range of the EBU's test signals") {
-  constexpr double kAny = -1;
-  const struct {
-    std::vector<Tone> tones;
-    double lufs, lu;
-  } rows[] = {
-      {{{20, -23}}, -23, 0},  // EBU Tech 3341, cases 1 to 5
-      {{{20, -33}}, -33, 0},
-      {{{10, -36}, {60, -23}, {10, -36}}, -23, kAny},
-      {{{10, -72}, {10, -36}, {60, -23}, {10, -36}, {10, -72}}, -23, kAny},
-      {{{20, -26}, {20.1, -20}, {20, -26}}, -23, kAny},
-      {{{20, -20}, {20, -30}}, kAny, 10},  // EBU Tech 3342, cases 1 to 4
-      {{{20, -20}, {20, -15}}, kAny, 5},
-      {{{20, -40}, {20, -20}}, kAny, 20},
-      {{{20, -50}, {20, -35}, {20, -20}, {20, -35}, {20, -50}}, kAny, 15},
-  };
-  for (const int sample_rate : {48000, 44100})
-    for (const auto& row : rows) {
-      CAPTURES(sample_rate, row.tones.size(), row.tones[0].level_dB);
-      const LoudnessMeter meter = after_tones(row.tones, sample_rate);
-      if (row.lufs != kAny) CHECK(std::abs(meter.integrated() - row.lufs) <= 0.1);
-      if (row.lu != kAny) CHECK(std::abs(meter.range() - row.lu) <= 1.0);
-    }
-}
-
-TEST_CASE("true peak finds what lies between the samples") {
-  // EBU Tech 3341, cases 15 to 19: the period in samples, the phase, the amplitude and the reading.
-  const struct {
-    double period, degrees, amplitude, dBTP;
-  } rows[] = {{4, 0, 0.5, -6.02},
-              {4, 45, 0.5, -6.02},
-              {6, 60, 0.5, -6.02},
-              {8, 67.5, 0.5, -6.02},
-              {4, 45, 1.41, 3.0}};
-  for (const auto& row : rows) {
-    CAPTURES(row.period, row.degrees);
-    LoudnessMeter meter(48000, 1);
-    std::vector<int16_t> pcm;
-    for (int i = 0; i < 4800; ++i) {  // faded in and out: a step would ring higher than the tone
-      const double fade = std::min({1.0, i / 480.0, (4800 - i) / 480.0});
-      pcm.push_back(int16_t(std::lround(32767 * fade * row.amplitude *
-                                        std::sin(2 * M_PI * (i / row.period + row.degrees / 360)))));
-    }
-    meter.add(pcm.data(), 4800);
-    const Programme p = meter.programme();
-    CHECK(p.true_peak_dB <= row.dBTP + 0.2);
-    CHECK(p.true_peak_dB >= row.dBTP - 0.4);
-    CHECK(p.true_peak_dB >= p.sample_peak_dB);
-  }
-}
-
-TEST_CASE("a programme's crest, rails and silence") {
-  LoudnessMeter square(48000, 1), silence(48000, 2), nothing(48000, 2);
-  const std::vector<int16_t> rails = {32767, -32768, 32767, -32768};
-  for (int i = 0; i < 12000; ++i) square.add(rails.data(), 4);
-  CHECK(square.programme().full_scale_samples == 48000);
-  CHECK(std::abs(square.programme().crest_dB()) < 0.001);
-  const std::vector<int16_t> zeros(96000);
-  silence.add(zeros.data(), 48000);
-  for (const LoudnessMeter* meter : {&silence, &nothing}) {
-    CHECK(meter->integrated() == -INFINITY);
-    CHECK(meter->programme().true_peak_dB == -INFINITY);
-    CHECK(std::isnan(meter->range()));
-  }
-  LoudnessMeter short_tone = after_tones({{2.9, -20}}, 48000), constant(48000, 2);
-  CHECK(std::isnan(short_tone.range()));
-  const std::vector<int16_t> offset(2 * 48000 * 5, 8000);
-  constant.add(offset.data(), 48000 * 5);
-  CHECK(constant.momentary() == -INFINITY);  // what is left of the step is far below the gate
-}
-
 TEST_CASE("a limiter's gain is told without its opening, and not at all where nothing sounds") {
   // Threshold, ceiling, release; the tone's level and the gain that the curve designs for it.
   const struct {
     float threshold, ceiling, release, level_dB;
-  } rows[] = {
-      {-1, -1, 150, -20}, {-1, -1, 2000, -20}, {-12, -6, 150, -30}, {-12, -6, 150, -3}, {-6, -1, 5, -1}};
+  } rows[] = {{-1, -1, 2000, -20}, {-12, -6, 150, -30}, {-12, -6, 150, -3}};
   for (const auto& row : rows) {
     Record record = support::plain_record(1);
     set(record, 17, {1}), set(record, 400, {row.threshold, row.ceiling, row.release});
@@ -152,9 +61,9 @@ TEST_CASE("a limiter's gain is told without its opening, and not at all where no
     const double designed = peak_stage(record, 0).limiter_gain_dB(row.level_dB);
     CAPTURES(row.level_dB, row.release, designed);
     // A slow release leaves the last tenth of a dB.
-    CHECK(std::abs(trace.gains()[0].lowest() - designed) < 0.2);
-    CHECK(std::abs(trace.gains()[0].mean() - designed) < 0.1);
-    CHECK(std::abs(trace.gains()[0].highest() - designed) < 0.1);
+    for (const double gain :
+         {trace.gains()[0].lowest() + 0.1, trace.gains()[0].mean(), trace.gains()[0].highest()})
+      CHECK(std::abs(gain - designed) < 0.1);
   }
 }
 
@@ -168,7 +77,7 @@ TEST_CASE("the effects run one at a time give the chain's samples") {
       std::vector<int16_t> taken_apart;
       Stages stages(record, 512);
       for (size_t at = 0; at < pcm.size(); at += 512 * channels) {
-        stages.process(&pcm[at], [](Flag, float* const*) {});
+        stages.process(&pcm[at], [](audiopost_effect, float* const*) {});
         for (size_t i = 0; i < 512 * channels; ++i)
           taken_apart.push_back(
               int16_t(std::clamp(stages.output()[i % channels][i / channels], -32768.0f, 32767.0f)));
@@ -208,10 +117,9 @@ TEST_CASE(
 TEST_CASE("the crossover and the compressor's bands measure as designed") {
   Record record = support::plain_record(1);
   // An instant attack and a long release: the follower stays at a sine's peak, so its level is the tone's.
-  for (const int start : {210, 230, 250, 270})
-    set(record, start, {200, 1000, 3, 1, -20, -50, -60, 4, -10, 0, 500, 0});
-  set(record, 210, {20, 200}), set(record, 230, {200, 1500}), set(record, 250, {1500, 6000}),
-      set(record, 270, {6000, 2e4f});
+  const float edges[] = {20, 200, 1500, 6000, 2e4f};
+  for (int band = 0; band < 4; ++band)
+    set(record, 210 + 20 * band, {edges[band], edges[band + 1], 3, 1, -20, -50, -60, 4, -10, 0, 500, 0});
   for (const int count : {2, 3, 4}) {
     set(record, 200, {float(count)});
     const auto bands = compressor_bands(record, 0);
@@ -227,49 +135,6 @@ TEST_CASE("the crossover and the compressor's bands measure as designed") {
                      to_dB(count);
             }) < 0.5);  // steps of the table, and what the follower droops between two peaks of 70 Hz
     }
-  }
-}
-
-TEST_CASE("AGC and limiter settle on their curves") {
-  Record record = support::plain_record(1);
-  // Threshold, ceiling, release; compress_start, expand_end, noise_threshold, max_gain, max_peak, times.
-  const std::vector<float> rows[] = {{-3, -1, 5, -20, -40, -45, 16, -1, 50, 50, 0},
-                                     {-12, -0.5f, 5, -30, -50, -60, 6, -10, 50, 50, 0},
-                                     {0, 0, 5, -10, -55, -70, 0, -3, 50, 50, 0}};
-  for (const std::vector<float>& settings : rows) {
-    set(record, 400, settings);
-    const PeakStage stage = peak_stage(record, 0);
-    CAPTURES(stage.max_threshold);
-    // Half a step of the tables, where the expander is steep, and the 1 that the detectors add to a sample.
-    CHECK(worst_gap(agc_curve(record, 0), -60, [&](double x) { return stage.agc.played_gain_dB(x, 10); }) <
-          0.75);
-    CHECK(worst_gap(limiter_curve(record, 0), -60, [&](double x) { return stage.limiter_gain_dB(x); }) < 0.1);
-  }
-}
-
-TEST_CASE("the bass enhancer's shaper and harmonics measure as its drive and blend design them") {
-  // Full scale is 1. The measured shaper is a series of 60 terms: it rounds the bends of a hard-driven curve.
-  const struct {
-    float drive, blend, floor_active, rate;
-    double tolerance;
-  } rows[] = {{6, 5, 0, 48000, 0.0015},
-              {1, 0, 0, 48000, 0.0015},
-              {3, 8, 1, 8000, 0.0015},
-              {9, 2, 0, 44100, 0.003},
-              {11, 10, 1, 48000, 0.008}};
-  for (const auto& row : rows) {
-    Record record = support::plain_record(1);
-    set(record, 0, {row.rate}), set(record, 60, {-3, row.drive, row.blend, 80, row.floor_active, 50});
-    const BassStage stage = bass_stage(record, 0);
-    const auto designed = bass_shaper(stage), measured = measured_bass_shaper(record, 0);
-    double worst = 0;
-    for (double x = -1; x <= 1; x += 1.0 / 64) worst = wider(worst, measured(x) - designed(x));
-    CAPTURES(row.drive, row.rate, worst);
-    CHECK(worst < row.tolerance);
-    const auto harmonics = bass_harmonics(stage, double{row.rate}, 60, 0.25, 5);
-    const auto played = measured_bass_harmonics(record, 0, 60, 0.25, 5);
-    for (size_t k = 0; k < 5; ++k)
-      if (harmonics[k] > 1e-4) CHECK(std::abs(to_dB(played[k] / harmonics[k])) < 0.1);
   }
 }
 
@@ -301,7 +166,7 @@ TEST_CASE("distortion waits for a gain that is on its way, a minute at most") {
   const struct {
     float release_ms, window_ms;
     bool settled;
-  } rows[] = {{12000, 400, true}, {12000, 5000, true}, {300000, 400, false}};
+  } rows[] = {{12000, 5000, true}, {300000, 400, false}};
   for (const auto& row : rows) {
     set(record, 30, {-30, 300, row.release_ms, row.window_ms, 100});
     const Distortion d = distortion(record, 1000, -1);

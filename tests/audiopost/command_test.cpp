@@ -6,6 +6,7 @@
 
 namespace {
 
+using support::count;
 using Bytes = std::string;
 
 template <class T>
@@ -48,12 +49,6 @@ double number(const std::string& json, const std::string& name, const std::strin
   return std::strtod(json.c_str() + at + name.size() + 4, nullptr);
 }
 
-size_t count(const std::string& text, const std::string& part) {
-  size_t n = 0;
-  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) ++n;
-  return n;
-}
-
 }  // namespace
 
 TEST_CASE("the output is as long as the input, in every kind of file and through pipes") {
@@ -68,20 +63,16 @@ TEST_CASE("the output is as long as the input, in every kind of file and through
       const std::pair<std::string, size_t> runs[] = {
           {"process in.wav out.wav -q; mv out.wav out", kWavHeader},
           {"process in.wav out.flac -q && audiopost process out.flac - -q -t flat | cat > out", kWavHeader},
-          {"process in.wav out.aiff -q && audiopost process out.aiff - -q -t flat | cat > out", kWavHeader},
           {"process - - -q < in.wav | cat > out", kWavHeader},
           {"process in.wav /dev/stdout -q | cat > out", kWavHeader},
-          {"process <(cat in.wav) out.wav -q; mv out.wav out", kWavHeader},
           {"process in.wav link.wav -q && test -L link.wav && mv target.wav out", kWavHeader},
           {"process in.pcm out" + raw, 0},
-          {"process <(cat in.pcm) out" + raw, 0},
           {"process in.pcm out.wav" + raw + "; mv out.wav out", kWavHeader},  // the ending counts
           {"process in.wav - -q --raw > out", 0},
           {"process - -" + raw + " < in.pcm | cat > out", 0}};
       Bytes expect;
-      for (const auto& run : runs) {
-        const std::string& command = run.first;
-        const size_t header = run.second;
+      for (const auto& [arguments, header] : runs) {
+        const std::string command = arguments;
         CAPTURES(channels, frames, command);
         CHECK(shell.run("audiopost " + command).status == 0);
         const Bytes out = shell.read("out");
@@ -127,7 +118,6 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
   const std::pair<const char*, Bytes> files[] = {{"good.wav", good},
                                                  {"short.wav", good.substr(0, good.size() - 1000)},
                                                  {"empty.wav", wav("", 2)},
-                                                 {"nothing", ""},
                                                  {"nan.wav", wav(bytes_of(floats), 2, 32, 48000, 3)},
                                                  {"eight.wav", wav(programme(100, 8), 8)},
                                                  {"words.txt", "not a sound\n"},
@@ -150,13 +140,11 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
     std::string arguments, says;
   } rows[] = {
       {"process no.wav out.wav", "no.wav: no such file"},
-      {"process directory out.wav", "directory: is a directory"},
       {"process good.wav directory", "directory: is a directory"},
       {"process good.wav missing/out.wav", "missing/out.wav: no such file"},
       {"process short.wav old.wav", "short.wav: is cut short: 11000 of 12000 bytes"},
       {"process - out.wav < short.wav", "standard input: is cut short"},
       {"process empty.wav out.wav", "empty.wav: holds no sound"},
-      {"process - out.wav --raw < nothing", "standard input: holds no sound"},
       {"process nan.wav old.wav", "nan.wav: frame 4 is not a finite number"},
       {"process eight.wav out.wav", "eight.wav: has 8 channels"},
       {"process slow.wav out.wav", "slow.wav: a sample rate of 10 Hz"},
@@ -164,34 +152,25 @@ TEST_CASE("bad input is answered with one line, status 2 and no trace of an outp
       {"process odd.pcm out.pcm --raw", "odd.pcm: is cut short: it ends inside a frame"},
       {"process cut.ogg out.wav", "cut.ogg: is cut short: its end is missing after "},
       {"process good.wav out.xyz", "out.xyz: the ending"},
-      {"process good.wav out.mp3 --raw", "out.mp3: the ending"},
       {"process good.wav out.wav --rate 8000", "--rate requires --raw"},
       {"process odd.pcm out.pcm --raw -t nine.bin", "nine.bin: has 9 channels"},
-      {"process good.wav ./good.wav", "./good.wav: is the input"},
       {"process good.wav link.wav", "link.wav: is the input"},
       {"process - good.wav < good.wav", "good.wav: is the input"},
       {"process odd.pcm bits.bin --raw -t bits.bin", "bits.bin: is the tuning"},
-      {"process good.wav out.wav -t no.toml", "no.toml: no such file"},
       {"process good.wav out.wav -t short.bin", "short.bin: is neither text nor a tuning record"},
       {"process good.wav out.wav -t type.toml", "type.toml:2: chain.sample_rate: is a string"},
       {"process good.wav out.wav -t fatal.bin", "fatal.bin: EQ10 channel 0 band 0: type 9"},
       {"process good.wav out.wav -t bits.bin", "bits.bin: chain: bit_rate 20"},
       {"process tele.wav out.wav -q -t high.bin", "high.bin: EQ10 channel 0 band 0: fc 4000 Hz"},
-      {"process tele.wav out.wav -t music --block 1024", "music: AutoGain: r128_steps 100 ms is 800 samples"},
       {"process tele.wav out.wav -t music --block 1024", "; --block 800 would do\n"},
-      {"process good.wav out.wav -t ''", "audiopost: the tuning's name is empty"},
       {"process good.wav out.wav one --two 3", "audiopost: not expected: one --two 3"},
-      {"process good.wav out.wav --block 0", "block"},
       {"process good.wav", "OUT"},
-      {"measure fatal.bin", "fatal.bin: EQ10"},
       {"measure music nan.wav", "nan.wav: frame 4"},
       {"measure music --tones 24000", "--tones: 24000 Hz is not below half the sample rate of 48000 Hz"},
-      {"plot fatal.bin -o out.svg", "fatal.bin: EQ10"},
       {"plot music -o missing/out.svg", "missing/out.svg"},
       {"plot bits.bin -o bits.bin", "bits.bin: is the tuning"},
       {"report music good.wav -o good.wav", "good.wav: is the input"},
       {"report music short.wav -o out.html", "short.wav: is cut short"},
-      {"report music good.wav -o directory", "directory: is a directory"},
       {"meter nan.wav --json", "nan.wav: frame 4"},
   };
   const auto before = shell.names();
@@ -219,10 +198,9 @@ TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry
     std::string preset;
     Shell::Changes changes;
     int rate;
-    Shell::Changes fitted;  // by hand
+    Shell::Changes suited;  // by hand
     std::vector<std::string> notes;
   } rows[] = {
-      {"music", {}, 16000, {{115, {0}}}, {"EQ10 band 3 at 10000 Hz is off: the file reaches 8000 Hz"}},
       {"speech",
        {},
        8000,
@@ -239,11 +217,7 @@ TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry
        {"MultiBandDRC crossover at 9000 Hz moves to 7900 Hz: the file reaches 8000 Hz"}},
       // Channels with settings of their own.
       {"flat",
-       {{2, {0}},
-        {12, {1}},
-        {14, {1}},
-        {80, {0, 0, 3000, 0.5f, 0, 0, 0, 8000, 0.5f}},
-        {150, {1, 0, 8000, 1, 6}}},
+       {{2, {0}}, {12, {1, 0, 1}}, {80, {0, 0, 3000, 0.5f, 0, 0, 0, 8000, 0.5f}}, {150, {1, 0, 8000, 1, 6}}},
        16000,
        {{12, {0}}, {150, {0}}},
        {"Exciter channel 1 at 8000 Hz is off: the file reaches 8000 Hz",
@@ -252,7 +226,7 @@ TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry
   for (const auto& row : rows) {
     CAPTURES(row.preset, row.rate);
     Shell::Changes by_hand = row.changes;
-    by_hand.insert(by_hand.end(), row.fitted.begin(), row.fitted.end());
+    by_hand.insert(by_hand.end(), row.suited.begin(), row.suited.end());
     by_hand.push_back({0, {float(row.rate)}});
     shell.write("in.wav", wav(programme(20000, 2), 2, 16, row.rate));
     shell.tuning("a.bin", row.changes, row.preset), shell.tuning("b.bin", by_hand, row.preset);
@@ -274,8 +248,6 @@ TEST_CASE("a tuning for another rate gives up what the sound's rate cannot carry
   const auto done = shell.run("audiopost process in.wav out.wav -q -t high.bin --driver-compatible");
   CHECK(done.status == 0);
   CHECK(done.err.rfind("audiopost: warning: high.bin: EQ10 channel 0 band 0: fc 8000 Hz", 0) == 0);
-  const auto none = shell.run("audiopost process in.wav out.wav -t flat --driver-compatible --block 20001");
-  CHECK(none.err.find("in.wav: is shorter than a block of 20001 frames") != std::string::npos);
 }
 
 TEST_CASE("an interrupted run takes its unfinished output away") {
@@ -293,7 +265,6 @@ TEST_CASE("an interrupted run takes its unfinished output away") {
 TEST_CASE("the closing report says what the sound and the stages did") {
   const Shell shell;
   shell.write("tone.wav", wav(tone(1000, -23, 6), 2));
-  shell.write("slow.wav", wav(programme(44100, 1), 1, 16, 44100));
   std::string json = shell.run("audiopost process tone.wav out.wav --json -t flat").out;
   CHECK(number(json, "frames") == 288000);
   for (const std::string side : {"before", "after"}) {
@@ -318,8 +289,6 @@ TEST_CASE("the closing report says what the sound and the stages did") {
       {"auto gain", 10, 30, {-19, 50, 50, 400, 100}, 4},
       // The AGC's flat part, 6 dB up.
       {"AGC", 16, 400, {-3, -1, 5, -10, -50, -60, 6, -1, 50, 50, 0}, 6},
-      // Nothing over its threshold: the make-up gain of 2 dB.
-      {"limiter", 17, 400, {-3, -1, 1}, 2 + 20 * std::log10(0.998)},
       // A threshold of -23 dB, the ceiling at -20: 3 dB of make-up, of which a soft knee of 52 dB keeps 6.5 - 0.02.
       {"limiter", 17, 400, {-23, -20, 5}, 3 - 6.5 + 20 * std::log10(0.998)},
       // Two bands that meet far above the tone: 5 dB of make-up, compressed bands at half.
@@ -336,15 +305,10 @@ TEST_CASE("the closing report says what the sound and the stages did") {
   auto done = shell.run("audiopost process tone.wav out.wav");
   CHECK(done.out.find("integrated loudness       -23.0") != std::string::npos);
   CHECK(done.out.find('\033') == std::string::npos);  // colours and bars are for terminals
-  CHECK(done.out.find("0.0  dB") != std::string::npos);
   CHECK(count(done.out, "-0.0") + count(done.out, "+0.0") == 0);
   done = shell.run("audiopost process tone.wav - > out.wav");  // standard output is the sound's
   CHECK(done.err.find("integrated loudness") != std::string::npos);
   CHECK(shell.run("audiopost process tone.wav - -q > out.wav").err.empty());
-  done = shell.run("audiopost process slow.wav out.wav");
-  CHECK(done.out.find("loudness range                -        -  LU") != std::string::npos);  // of one second
-  CHECK(done.err ==
-        "audiopost: note: music is for 48000 Hz and 2 channels; it runs at the stream's 44100 Hz and 1\n");
 }
 
 TEST_CASE("every JSON is well formed, whatever the file's name and however short or silent the sound") {
@@ -363,32 +327,25 @@ TEST_CASE("every JSON is well formed, whatever the file's name and however short
   }
 }
 
-TEST_CASE("a terminal gets a progress bar that leaves nothing behind") {
+TEST_CASE("what is redrawn in a terminal's window fits there and leaves nothing behind") {
   const Shell shell;
-  shell.write("in.wav", wav(tone(440, -20, 5), 2));
+  shell.write("in.wav", wav(tone(440, -20, 4), 2));
   // script(1) gives the program a terminal.
-  const auto run = [&](const std::string& environment) {
+  const auto drawn = [&](const std::string& environment) {
     return shell
-        .run("TERM=xterm " + environment +
+        .run("LC_ALL=C TERM=xterm " + environment +
              " script -qec '" AUDIOPOST " process in.wav out.wav' /dev/null </dev/null")
         .out;
   };
-  const std::string seen = run("");
-  CHECK(seen.find(" %  ") != std::string::npos);
-  CHECK(seen.find("\033[1m") != std::string::npos);
-  CHECK(seen.rfind("\r\033[K") < seen.find("integrated loudness"));
-  CHECK(run("NO_COLOR=1").find("\033[1m") == std::string::npos);
-  CHECK(run("TERM=dumb").find('\033') == std::string::npos);
-}
-
-TEST_CASE("what is redrawn in a terminal's window fits there") {
-  const Shell shell;
-  shell.write("in.wav", wav(tone(440, -20, 4), 2));
+  const std::string bar = drawn("");
+  CHECK(bar.rfind("\r\033[K") < bar.find("integrated loudness"));
+  CHECK((bar.find("\033[1m") != std::string::npos && bar.find(" %  ") != std::string::npos));
+  CHECK(drawn("NO_COLOR=1").find("\033[1m") == std::string::npos);
+  CHECK(drawn("TERM=dumb").find('\033') == std::string::npos);
   const struct {
     int columns, lines;
     bool bars;
-  } rows[] = {{100, 30, true}, {60, 12, true},  {40, 12, true},
-              {24, 12, true},  {60, 11, false}, {20, 30, false}};
+  } rows[] = {{24, 12, true}, {60, 11, false}, {20, 30, false}};
   for (const auto& row : rows)
     for (const std::string command : {"meter in.wav --fast", "process in.wav out.wav", "process - out.wav"}) {
       CAPTURES(row.columns, row.lines, command);
@@ -421,31 +378,20 @@ TEST_CASE("measure finds a bell where it was put, and says so as a table and as 
   CHECK(std::abs(number(json, "integrated_lufs", "\"after\"") + 17) < 0.1);
   CHECK(table.find("\n      1000    +6.00    +6.00\n") != std::string::npos);
   CHECK(table.find("latency 0 frames") != std::string::npos);
-  shell.tuning("two.bin", {{2, {0}}}, "music");
-  CHECK(shell.run("audiopost measure two.bin").out.find(" high L limiter L ") != std::string::npos);
 }
 
 TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothing else") {
   const Shell shell;
-  // Both channels on their own, the second one like the first.
-  Shell::Changes all = {{2, {0}}, {10, std::vector<float>(8, 1)}};
-  const host::Record music = host::preset("music");
-  for (const auto& [from, length] : {std::pair(60, 10), {80, 5}, {90, 5}, {100, 50}, {200, 100}, {400, 20}})
-    all.push_back({from + length, {music.begin() + from, music.begin() + from + length}});
-  shell.tuning("all.bin", all, "music");
-  const struct {
-    std::string tuning;
-    size_t charts;
-  } rows[] = {{"music", 4}, {"all.bin", 14}};
-  for (const auto& row : rows) {
-    CAPTURES(row.tuning);
+  // Channel 1 is not linked, and has no equalizer.
+  shell.tuning("two.bin", {{2, {0}}, {14, {1}}, {100, {1, 0, 1000, 1, 6}}});
+  for (const auto& [tuning, charts] : {std::pair("music", 4u), {"two.bin", 2u}}) {
+    CAPTURES(std::string(tuning));
     const std::string parse = "python3 -c 'import sys, xml.sax as x; x.parse(sys.stdin, x.ContentHandler())'";
-    CHECK(shell.run("audiopost plot " + row.tuning + " | tee out.svg | " + parse).status == 0);
+    CHECK(shell.run(std::string("audiopost plot ") + tuning + " | tee out.svg | " + parse).status == 0);
     const std::string svg = shell.read("out.svg");
-    CHECK(svg.find("prefers-color-scheme:dark") != std::string::npos);
     CHECK(count(svg, "nan") + count(svg, "inf") == 0);
-    CHECK(count(svg, "class='title'") == row.charts);
-    CHECK(count(svg, ">measured<") == row.charts);
+    CHECK(count(svg, "class='title'") == charts);
+    CHECK(count(svg, ">measured<") == charts);
   }
   // The lowest point of a bell narrower than the grid, at its place between the axes' ends of 6 and -24 dB.
   shell.tuning("narrow.bin", {{14, {1}}, {100, {1, 0, 99, 16, -20}}});
@@ -453,8 +399,6 @@ TEST_CASE("plot draws what a tuning runs, report fills one page that needs nothi
   CHECK(count(narrow, "L188.6 286.5") == 2);  // the band and the product of all
   CHECK(narrow.find(">0: bell 99 Hz -20.0 dB<") != std::string::npos);
 
-  shell.write("short.wav", wav(tone(440, -20, 2), 2));
-  CHECK(count(shell.run("audiopost report music short.wav -o -").out, ">no value<") == 1);
   shell.write("a<b&c.wav", wav(tone(440, -20, 4), 2));
   const auto done =
       shell.run("audiopost process 'a<b&c.wav' out.wav && audiopost report music 'a<b&c.wav' -o out.html");
@@ -489,16 +433,6 @@ TEST_CASE("meter shows the band that sounds, and none that the sample rate canno
   const std::string table = shell.run("audiopost meter tone.wav").out;
   CHECK(count(table, "\n") == 6);  // a head, a line a second, and the sum
   CHECK(table.find("integrated -20.0 LUFS") != std::string::npos);
-  const std::string live =
-      shell.run("LC_ALL=C TERM=xterm script -qec '" AUDIOPOST " meter tone.wav --fast' /dev/null </dev/null")
-          .out;
-  CHECK(count(live, "\033[11A") == 79);  // redrawn in place
-  CHECK(live.find("1000 Hz") != std::string::npos);
-  const std::string dumb =
-      shell.run("TERM=dumb script -qec '" AUDIOPOST " meter tone.wav' /dev/null </dev/null").out;
-  CHECK(dumb.find('\033') == std::string::npos);
-
   shell.write("slow.wav", wav(programme(8000, 1), 1, 16, 8000));
   CHECK(count(shell.run("audiopost meter slow.wav --json").out, ", null, null, null]") == 20);
-  CHECK(count(shell.run("audiopost meter slow.wav").out, "     -     -     - ") == 1);
 }

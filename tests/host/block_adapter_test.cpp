@@ -56,12 +56,3 @@ TEST_CASE("a live stream comes out one block late, in place and in pieces of any
     CHECK(stream == Pcm(late.begin(), late.begin() + 6000 * kChannels));
   }
 }
-
-TEST_CASE("without a chain the samples pass") {
-  const Pcm in = support::noise_pcm(700);
-  host::BlockAdapter adapter(nullptr, 1, kBlock);
-  Pcm out;
-  adapter.push(in.data(), 700, out);
-  adapter.finish(out);
-  CHECK(out == in);
-}

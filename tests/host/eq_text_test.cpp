@@ -4,8 +4,8 @@
 #include <complex>
 #include <random>
 
+#include "full_record.h"
 #include "host/files.h"
-#include "support.h"
 
 using host::Record;
 
@@ -62,26 +62,20 @@ TEST_CASE("an imported filter has the response that its line stands for") {
     char type;
     double fc, gain_dB, q;
   } rows[] = {
-      {"PK Fc 105 Hz Gain -3.1 dB Q 0.70", 'P', 105, -3.1, 0.7},
       {"PK Fc 1,000.5 Hz Gain +6,5 dB Q 10", 'P', 1000.5, 6.5, 10},
       {"PK\tFc 1\u00a0000 Hz  Gain 3dB  BW Oct 1.0", 'P', 1000, 3,
        1.0 / (2.0 * std::sinh(std::log(2.0) / 2.0 * (kPi / 24.0) / std::sin(kPi / 24.0)))},
       {"modal fc 400 hz gain -12 db q 8 t60 target 300 ms", 'P', 400, -12, 8},
       {"LSC Fc 105 Hz Gain 5.5 dB Q 0.70", 'L', 105, 5.5, 0.7},
-      {"LSC Fc 105 Hz Gain -15 dB Q 0.4", 'L', 105, -15, 0.4},
       {"HSC Fc 8 kHz Gain 12 dB Q 1.1", 'H', 8000, 12, 1.1},
       {"LS 12 dB Fc 200 Hz Gain 6 dB", 'L', 200 * kShift, 6, q_of_slope(1.0)},
-      {"HS 12dB Fc 4000 Hz Gain 6 dB", 'H', 4000 / kShift, 6, q_of_slope(1.0)},
-      {"LSC 10 dB Fc 200 Hz Gain 6 dB", 'L', 200, 6, q_of_slope(kSlope)},
       {"HS 10 dB Fc 4000 Hz Gain 6 dB", 'H', 4000 / kShiftSlope, 6, q_of_slope(kSlope)},
       {"LSC Fc 200 Hz Gain 6 dB", 'L', 200, 6, q_of_slope(0.9)},
       {"LS Q Fc 200 Hz Gain 6 dB Q 0.9", 'L', 200 * std::pow(10.0, 6.0 / (80.0 * kSlopeOfQ)), 6, 0.9},
       {"HS 6dB Fc 4,000 Hz Gain 6 dB", 'H', 4000 / (kShift * kShift), 6, q_of_slope(0.5)},
       {"pk Fc 1,250 Hz Gain \u22123 dB Q 2 # a comment", 'P', 1250, -3, 2},
-      {"PK Fc 1,250.5 Hz Gain 3 dB Q 2", 'P', 1250.5, 3, 2},
       {"PK Fc 1,250 kHz Gain 3 dB Q 2", 'P', 1250, 3, 2},
       {"PK Fc 1250,125 Hz Gain 3 dB Q 2,125", 'P', 1250.125, 3, 2.125},
-      {"PK Fc 1.5k Gain 3 dB Q 2", 'P', 1500, 3, 2},
       {"PK Fc 1.5kHz Gain 3 dB Q 2", 'P', 1500, 3, 2},
       {"LP Q Fc 3000 Hz Q 0.9", 'l', 3000, 0, 0.9},
       {"LP Fc 3000 Hz", 'l', 3000, 0, std::sqrt(0.5)},
@@ -103,13 +97,12 @@ TEST_CASE("an exported EQ reads back with the same response") {
   };
   for (int round = 0; round < 50; ++round) {
     Record record = support::plain_record();
-    record[14] = 1.0f;
-    record[25] = between(-12, 3);
-    for (size_t band = 0; band < 10; ++band) {
-      float* const r = &record[150 + 5 * band];
-      const int types[] = {0, 1, 2, 3, 4, 6, 7};
-      r[0] = float(random() % 2), r[1] = float(types[random() % std::size(types)]);
-      r[2] = between(30, 15000), r[3] = between(0.3f, 1), r[4] = r[1] < 5.0f ? between(-20, 20) : 0.0f;
+    record[14] = 1.0f, record[25] = between(-12, 3);
+    for (size_t at = 150; at < 200; at += 5) {
+      const float type = std::array<float, 7>{0, 1, 2, 3, 4, 6, 7}[random() % 7];
+      support::put(
+          record, int(at),
+          {float(random() % 2), type, between(30, 15000), between(0.3f, 1), type < 5 ? between(-20, 20) : 0});
     }
     std::vector<std::string> left_out;
     Record back = support::plain_record();
@@ -127,8 +120,8 @@ TEST_CASE("what EQ10 has no place for is told, line by line") {
       "Room EQ\nNotes: none\nPreamp: -1 dB\nPreamp: -2 dB\nGraphicEQ: 20 0\n"
       "Filter 1: OFF PK Fc 100 Hz Gain 1 dB Q 1\nFilter 2: ON Notch Fc 50 Hz\n"
       "Filter 3: ON PK Fc 100 Hz Gain 25 dB Q 99\n"
-      "Filter 4: ON HSC Fc 30000 Hz Gain 2 dB Q 0.7\nFilter 5: ON None\nChannel: C all\n"
-      "Filter: ON PK Fc 1.250 Hz Gain 1 dB Q 1\n";
+      "Filter 4: ON LP Fc 24000 Hz\nFilter 5: ON None\nChannel: C all\n"
+      "Filter: ON PK Fc 0,125 Hz Gain 1 dB Q 1\nFilter: ON LS 3 dB Fc 20000 Hz Gain 20 dB\n";
   for (int i = 0; i < 10; ++i) text += "Filter: ON PK Fc 1000 Hz Gain 1 dB Q 1\n";
   const Record record = imported(text, &notes);
   CHECK(notes == std::vector<std::string>{
@@ -136,28 +129,11 @@ TEST_CASE("what EQ10 has no place for is told, line by line") {
                      "eq.txt:6: left out: is off", "eq.txt:7: left out: EQ10 has no filter of type Notch",
                      "eq.txt:8: Q 99 is clamped to 16", "eq.txt:8: Gain 25 is clamped to 20",
                      "eq.txt:9: left out: Fc is not below half the sample rate, 24000 Hz",
-                     "eq.txt:12: Fc 1.25 Hz is below 10 Hz", "eq.txt:21: left out: EQ10 has ten bands",
-                     "eq.txt:22: left out: EQ10 has ten bands"});
+                     "eq.txt:12: Fc 0.125 Hz is below 10 Hz",
+                     "eq.txt:13: left out: the middle of its slope is not below half the sample rate",
+                     "eq.txt:22: left out: EQ10 has ten bands", "eq.txt:23: left out: EQ10 has ten bands"});
   CHECK(record[20] == -3.0f);
   CHECK(record[104] == 20.0f);
-  imported(
-      "Filter: ON LP Fc 24000 Hz\nFilter: ON LS 3 dB Fc 20000 Hz Gain 20 dB\nFilter: ON LP Fc 0,125 Hz\n",
-      &notes);
-  CHECK(notes == std::vector<std::string>{
-                     "eq.txt:1: left out: Fc is not below half the sample rate, 24000 Hz",
-                     "eq.txt:2: left out: the middle of its slope is not below half the sample rate",
-                     "eq.txt:3: Fc 0.125 Hz is below 10 Hz"});
-
-  // One channel of a linked record: the other keeps what it had.
-  Record linked = host::preset("music");
-  host::import_eq(linked, "Preamp: -4 dB\nFilter: ON PK Fc 100 Hz Gain 1 dB Q 1\n", "eq", 1);
-  CHECK(linked[AUDIOPOST_CHANNEL_LINK] == 0.0f);
-  CHECK(linked[20] == 0.0f);
-  CHECK(linked[25] == -4.0f);
-  CHECK(linked[102] == host::preset("music")[102]);
-  CHECK(linked[152] == 100.0f);
-  CHECK(linked[370] == linked[270]);  // the compressor's high band
-
   Record strange = support::plain_record();
   strange[14] = 1.0f;
   const float bands[][5] = {
@@ -184,13 +160,7 @@ TEST_CASE("a channel gets the lines that are for it") {
       {"Channel: L\n" + band + "50 Hz\nChannel: R\n" + band + "50 Hz\n", -1, 1, 0, 0, {50}, {}},
       {"Preamp: -4 dB\n", -1, 1, -4, 0, {1000}, {}},  // no filters
       {"Preamp: -4 dB\n", 1, 0, 0, -4, {}, {1000}},
-      {"Channel: L\nPreamp: -1 dB\nChannel: R\nPreamp: -2 dB\nChannel: all\n" + band + "50 Hz\n",
-       -1,
-       0,
-       -1,
-       -2,
-       {50},
-       {50}},
+      {"Channel: L\nPreamp: -1 dB\nChannel: all\n" + band + "50 Hz\n", -1, 0, -1, 0, {50}, {50}},
   };
   for (const auto& r : rows) {
     CAPTURES(r.text);
@@ -198,6 +168,7 @@ TEST_CASE("a channel gets the lines that are for it") {
     Record record = music;
     host::import_eq(record, r.text, "eq.txt", r.channel);
     CHECK(record[AUDIOPOST_CHANNEL_LINK] == r.link);
+    if (r.link == 0) CHECK(record[370] == record[270]);  // the compressor's high band
     CHECK(record[20] == r.left_dB);
     CHECK(record[25] == r.right_dB);
     for (size_t i = 0; i < 10; ++i) {
@@ -214,7 +185,6 @@ TEST_CASE("a channel gets the lines that are for it") {
   Record flat = host::preset("music");
   CHECK(host::import_eq(flat, "Preamp: 0 dB\n", "eq.txt") ==
         std::vector<std::string>{"eq.txt: holds no filters; all bands are off"});
-  for (size_t band_enable = 100; band_enable < 150; band_enable += 5) CHECK(flat[band_enable] == 0.0f);
 }
 
 TEST_CASE("a filter line that is not understood is an error with its line and field") {
@@ -222,18 +192,14 @@ TEST_CASE("a filter line that is not understood is an error with its line and fi
     const char *line, *error;
   } rows[] = {
       {"Filter 1: PK Fc 100 Hz", "eq.txt:2: 'PK' stands where ON or OFF should"},
-      {"Filter 1: ON", "eq.txt:2: has no filter type"},
       {"Filter 1: ON PK Fc abc Hz", "eq.txt:2: Fc: 'abc' is not a number"},
-      {"Filter 1: ON PK Fc", "eq.txt:2: Fc: has no value"},
       {"Filter 1: ON PK Fc 100 Hz Q 1", "eq.txt:2: Gain: is missing"},
-      {"Filter 1: ON PK Fc 100 Hz Gain 1 dB", "eq.txt:2: Q: is missing"},
       {"Filter 1: ON PK Fc -5 Hz Gain 1 dB Q 1", "eq.txt:2: Fc: is not above 0 Hz"},
       {"Filter 1: ON LSC Fc 50 Hz Gain 1 dB Q 0", "eq.txt:2: Q: is not above 0"},
       {"Filter 1: ON PK Fc 100 Hz Gain 1 dB Q 1 foo", "eq.txt:2: 'foo' is not understood"},
       {"Preamp: loud", "eq.txt:2: Preamp: 'loud' is not a number"},
       {"Channel: C\nFilter: ON PK Fc 9 Hz Gain 1 dB Q 1",
        "eq.txt: holds no line that begins with Filter for the channels to set"},
-      {"nothing", "eq.txt: holds no line that begins with Filter"},
   };
   for (const auto& r : rows)
     CHECK(error_of([&] { imported(std::string("# a comment\n") + r.line + "\n"); }) == r.error);

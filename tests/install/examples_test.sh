@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# examples_test.sh FOLDER: what the hosts in FOLDER, built from examples/, make of the same sound.
+# examples_test.sh FOLDER SOURCE: what the hosts in FOLDER, built from examples/, make of the same sound.
 set -euo pipefail
 
 fail() { echo "$*" >&2; exit 1; }
@@ -12,7 +12,8 @@ for example in host retune block_adapter; do
   "${run[@]}" "$1/example_$example" <in.pcm >"$example.pcm" 2>log.txt || { cat log.txt >&2; fail "$example failed"; }
 done
 
-# Whole blocks only, changed.
+# The host that README.md shows. Whole blocks only, changed.
+cmp <(awk '/^```$/ { on = 0 } on; /^```c$/ { on = 1 }' "$2/README.md") "$2/examples/host.c"
 [[ $(stat -c %s host.pcm) == 768000 ]] || fail "host: $(stat -c %s host.pcm) bytes"
 cmp -s -n 768000 in.pcm host.pcm && fail "host: the chain did nothing"
 

@@ -26,6 +26,16 @@ Mode mode() {
   return m;
 }
 void set_mode(Mode m) { asm volatile("msr fpcr, %0" : : "r"(m) : "memory"); }
+#elif defined(__arm__)
+using Mode = uint32_t;
+Mode mode() {
+  Mode m;
+  asm volatile("vmrs %0, fpscr" : "=r"(m));
+  return m & (7u << 22);  // not the flags of the latest comparison
+}
+void set_mode(Mode m) { asm volatile("vmsr fpscr, %0" : : "r"(m) : "memory"); }
+#endif
+#if !defined(__x86_64__)
 constexpr Mode kFlushing = 1 << 24, kRoundings[] = {0, 1 << 22, 2 << 22, 3 << 22};
 #endif
 

@@ -2,15 +2,12 @@
 #include "lanes/target.h"
 
 #include <algorithm>
-#include <memory>
+#include <bitset>
 
-#include "common/flush_denormals.h"
 #include "filters/biquad.h"
-#include "full_record.h"
+#include "internal/by_hand.h"
 #include "internal/run_job.h"
-#include "modules.h"
 #include "tone/bass_enhancer.kernel.h"
-#include "tone/eq10.kernel.h"
 
 using support::Module;
 using support::noise;
@@ -19,34 +16,8 @@ using support::Samples;
 
 namespace {
 
-// Around the vector widths and the lengths of the waves, real blocks, and one that is cut.
-const int kLengths[] = {1, 2, 3, 7, 11, 13, 63, 64, 480, 1024, 1500};
-
 // As a host's constructors see it that links statically.
 const lanes::Target* const before_main = &lanes::target();
-
-// Calls check(row) for each row but the scalar one that this machine runs.
-template <class Check>
-void for_each_row(Check check) {
-  for (int row = 1; row < lanes::kTargetCount; ++row) {
-    const lanes::Target& kernels = *lanes::kTargets[row];
-    if (!kernels.runs_here()) continue;
-    const std::string name = kernels.name;
-    CAPTURE(name);
-    const common::FlushDenormals flush;
-    check(kernels);
-  }
-}
-
-const lanes::Target& scalar() { return *lanes::kTargets[0]; }
-
-std::vector<BiquadCoeffs> sections(int count, float fc) {
-  std::vector<BiquadCoeffs> coeffs(static_cast<size_t>(count));
-  for (int k = 0; k < count; ++k)
-    filter_calculateCoeffs(&coeffs[static_cast<size_t>(k)].b0, k % 6, 48000.0f,
-                           fc * static_cast<float>(1 + k), 1.5f, k % 2 ? 6.0f : -4.5f);
-  return coeffs;
-}
 
 }  // namespace
 
@@ -55,55 +26,6 @@ TEST_CASE("the widest row is chosen before any constructor of the host runs") {
   for (int row = 0; row < lanes::kTargetCount; ++row)
     if (lanes::kTargets[row]->runs_here()) widest = lanes::kTargets[row];
   CHECK(before_main == widest);
-}
-
-TEST_CASE("every kernel row cascades sections to the bits of the scalar row, histories included") {
-  struct {
-    int sections[3];
-  } const rows[] = {{{10, 10, 10}}, {{1, 1, 0}}, {{3, 7, 7}},    {{4, 5, 5}},
-                    {{25, 25, 2}},  {{0, 0, 9}}, {{12, 12, 12}}, {{6, 6, 6}}};
-  for_each_row([&](const lanes::Target& kernels) {
-    for (const auto& r : rows)
-      for (int channels = 1; channels <= 3; ++channels)
-        for (int n : kLengths) {
-          CAPTURE(r.sections[0]);
-          CAPTURE(channels);
-          CAPTURE(n);
-          std::vector<BiquadCoeffs> coeffs[3];
-          std::vector<BiquadHistory> history[2][3];
-          std::vector<Samples> x[2];
-          for (int ch = 0; ch < 3; ++ch) {
-            coeffs[ch] = sections(r.sections[ch], 70.0f + 30.0f * static_cast<float>(ch));
-            for (auto& h : history) h[ch].resize(coeffs[ch].size());
-            // The spare sample shows an overrun. The infinity in the last frame must stay in its channel's histories.
-            Samples s = noise(n + 1, 32767.0f, static_cast<uint32_t>(ch + n));
-            if (n == 63 && ch == 1) s[62] = INFINITY;
-            for (auto& side : x) side.push_back(s);
-          }
-          for (int block = 0; block < 3; ++block)  // histories have to carry over
-            for (int side = 0; side < 2; ++side) {
-              for (int first = 0; first < channels; first += 2) {
-                tone::CascadeJob job{{}, std::min(2, channels - first)};
-                for (int i = 0; i < job.count; ++i) {
-                  const auto ch = static_cast<size_t>(first + i);
-                  float* const samples = x[side][ch].data();
-                  job.channels[i] = {coeffs[ch].data(),
-                                     history[side][ch].data(),
-                                     r.sections[ch],
-                                     samples,
-                                     samples,
-                                     nullptr,
-                                     0};
-                }
-                run_job(side ? kernels : scalar(), tone::kCascadeKind, &job, n);
-              }
-            }
-          for (size_t ch = 0; ch < 3; ++ch) {
-            REQUIRE(same_bits(x[0][ch], x[1][ch]));
-            REQUIRE(same_bits(history[0][ch], history[1][ch]));
-          }
-        }
-  });
 }
 
 namespace {
@@ -130,35 +52,9 @@ const std::vector<support::Record>& records() {
       with({{200, 2}, {300, 2}, {213, 0}, {273, 0}, {105, 0}, {66, 20}, {63, 2000}, {82, 300}, {33, 43}}),
       with({{200, 4}, {300, 2}, {100, 2}, {115, 0}, {64, 1}, {74, 0}, {91, -80}, {96, 0}, {33, 20}}),
       with({{216, -1}, {236, -3.9f}, {256, 4}, {276, 5}, {300, 7}, {400, -20}, {401, 5}, {420, 0}}),
-      with({{219, 0},
-            {220, 0},
-            {239, 0},
-            {240, 0},
-            {259, 1},
-            {279, 0},
-            {319, -5},
-            {320, -1},
-            {402, 0},
-            {408, 0}}),
-      with({{61, 0},
-            {62, 10.5f},
-            {71, 12},
-            {212, -200},
-            {232, 60},
-            {83, 2},
-            {88, -1},
-            {92, 0},
-            {30, 60},
-            {403, -90}}),
-      with({{200, 1},
-            {300, 0},
-            {100, -3},
-            {150, 40},
-            {90, 0},
-            {95, 24000},
-            {82, 0},
-            {63, 30000},
-            {410, 1e9f}}),
+      with({{219, 0}, {220, 0}, {239, 0}, {240, 0}, {259, 1}, {319, -5}, {320, -1}, {402, 0}, {408, 0}}),
+      with({{61, 0}, {62, 10.5f}, {71, 12}, {212, -200}, {232, 60}, {83, 2}, {88, -1}, {92, 0}, {403, -90}}),
+      with({{200, 1}, {300, 0}, {100, -3}, {150, 40}, {90, 0}, {95, 24000}, {63, 30000}, {410, 1e9f}}),
       with(
           {{25, NAN}, {216, -200}, {220, -1}}),  // a whole channel; a follower that its release takes below 0
   };
@@ -189,118 +85,43 @@ bool same_numbers(const Samples& a, const Samples& b) {
 // One handle is processed by the scalar row alone, the other by two rows in turn: what a kernel leaves behind is what
 // the other goes on from, so the outputs are equal only if the histories are.
 TEST_CASE("every effect gives the scalar row's bits in every kernel row, block after block") {
-  const lanes::Target& widest = lanes::target();
   const int blocks[][6] = {{1024, 1024, 1024, 1024, 1024, 1024},
                            {480, 480, 480, 480, 480, 480},
                            {64, 64, 64, 64, 64, 64},
                            {1, 3, 63, 2, 5, 1},
                            {1500, 17, 1, 700, 64, 4}};
-  for_each_row([&](const lanes::Target& kernels) {
-    for (const Module& m : support::kModule)
-      for (size_t record = 0; record < records().size(); ++record)
-        for (int channels = 1; channels <= 2; ++channels)
-          for (const auto& lengths : blocks) {
-            CAPTURE(m.name);
-            CAPTURE(record);
-            CAPTURE(channels);
-            CAPTURE(lengths[0]);
-            const float* const section = &records()[record][size_t(m.section)];
-            const support::Setting setting{16, 48000, channels, lengths[0], 0};
-            void* const handles[2] = {m.init(section, setting), m.init(section, setting)};
-            uint32_t seed = 1;
-            for (int round = 0; round < 3; ++round)
-              for (int n : lengths) {
-                support::Planar x({passage(n, seed), passage(n, seed + 7)}), y({x.data[0], x.data[1]});
-                const size_t at = static_cast<size_t>(n / 2);
-                if (seed == 16)  // late, for it stays in the histories
-                  x.data[1][at] = y.data[1][at] = record % 2 ? NAN : INFINITY;
-                lanes::use_target(scalar());
-                process(m, handles[0], x(), n);
-                lanes::use_target(seed % 2 ? kernels : scalar());
-                process(m, handles[1], y(), n);
-                ++seed;
-                REQUIRE(same_numbers(x.data[0], y.data[0]));
-                REQUIRE(same_numbers(x.data[1], y.data[1]));
+  for_each_row(
+      [&](const lanes::Target& kernels) {
+        for (const Module& m : support::kModule)
+          for (size_t record = 0; record < records().size(); ++record)
+            for (int channels = 1; channels <= 2; ++channels)
+              for (const auto& lengths : blocks) {
+                CAPTURES(m.name, record, channels, lengths[0]);
+                const float* const section = &records()[record][size_t(m.section)];
+                const support::Setting setting{16, 48000, channels, lengths[0], 0};
+                void* const handles[2] = {m.init(section, setting), m.init(section, setting)};
+                uint32_t seed = 1;
+                for (int round = 0; round < 3; ++round)
+                  for (int n : lengths) {
+                    support::Planar x({passage(n, seed), passage(n, seed + 7)}), y({x.data[0], x.data[1]});
+                    const size_t at = static_cast<size_t>(record % 4 < 2 ? n / 2 : n - 1);
+                    if (seed == 16)  // late, for it stays in the histories
+                      x.data[1][at] = y.data[1][at] = record % 2 ? NAN : INFINITY;
+                    lanes::use_target(scalar());
+                    process(m, handles[0], x(), n);
+                    lanes::use_target(seed % 2 ? kernels : scalar());
+                    process(m, handles[1], y(), n);
+                    ++seed;
+                    REQUIRE(same_numbers(x.data[0], y.data[0]));
+                    REQUIRE(same_numbers(x.data[1], y.data[1]));
+                  }
+                for (void* handle : handles) m.destroy(handle);
               }
-            for (void* handle : handles) m.destroy(handle);
-          }
-  });
-  lanes::use_target(widest);
-}
-
-// Neighbours share a loop in the chain: with all effects on, and with each one off, so that every grouping occurs.
-TEST_CASE("the chain gives the scalar row's bits in every kernel row, whichever effects are on") {
-  const lanes::Target& widest = lanes::target();
-  for_each_row([&](const lanes::Target& kernels) {
-    for (size_t record = 0; record < records().size(); ++record)
-      for (int off = -1; off < 8; ++off)
-        for (int channels = 1; channels <= 2; ++channels)
-          for (int block : {1024, 480, 64, 5, 1500}) {
-            if (off >= 0 && (block == 480 || block == 1500)) continue;  // one grouping is enough for these
-            CAPTURE(record);
-            CAPTURE(off);
-            CAPTURE(channels);
-            CAPTURE(block);
-            support::Record r = records()[record];
-            r[3] = static_cast<float>(channels);
-            if (off >= 0) r[static_cast<size_t>(10 + off)] = 0;
-            AudioPostState* const chains[2] = {AudioPost_Init(r.data(), block),
-                                               AudioPost_Init(r.data(), block)};
-            REQUIRE(chains[0]);
-            std::vector<int16_t> out[2];
-            for (uint32_t seed = 1; seed <= 6; ++seed) {
-              auto pcm = support::noise_pcm(block * channels, seed);
-              if (seed == 3) std::fill(pcm.begin(), pcm.end(), int16_t{0});
-              for (int16_t& x : pcm) x = static_cast<int16_t>(x / (seed % 2 ? 3 : 1));
-              for (size_t side = 0; side < 2; ++side) {
-                lanes::use_target(side && seed % 3 ? kernels : scalar());
-                out[side].resize(pcm.size());
-                AudioPost_Process(chains[side], pcm.data(), out[side].data(), channels, block);
-              }
-              REQUIRE(same_bits(out[0], out[1]));
-            }
-            for (AudioPostState* chain : chains) AudioPost_Destroy(chain);
-          }
-  });
-  lanes::use_target(widest);
+      },
+      1);
 }
 
 namespace {
-
-// The chain by hand: the exported functions one after another, on float buffers. The effects in `mono`, a bit each, see
-// one channel only.
-struct ByHand {
-  ByHand(const support::Record& r, int channels, int block, int mono)
-      : record(r), n(block), x(std::vector<Samples>(size_t(channels), Samples(size_t(block)))) {
-    for (int m = 0; m < support::kModules; ++m) {
-      const Module& module = support::kModule[m];
-      const support::Setting setting{16, 48000, mono >> m & 1 ? 1 : channels, n, 0};
-      handles.emplace_back(module.init(&record[size_t(module.section)], setting), module.destroy);
-    }
-  }
-  bool on(size_t flag) const { return record[10 + flag] == 1.0f; }
-  std::vector<int16_t> process(const std::vector<int16_t>& pcm) {
-    const size_t channels = x.data.size();
-    for (size_t i = 0; i < pcm.size(); ++i) x.data[i % channels][i / channels] = pcm[i];
-    for (size_t m = 0; m < support::kModules; ++m) {
-      const Module& module = support::kModule[m];
-      if (m == support::kEq10) eq_in = x.data;
-      if (m == support::kMaximizer && on(6)) module.second_process(handles[m].get(), x(), x(), n);
-      if (on(m == support::kMaximizer ? 7 : m)) module.process(handles[m].get(), x(), x(), n);
-      if (m == support::kEq10) eq_out = x.data;
-    }
-    std::vector<int16_t> out;
-    for (size_t i = 0; i < pcm.size(); ++i)
-      out.push_back(
-          static_cast<int16_t>(std::clamp(x.data[i % channels][i / channels], -32768.0f, 32767.0f)));
-    return out;
-  }
-  support::Record record;
-  int n;
-  support::Planar x;
-  std::vector<Samples> eq_in, eq_out;
-  std::vector<std::shared_ptr<void>> handles;
-};
 
 // The same in the library: a retune to mono creates what is to see one channel.
 support::Chain chain_with_mono(support::Record record, int block, int mono) {
@@ -318,48 +139,50 @@ support::Chain chain_with_mono(support::Record record, int block, int mono) {
 }  // namespace
 
 // Which effects share a loop depends on which are on, and on what fits: ten sections before four bands do, equal counts
-// of sections and of channels.
+// of sections and of channels. Every third block goes through the scalar row, which goes on from what the others left.
 TEST_CASE(
     "the chain is its effects in their order and EQ10's data what entered and left it, whichever are on") {
-  const lanes::Target& widest = lanes::target();
   constexpr int kMono = 1 << support::kExciter | 1 << support::kDrc;
   const struct {
     size_t record;
     int channels, block, mono;
-  } rows[] = {{0, 2, 480, 0}, {0, 1, 64, 0},     {1, 2, 64, 0},
-              {2, 2, 64, 0},  {0, 2, 64, kMono}, {0, 2, 1025, 0}};
+  } rows[] = {{0, 2, 480, 0},    {0, 1, 64, 0},   {1, 2, 64, 0}, {2, 2, 64, 0},
+              {0, 2, 64, kMono}, {0, 2, 1025, 0}, {3, 2, 5, 0},  {4, 2, 480, 0},
+              {5, 2, 1500, 0},   {6, 1, 64, 0},   {7, 2, 64, 0}};
   for (const auto& r : rows)
     for (int on = 0; on < 256; ++on) {
       // Both modes of the last effect matter after all the others, and after the compressor alone.
-      if (on > 63 && on != 255 && on != 0xe0) continue;
+      const bool told =
+          r.record < 3 ? on < 64 || on == 255 || on == 0xe0 : std::bitset<8>(size_t(on)).count() > 6;
+      if (!told) continue;
       support::Record record = records()[r.record];
       record[3] = static_cast<float>(r.channels), record[20] = record[25] = 0;
       // A gain that moves from the third block of 10 ms on, or of a block that is longer than what shares a loop.
-      support::put(record, 30, {-10, 20, 20, 20, r.block > 480 ? 22.0f : 10.0f});
+      if (r.record < 3) support::put(record, 30, {-10, 20, 20, 20, r.block > 480 ? 22.0f : 10.0f});
       for (size_t flag = 0; flag < 8; ++flag) record[10 + flag] = static_cast<float>(on >> flag & 1);
-      ByHand by_hand(record, r.channels, r.block, r.mono);
-      std::vector<support::Chain> chains;
-      for (int row = 0; row < lanes::kTargetCount; ++row)
-        chains.push_back(chain_with_mono(record, r.block, r.mono));
+      support::ByHand by_hand(record, r.channels, r.block, r.mono);
+      std::vector<support::Chain> chains(lanes::kTargetCount);
+      for (support::Chain& chain : chains) chain = chain_with_mono(record, r.block, r.mono);
       for (int block = 0; block < std::max(4, 2400 / r.block); ++block) {
-        const auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
-        lanes::use_target(scalar());
-        const auto expected = by_hand.process(pcm);
-        for (int row = 0; row < lanes::kTargetCount; ++row) {
-          const lanes::Target& kernels = *lanes::kTargets[row];
-          if (!kernels.runs_here()) continue;
-          CAPTURES(r.record, r.channels, r.block, r.mono, on, block, std::string(kernels.name));
-          AudioPostState* const chain = chains[size_t(row)].get();
-          lanes::use_target(kernels);
+        auto pcm = support::noise_pcm(r.block * r.channels, static_cast<uint32_t>(block));
+        if (r.record > 2 && block % 4 == 2) std::fill(pcm.begin(), pcm.end(), int16_t{0});
+        std::vector<int16_t> expected;
+        size_t row = 0;
+        for_each_row([&](const lanes::Target&) {
+          CAPTURES(r.record, r.channels, r.block, r.mono, on, block);
+          AudioPostState* const chain = chains[row].get();
+          if (row == 0 || block % 3 == 2) lanes::use_target(scalar());
+          if (row++ == 0) expected = by_hand.process(pcm);
           REQUIRE(support::through_chain(chain, pcm, r.channels, r.block) == expected);
-          if (!by_hand.on(4)) continue;
+          if (!by_hand.on(4)) return;
           support::Planar in(std::vector<Samples>(size_t(r.channels), Samples(size_t(r.block)))),
               out(in.data);
           REQUIRE(AudioPost_EQ10_GetData(chain, in(), out()) == r.channels);
-          REQUIRE(in.data == by_hand.eq_in);
-          REQUIRE(out.data == by_hand.eq_out);
-        }
-        lanes::use_target(widest);
+          for (size_t ch = 0; ch < in.data.size(); ++ch) {
+            REQUIRE(same_numbers(in.data[ch], by_hand.eq_in[ch]));
+            REQUIRE(same_numbers(out.data[ch], by_hand.eq_out[ch]));
+          }
+        });
       }
     }
 }
@@ -367,19 +190,6 @@ TEST_CASE(
 // ---- What is not a number --------------------------------------------------------------------------
 // The answers that are documented: the other rows could differ from the first here, and the first from them.
 namespace {
-
-template <class Check>
-void with_each_row_in_use(Check check) {
-  const lanes::Target& widest = lanes::target();
-  for (int row = 0; row < lanes::kTargetCount; ++row) {
-    const lanes::Target& kernels = *lanes::kTargets[row];
-    if (!kernels.runs_here()) continue;
-    CAPTURE(std::string(kernels.name));
-    lanes::use_target(kernels);
-    check(kernels);
-  }
-  lanes::use_target(widest);
-}
 
 template <class State, auto Process, auto Destroy>
 using Effect = support::Effect<State, Process, Destroy>;
@@ -389,24 +199,22 @@ using Effect = support::Effect<State, Process, Destroy>;
 TEST_CASE("samples that are not numbers come out as full scale, wherever in a block") {
   const struct {
     float bottom, top;
-    int16_t lowest, highest, not_a_number;
-  } rows[] = {{-32768.0f, 32767.0f, -32768, 32767, 32767},
-              {-8388608.0f, 8388607.0f, 0, -1, -1},  // the low 16 bits
-              {-2147483648.0f, 2147483648.0f, 0, -1, -1}};
-  with_each_row_in_use([&](const lanes::Target& kernels) {
+    int16_t lowest, highest;  // not a number is highest, too
+  } rows[] = {{-32768.0f, 32767.0f, -32768, 32767},
+              {-8388608.0f, 8388607.0f, 0, -1},  // the low 16 bits
+              {-2147483648.0f, 2147483648.0f, 0, -1}};
+  for_each_row([&](const lanes::Target& kernels) {
     for (const auto& r : rows)
       for (int channels = 1; channels <= 3; ++channels) {
         const float values[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 100.9f, -100.9f, -NAN};
-        const int16_t answers[] = {r.not_a_number, r.highest, r.lowest, r.highest,
-                                   r.lowest,       100,       -100,     r.not_a_number};
+        const int16_t answers[] = {r.highest, r.highest, r.lowest, r.highest, r.lowest, 100, -100, r.highest};
         constexpr int kFrames = 45;
         support::Planar x(std::vector<Samples>(3, Samples(kFrames)));
         std::vector<int16_t> expected, got(size_t(kFrames * channels));
-        for (int i = 0; i < kFrames; ++i)
-          for (int ch = 0; ch < channels; ++ch) {
-            x.data[size_t(ch)][size_t(i)] = values[(i + 3 * ch) % 8];
-            expected.push_back(answers[(i + 3 * ch) % 8]);
-          }
+        for (int i = 0; i < kFrames * channels; ++i) {
+          x.data[size_t(i % channels)][size_t(i / channels)] = values[i * 3 % 8];
+          expected.push_back(answers[i * 3 % 8]);
+        }
         kernels.to_pcm(x(), r.bottom, r.top, got.data(), channels, kFrames);
         CHECK(got == expected);
       }
@@ -414,7 +222,7 @@ TEST_CASE("samples that are not numbers come out as full scale, wherever in a bl
 }
 
 TEST_CASE("what is not a number is no peak, and makes a mean square that is none") {
-  with_each_row_in_use([&](const lanes::Target& kernels) {
+  for_each_row([&](const lanes::Target& kernels) {
     for (int n : {1, 7, 32, 45})
       for (size_t at = 0; at < size_t(n); ++at) {
         Samples x = noise(n, 1000), without = x;
@@ -435,56 +243,40 @@ TEST_CASE("an exciter's clipper answers 1 to what is not a number, and the dry s
   const float section[] = {0, 0.5f, 2000, 0.25f, 0, 0, 0.5f, 2000, 0.25f, 0};  // drive 10
   BiquadCoeffs c;
   filter_calculateCoeffs(&c.b0, ButterworthHP, 48000, 2000, 0, 0);
-  with_each_row_in_use([&](const lanes::Target&) {
+  for_each_row([&](const lanes::Target&) {
     for (size_t bad : {0u, 1u})
       for (size_t at : {0u, 3u, 12u, 40u}) {
         const Exciter exciter(Exciter_Init(section, 16, 48000, 2, 0));
         std::vector<Samples> x(2, Samples(64));
-        x[bad] = noise(64, 1000), x[bad][at] = NAN;
-        std::fill_n(x[bad].begin(), at, 0.0f);
+        x[bad][at] = NAN;
         const auto y = exciter.run(x);
         CHECK(support::peak(y[1 - bad]) == 0);
-        CHECK(std::isnan(y[bad][at]));
         BiquadHistory h{};  // the second high-pass hears a step
         update_biquad_filter(&c.b0, &h.s1, 1);
-        for (size_t i = at + 1; i < 64; ++i) {
-          const double step = update_biquad_filter(&c.b0, &h.s1, 1), dry = x[bad][i];
-          CHECK(y[bad][i] == doctest::Approx(0.25 * 32768 / 10 * step + 0.75 * dry).epsilon(1e-5));
-        }
+        for (size_t i = at + 1; i < 64; ++i)
+          CHECK(y[bad][i] ==
+                doctest::Approx(819.2 * double(update_biquad_filter(&c.b0, &h.s1, 1))).epsilon(1e-5));
       }
   });
 }
 
 TEST_CASE("a bass shaper takes the root of what is not a number as 0, which its DC blocker survives") {
-  with_each_row_in_use([&](const lanes::Target& kernels) {
+  for_each_row([&](const lanes::Target& kernels) {
     for (bool floor : {false, true})
       for (size_t at : {0u, 5u, 30u}) {
-        filters::BiquadPair pair[2][5];
+        const filters::BiquadPair pass = {{{1, 0, 0, 0, 0}, {1, 0, 0, 0, 0}}, {}};
+        std::vector<filters::BiquadPair> pairs(10, pass);
         float dc[2][2] = {};  // of each channel, what goes into its blocker and what comes out
         Samples x[2] = {Samples(32, 0.5f), Samples(32, 0.5f)};
         x[1][at] = NAN;
         tone::BassJob job{{}, 2};
         for (size_t ch = 0; ch < 2; ++ch) {
-          for (auto& p : pair[ch]) p = {{{1, 0, 0, 0, 0}, {1, 0, 0, 0, 0}}, {}};
-          job.channels[ch] = {&pair[ch][0],
-                              &pair[ch][1],
-                              &pair[ch][2],
-                              &pair[ch][3],
-                              floor ? &pair[ch][4] : nullptr,
-                              1.5f,
-                              0.25f,
-                              0.5f,
-                              -0.5f,
-                              0.5f,
-                              0.25f,
-                              2,
-                              0.5f,
-                              &dc[ch][0],
-                              &dc[ch][1],
-                              1,
-                              1,
-                              x[ch].data(),
-                              x[ch].data()};
+          auto* const p = &pairs[5 * ch];
+          float* const y = x[ch].data();
+          job.channels[ch] = {p,     p + 1, p + 2, p + 3,      floor ? p + 4 : nullptr,
+                              1.5f,  0.25f, 0.5f,  -0.5f,      0.5f,
+                              0.25f, 2,     0.5f,  &dc[ch][0], &dc[ch][1],
+                              1,     1,     y,     y};
         }
         run_job(kernels, tone::kBassKind, &job, 32);
         CHECK(dc[0][0] == 2 * (1 + 0.25f));  // gain (root((P - l) l + T) + Q)
@@ -498,7 +290,7 @@ TEST_CASE("a de-esser that hears no number lets go, in the second channel too") 
   using DeEsser = Effect<DeEsserState, DeEsser_Process, DeEsser_Destroy>;
   const float section[] = {6000, -40, 0, 0, 0, 6000, -40, 0, 0, 0};
   const Samples tone = support::sine(480, 6000, 48000, 8000);
-  with_each_row_in_use([&](const lanes::Target&) {
+  for_each_row([&](const lanes::Target&) {
     const DeEsser de_esser(DeEsser_Init(section, 16, 48000, 2, 480, 0));
     std::vector<Samples> x(2, tone);
     x[0][100] = NAN;
@@ -513,7 +305,7 @@ TEST_CASE("a level that is not a number reads the first entry of its table") {
   using Drc = Effect<MultiBandDRCState, MultiBandDRC_Process, MultiBandDRC_Destroy>;
   const support::Record compressed = support::full_record(),
                         idle = with({{213, 0}, {233, 0}, {253, 0}, {273, 0}});
-  with_each_row_in_use([&](const lanes::Target&) {
+  for_each_row([&](const lanes::Target&) {
     const Agc agc(Maximizer_Init(nullptr, 16, 48000, 1, 480, 0));
     Samples x(480, 1000.0f);
     x[100] = NAN;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <numeric>
 #include <random>
 
 #include "common/flush_denormals.h"
@@ -91,9 +92,7 @@ TEST_CASE("sections that blow up or never come to rest are told from those that 
     Fate fate;
   } rows[] = {
       {BandPass, 48000, 23545, 5.2f, 0, Fate::not_finite},
-      {BandPass, 48000, 23200, 11, 0, Fate::not_finite},
       {BandPass, 44100, 21200, 11, 0, Fate::not_finite},
-      {BandPass, 16000, 7700, 11, 0, Fate::not_finite},
       {BandPass, 8000, 3900, 8, 0, Fate::not_finite},
       {BandPass, 48000, 22500, 5.2f, 0, Fate::unstable},
       {Parametric, 48000, 30000, 1, 3, Fate::unstable},
@@ -108,10 +107,8 @@ TEST_CASE("sections that blow up or never come to rest are told from those that 
       {ButterworthHP, 192000, 5, 1, 0, Fate::lingers},
       // What people use, and the corners of the equalizer's range.
       {ButterworthHP, 48000, 20, 1, 0, Fate::rests},
-      {ButterworthHP, 192000, 20, 1, 0, Fate::rests},
       {ButterworthLP, 192000, 20, 1, 0, Fate::rests},
       {ButterworthHP, 48000, 23990, 1, 0, Fate::rests},
-      {Parametric, 48000, 30, 16, 20, Fate::rests},
       {Parametric, 192000, 30, 16, 20, Fate::rests},
       {Parametric, 48000, 23900, 16, 20, Fate::rests},
       {LowShelf, 48000, 20, 2, 20, Fate::rests},
@@ -171,9 +168,7 @@ TEST_CASE("the rounding noise of a section is what is predicted from its coeffic
     }
   }
   CHECK(off.size() > 120);
-  double sum = 0;
-  for (const double dB : off) sum += dB;
-  CHECK(std::fabs(sum / double(off.size())) < 0.3);
+  CHECK(std::fabs(std::accumulate(off.begin(), off.end(), 0.0) / double(off.size())) < 0.3);
 }
 
 TEST_CASE("the peak gain of sections in series is the largest value of their response, or a little more") {

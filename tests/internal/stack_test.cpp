@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "full_record.h"
-#include "lanes/target.h"
+#include "internal/run_job.h"
 #include "modules.h"
 
 using namespace support;
@@ -91,13 +91,9 @@ void use_parts() {
 }  // namespace
 
 TEST_CASE("every exported function but main runs on a stack of 16 KiB, in every kernel row") {
-  const lanes::Target& widest = lanes::target();
-  for (int row = 0; row < lanes::kTargetCount; ++row) {
-    if (!lanes::kTargets[row]->runs_here()) continue;
-    lanes::use_target(*lanes::kTargets[row]);
-    void (*const uses[])() = {use_chain, use_effects, use_parts};
-    for (auto* use : uses) {
-      CAPTURES(std::string(lanes::kTargets[row]->name), use == use_chain, use == use_effects);
+  for_each_row([](const lanes::Target&) {
+    for (auto* use : {use_chain, use_effects, use_parts}) {
+      CAPTURES(use == use_chain, use == use_effects);
       Buffers buffers;
       b = &buffers;
       const Outcome outcome = in_child([&] { std::printf("%zu\n", on_small_stack(use)); });
@@ -106,6 +102,5 @@ TEST_CASE("every exported function but main runs on a stack of 16 KiB, in every 
       CHECK(outcome.status == 0);
       if (std::getenv("STACK_USED")) std::printf("%s", outcome.out.c_str());
     }
-  }
-  lanes::use_target(widest);
+  });
 }

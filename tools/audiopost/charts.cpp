@@ -4,13 +4,15 @@
 #include <cmath>
 #include <cstdio>
 
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 #include "format.h"
+#include "host/fields.h"
 
 namespace audiopost {
 namespace {
 
 using namespace analysis;
+using namespace host;
 
 constexpr double kLowest_hz = 20, kHighest_hz = 20000;
 const std::vector<double> kDecades = {20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 20000};
@@ -253,18 +255,18 @@ std::vector<Chart> tuning_charts(const host::Record& record) {
   const auto for_each_channel = [&](const auto& chart) {
     for (int ch = 0; ch < channels; ++ch) charts.push_back(chart(record, ch));
   };
-  if (runs(record, kEq10)) {
+  if (runs(record, AUDIOPOST_EFFECT_EQ10)) {
     const std::vector<Response> measured = eq_response(record);
     for (int ch = 0; ch < channels; ++ch)
       charts.push_back(eq_chart(record, ch, measured[static_cast<size_t>(ch)]));
   }
-  if (runs(record, kMultiBandDrc)) {
+  if (runs(record, AUDIOPOST_EFFECT_MULTIBAND_DRC)) {
     for_each_channel(crossover_chart);
     for_each_channel(compressor_chart);
   }
-  if (runs(record, kAgc)) for_each_channel(agc_chart);
-  if (runs(record, kMaximizer)) for_each_channel(limiter_chart);
-  if (runs(record, kBassEnhancer)) {
+  if (runs(record, AUDIOPOST_EFFECT_AGC)) for_each_channel(agc_chart);
+  if (runs(record, AUDIOPOST_EFFECT_MAXIMIZER)) for_each_channel(limiter_chart);
+  if (runs(record, AUDIOPOST_EFFECT_BASS_ENHANCER)) {
     for_each_channel(shaper_chart);
     for_each_channel(harmonics_chart);
   }
@@ -274,9 +276,12 @@ std::vector<Chart> tuning_charts(const host::Record& record) {
 std::string effects_off(const host::Record& record) {
   std::string text;
   for (const auto& [flag, name] :
-       {std::pair(kAutoGain, "auto gain"), std::pair(kBassEnhancer, "bass enhancer"),
-        std::pair(kExciter, "exciter"), std::pair(kDeEsser, "de-esser"), std::pair(kEq10, "equalizer"),
-        std::pair(kMultiBandDrc, "compressor"), std::pair(kAgc, "AGC"), std::pair(kMaximizer, "limiter")})
+       {std::pair(AUDIOPOST_EFFECT_AUTO_GAIN, "auto gain"),
+        std::pair(AUDIOPOST_EFFECT_BASS_ENHANCER, "bass enhancer"),
+        std::pair(AUDIOPOST_EFFECT_EXCITER, "exciter"), std::pair(AUDIOPOST_EFFECT_DE_ESSER, "de-esser"),
+        std::pair(AUDIOPOST_EFFECT_EQ10, "equalizer"),
+        std::pair(AUDIOPOST_EFFECT_MULTIBAND_DRC, "compressor"), std::pair(AUDIOPOST_EFFECT_AGC, "AGC"),
+        std::pair(AUDIOPOST_EFFECT_MAXIMIZER, "limiter")})
     if (!runs(record, flag)) text += (text.empty() ? "" : ", ") + std::string(name);
   return text;
 }

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "analysis/design.h"
+#include "host/tuning.h"
 #include "svg.h"
 
 namespace audiopost {

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "analysis/measure.h"
+#include "analysis/measurements.h"
 #include "format.h"
 #include "json.h"
 #include "programme.h"
@@ -12,6 +12,7 @@ namespace audiopost {
 namespace {
 
 using namespace analysis;
+using namespace host;
 
 struct MeasureOptions : StreamOptions {
   double sweep_dB = -20;
@@ -56,13 +57,14 @@ Measurements measure(const host::Record& record, const MeasureOptions& options) 
     for (const double level : options.levels_dB)
       if (hz < rate / 2) m.distortion.push_back(distortion(record, hz, level));
   for (int ch = 0; ch < distinct_channels(record); ++ch) {
-    if (runs(record, kMultiBandDrc)) {
+    if (runs(record, AUDIOPOST_EFFECT_MULTIBAND_DRC)) {
       const std::vector<CompressorBand> bands = compressor_bands(record, ch);
       for (size_t b = 0; b < bands.size(); ++b)
         m.curves.push_back({bands[b].name, ch, compressor_curve(record, ch, b)});
     }
-    if (runs(record, kAgc)) m.curves.push_back({"AGC", ch, agc_curve(record, ch)});
-    if (runs(record, kMaximizer)) m.curves.push_back({"limiter", ch, limiter_curve(record, ch)});
+    if (runs(record, AUDIOPOST_EFFECT_AGC)) m.curves.push_back({"AGC", ch, agc_curve(record, ch)});
+    if (runs(record, AUDIOPOST_EFFECT_MAXIMIZER))
+      m.curves.push_back({"limiter", ch, limiter_curve(record, ch)});
   }
   m.latency_frames = latency(record);
   return m;
@@ -135,14 +137,14 @@ std::string measurements_json(const Tuning& tuning, const Measurements& m, const
 
 void run_measure(const MeasureOptions& options, const Context& context) {
   Tuning tuning = load_tuning(options.tuning);
-  Fit fit{0, {}, require_usable(tuning, fitting_block(tuning.record, kMeasureBlock), false)};
+  Suited suited{0, {}, require_usable(tuning, longest_block(tuning.record, kMeasureBlock), false)};
   require_measurable(tuning);
   std::string text, programme;
   if (!options.in.empty()) {  // first, so that a bad input shows before the long work
     AudioInput input(options.in, options.raw_format(tuning.record));
-    fit = fit_to_stream(tuning, input, options.block);
+    suited = suit_to_stream(tuning, input, options.block);
     RunOptions run_options;
-    run_options.block = fit.block;
+    run_options.block = suited.block;
     const Run run = run_programme(input, tuning, nullptr, run_options);
     text = report_text(run, context.color), programme = report_json(run);
   }
@@ -152,7 +154,7 @@ void run_measure(const MeasureOptions& options, const Context& context) {
       throw Failure("--tones: " + format("%g", hz) + " Hz is not below half the sample rate of " +
                     std::to_string(rate) + " Hz");
   const Measurements m = measure(tuning.record, options);
-  fit.print();
+  suited.print();
   if (options.json) {
     std::puts(measurements_json(tuning, m, options, programme).c_str());
     return;

@@ -10,9 +10,9 @@
 #include <optional>
 #include <thread>
 
-#include "analysis/loudness.h"
 #include "analysis/stages.h"
 #include "format.h"
+#include "host/loudness.h"
 #include "interrupt.h"
 #include "json.h"
 #include "programme.h"
@@ -70,11 +70,11 @@ class Meter {
   }
 
   const std::array<int, kBands>& bands_hz() const { return bands_hz_; }
-  const analysis::LoudnessMeter& loudness() const { return loudness_; }
+  const host::LoudnessMeter& loudness() const { return loudness_; }
 
  private:
   int sample_rate_, channels_;
-  analysis::LoudnessMeter loudness_;
+  host::LoudnessMeter loudness_;
   std::vector<std::shared_ptr<LevelDetectorState>> detectors_;
   std::array<int, kBands> bands_hz_{};
 };
@@ -196,7 +196,7 @@ std::string reading_json(const Reading& reading) {
 void print_json(const AudioInput& input, const Meter& meter, const std::vector<std::string>& series) {
   std::vector<std::string> bands;
   for (const int hz : meter.bands_hz()) bands.push_back(std::to_string(hz));
-  const analysis::Programme programme = meter.loudness().programme();
+  const host::Programme programme = meter.loudness().programme();
   std::puts(json::object({{"source", json::string(input.name())},
                           {"sample_rate_hz", std::to_string(input.sample_rate())},
                           {"bands_hz", json::array(bands)},
@@ -255,7 +255,7 @@ void run_meter(const MeterOptions& options, const Context& context) {
   if (options.json) {
     print_json(input, meter, series);
   } else {
-    const analysis::Programme p = meter.loudness().programme();
+    const host::Programme p = meter.loudness().programme();
     std::printf("integrated %s LUFS, range %s LU, true peak %s dBTP\n", lufs(p.integrated_lufs).c_str(),
                 lufs(p.range_lu).c_str(), lufs(p.true_peak_dB).c_str());
   }

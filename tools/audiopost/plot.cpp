@@ -3,7 +3,7 @@
 
 #include "charts.h"
 #include "host/file.h"
-#include "programme.h"
+#include "load.h"
 
 namespace audiopost {
 
@@ -23,7 +23,7 @@ void add_plot(CLI::App& app, Context&) {
     const Tuning tuning = load_tuning(options->tuning);
     require_other_file(options->out, tuning.file, "the tuning");
     const std::vector<std::string> warnings =
-        require_usable(tuning, fitting_block(tuning.record, kBlock), false);
+        require_usable(tuning, longest_block(tuning.record, kBlock), false);
     require_measurable(tuning);
     const std::string off = effects_off(tuning.record);
     const std::vector<Chart> charts = tuning_charts(tuning.record);

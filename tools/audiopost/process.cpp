@@ -33,18 +33,18 @@ void process(const ProcessOptions& options, const Context& context) {
   require_other_file(options.out, tuning.file, "the tuning");
   AudioInput input(options.in, options.raw_format(tuning.record));
   const int block = options.block == 0 && options.driver_compatible ? kBlock : options.block;
-  const Fit fit = fit_to_stream(tuning, input, block, options.driver_compatible);
+  const Suited suited = suit_to_stream(tuning, input, block, options.driver_compatible);
   AudioOutput output(options.out, options.raw, input.sample_rate(), input.channels());
 
   RunOptions run_options;
-  run_options.block = fit.block;
+  run_options.block = suited.block;
   run_options.whole_blocks_only = options.driver_compatible;
   run_options.progress = context.progress && !options.quiet && !options.json;
   run_options.color = context.color;
   const Run run = run_programme(input, tuning, &output, run_options);
   output.commit();
 
-  fit.print(options.quiet);
+  suited.print(options.quiet);
   if (!options.quiet) print_notes(options, input, run);
   if (options.quiet && !options.json) return;
   FILE* const to = options.out == "-" ? stderr : stdout;

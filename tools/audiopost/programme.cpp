@@ -59,7 +59,7 @@ class ProgressBar {
 
 std::string one_decimal(double x) { return std::isfinite(x) ? json::number(x, 1) : "-"; }
 
-std::string programme_json(const analysis::Programme& p) {
+std::string programme_json(const host::Programme& p) {
   return json::object({{"integrated_lufs", json::number(p.integrated_lufs)},
                        {"loudness_range_lu", json::number(p.range_lu)},
                        {"true_peak_dbtp", json::number(p.true_peak_dB)},
@@ -105,7 +105,7 @@ Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, 
   const int channels = input.channels(), block = options.block;
   const analysis::Chain chain = analysis::make_chain(tuning.record, block);
   analysis::GainTrace trace(tuning.record, block);
-  analysis::LoudnessMeter before(input.sample_rate(), channels), after(input.sample_rate(), channels);
+  host::LoudnessMeter before(input.sample_rate(), channels), after(input.sample_rate(), channels);
   Run run;
   run.source = input.name(), run.tuning = tuning.name;
   run.sample_rate = input.sample_rate(), run.channels = channels, run.block = block;

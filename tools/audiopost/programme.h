@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "analysis/loudness.h"
 #include "analysis/stages.h"
-#include "fit.h"
+#include "host/loudness.h"
+#include "suit.h"
 
 namespace audiopost {
 
@@ -15,7 +15,7 @@ struct StreamOptions {
   std::string in, tuning = "music";
   bool raw = false;
   int raw_rate = 0, raw_channels = 0;  // 0: as the record says
-  int block = 0;                       // 0: as fit_to_stream finds it
+  int block = 0;                       // 0: as suit_to_stream finds it
 
   std::optional<RawFormat> raw_format(const host::Record& record) const;
 };
@@ -26,7 +26,7 @@ struct Run {
   std::string source, tuning;
   int sample_rate = 0, channels = 0, block = 0;
   double chain_seconds = 0;  // spent in the chain alone
-  analysis::Programme before{}, after{};
+  host::Programme before{}, after{};
   std::vector<double> before_lufs, after_lufs;  // short-term, every 100 ms
   std::vector<analysis::StageGain> gains;
   int64_t clipped = 0;  // output samples that the chain had to clamp
@@ -44,7 +44,7 @@ struct RunOptions {
   bool color = false;
 };
 
-// Runs `input` through a chain; `output` may be null. The record must fit the stream. Throws Failure when an
+// Runs `input` through a chain; `output` may be null. The record must suit the stream. Throws Failure when an
 // InterruptNoted of the caller's has heard of one.
 Run run_programme(AudioInput& input, const Tuning& tuning, AudioOutput* output, const RunOptions& options);
 

@@ -81,7 +81,7 @@ std::string row(const std::string& name, const std::vector<std::string>& cells) 
 }
 
 std::string programme_table(const Run& run) {
-  const analysis::Programme &a = run.before, &b = run.after;
+  const host::Programme &a = run.before, &b = run.after;
   std::string text = "<table><tr><td></td><th>before</th><th>after</th><th></th></tr>\n";
   text += row("integrated loudness", {number(a.integrated_lufs), number(b.integrated_lufs), "LUFS"});
   text += row("loudness range", {number(a.range_lu), number(b.range_lu), "LU"});
@@ -156,14 +156,14 @@ void add_report(CLI::App& app, Context& context) {
     require_other_file(options->out, options->in, "the input");
     require_other_file(options->out, tuning.file, "the tuning");
     AudioInput input(options->in, options->raw_format(tuning.record));
-    const Fit fit = fit_to_stream(tuning, input, options->block);
+    const Suited suited = suit_to_stream(tuning, input, options->block);
     RunOptions run_options;
-    run_options.block = fit.block;
+    run_options.block = suited.block;
     run_options.progress = context.progress;
     run_options.color = context.color;
     const Run run = run_programme(input, tuning, nullptr, run_options);
     host::write_file(options->out, page(run, tuning.record));
-    fit.print();
+    suited.print();
   });
 }
 

@@ -2,13 +2,13 @@
 #include <cstdio>
 #include <memory>
 
-#include "fit.h"
 #include "host/check.h"
 #include "host/diff.h"
 #include "host/eq_text.h"
 #include "host/file.h"
 #include "host/tuning.h"
 #include "json.h"
+#include "load.h"
 
 namespace audiopost {
 namespace {
@@ -130,7 +130,7 @@ void import_eq(const Options& o) {
   const std::string text = host::read_file(o.file, size_t{1} << 20);
   const std::vector<std::string> notes = host::import_eq(tuning.record, text, name, o.channel);
   if (o.into.empty()) tuning.name = name;
-  const int block = fitting_block(tuning.record, kBlock);  // filters do not care
+  const int block = longest_block(tuning.record, kBlock);  // filters do not care
   write_checked(tuning, block, o.force, [&] {
     write_tuning(o.out, tuning.record);
     for (const std::string& note : notes) std::fprintf(stderr, "audiopost: %s\n", note.c_str());

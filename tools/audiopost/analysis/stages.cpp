@@ -9,6 +9,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "host/design.h"
+
 namespace analysis {
 namespace {
 
@@ -47,62 +49,49 @@ Chain make_chain(const host::Record& record, int block) {
 }
 
 // ---- Stages --------------------------------------------------------------------------------------------------
-template <auto Process, class State>
-void Stages::add(Flag flag, const std::shared_ptr<State>& effect) {
-  stages_.push_back({flag, effect, [](void* state, float** in, float** out, int n) {
-                       return Process(static_cast<State*>(state), in, out, n);
-                     }});
-}
-
 Stages::Stages(const host::Record& record, int block) : block_(block) {
   const QuietLibrary quiet;
-  const int rate = host::field_as_int(record, AUDIOPOST_SAMPLE_RATE),
-            bits = host::field_as_int(record, AUDIOPOST_BIT_RATE);
-  const int link = host::field_as_int(record, AUDIOPOST_CHANNEL_LINK),
-            count = host::field_as_int(record, AUDIOPOST_CHANNELS);
+  const auto header = [&](int index) { return host::field_as_int(record, index); };
+  const int rate = header(AUDIOPOST_SAMPLE_RATE), bits = header(AUDIOPOST_BIT_RATE),
+            link = header(AUDIOPOST_CHANNEL_LINK), count = header(AUDIOPOST_CHANNELS);
   if (count < 1 || count > 2) throw std::runtime_error("mono and stereo only");
-  const auto section = [&](size_t index) { return record.data() + index; };
-  const auto own = [](auto* effect, auto destroy) {
-    if (!effect) throw std::runtime_error("an effect cannot be created from this tuning");
-    return std::shared_ptr<std::remove_pointer_t<decltype(effect)>>(effect, destroy);
-  };
   for (int ch = 0; ch < count; ++ch)
-    gains_.push_back(powf(10.0f, *section(AUDIOPOST_GAIN_SECTION +
-                                          (link ? 0 : AUDIOPOST_GAIN_STRIDE * static_cast<size_t>(ch))) /
-                                     20.0f));
+    gains_.push_back(powf(10.0f, *settings(record, AUDIOPOST_EFFECT_CHAIN, ch) / 20.0f));
   buffers_.assign(static_cast<size_t>(count), std::vector<float>(static_cast<size_t>(block)));
   for (auto& buffer : buffers_) channels_.push_back(buffer.data());
 
-  if (runs(record, kAutoGain))
-    add<AutoGain_Process>(
-        kAutoGain,
-        own(AutoGain_Init(section(AUDIOPOST_AUTOGAIN_SECTION), bits, rate, count, block), AutoGain_Destroy));
-  if (runs(record, kBassEnhancer))
-    add<BassEnhancer_Process>(kBassEnhancer,
-                              own(BassEnhancer_Init(section(AUDIOPOST_BASS_SECTION), bits, rate, count, link),
-                                  BassEnhancer_Destroy));
-  if (runs(record, kExciter))
-    add<Exciter_Process>(
-        kExciter,
-        own(Exciter_Init(section(AUDIOPOST_EXCITER_SECTION), bits, rate, count, link), Exciter_Destroy));
-  if (runs(record, kDeEsser))
-    add<DeEsser_Process>(kDeEsser,
-                         own(DeEsser_Init(section(AUDIOPOST_DEESSER_SECTION), bits, rate, count, block, link),
-                             DeEsser_Destroy));
-  if (runs(record, kEq10))
-    add<EQ10_Process>(
-        kEq10, own(EQ10_Init(section(AUDIOPOST_EQ10_SECTION), bits, rate, count, block, link), EQ10_Destroy));
-  if (runs(record, kMultiBandDrc))
-    add<MultiBandDRC_Process>(kMultiBandDrc,
-                              own(MultiBandDRC_Init(section(AUDIOPOST_DRC_SECTION), bits, rate, count, link),
-                                  MultiBandDRC_Destroy));
-  if (runs(record, kAgc) || runs(record, kMaximizer)) {  // two modes of one effect
-    const auto peak =
-        own(Maximizer_Init(section(AUDIOPOST_MAXIMIZER_SECTION), bits, rate, count, block, link),
-            Maximizer_Destroy);
-    if (runs(record, kAgc)) add<Agc_Process>(kAgc, peak);
-    if (runs(record, kMaximizer)) add<Maximizer_Process>(kMaximizer, peak);
-  }
+  const auto join = [&](audiopost_effect effect, const auto& make) {
+    if (host::runs(record, effect)) stages_.emplace_back(effect, make(settings(record, effect, 0)));
+  };
+  join(AUDIOPOST_EFFECT_AUTO_GAIN, [&](const float* section) {
+    return processor<AutoGain_Process>(AutoGain_Init(section, bits, rate, count, block), AutoGain_Destroy);
+  });
+  join(AUDIOPOST_EFFECT_BASS_ENHANCER, [&](const float* section) {
+    return processor<BassEnhancer_Process>(BassEnhancer_Init(section, bits, rate, count, link),
+                                           BassEnhancer_Destroy);
+  });
+  join(AUDIOPOST_EFFECT_EXCITER, [&](const float* section) {
+    return processor<Exciter_Process>(Exciter_Init(section, bits, rate, count, link), Exciter_Destroy);
+  });
+  join(AUDIOPOST_EFFECT_DE_ESSER, [&](const float* section) {
+    return processor<DeEsser_Process>(DeEsser_Init(section, bits, rate, count, block, link), DeEsser_Destroy);
+  });
+  join(AUDIOPOST_EFFECT_EQ10, [&](const float* section) {
+    return processor<EQ10_Process>(EQ10_Init(section, bits, rate, count, block, link), EQ10_Destroy);
+  });
+  join(AUDIOPOST_EFFECT_MULTIBAND_DRC, [&](const float* section) {
+    return processor<MultiBandDRC_Process>(MultiBandDRC_Init(section, bits, rate, count, link),
+                                           MultiBandDRC_Destroy);
+  });
+  std::shared_ptr<MaximizerState> peak;  // AGC and limiter are two modes of one effect
+  const auto peak_stage = [&](const float* section) {
+    if (!peak) peak = own(Maximizer_Init(section, bits, rate, count, block, link), Maximizer_Destroy);
+    return peak;
+  };
+  join(AUDIOPOST_EFFECT_AGC,
+       [&](const float* section) { return processor<Agc_Process>(peak_stage(section)); });
+  join(AUDIOPOST_EFFECT_MAXIMIZER,
+       [&](const float* section) { return processor<Maximizer_Process>(peak_stage(section)); });
 }
 
 void Stages::process(const int16_t* pcm, const Listener& after) {
@@ -110,10 +99,10 @@ void Stages::process(const int16_t* pcm, const Listener& after) {
   for (size_t ch = 0; ch < count; ++ch)
     for (size_t i = 0; i < static_cast<size_t>(block_); ++i)
       buffers_[ch][i] = static_cast<float>(pcm[i * count + ch]) * gains_[ch];
-  after(kInput, channels_.data());
-  for (const Stage& stage : stages_) {
-    stage.process(stage.effect.get(), channels_.data(), channels_.data(), block_);
-    after(stage.flag, channels_.data());
+  after(AUDIOPOST_EFFECT_CHAIN, channels_.data());
+  for (const auto& [effect, run] : stages_) {
+    run(channels_.data(), block_);
+    after(effect, channels_.data());
   }
 }
 
@@ -140,10 +129,12 @@ double StageGain::mean() const {
 
 GainTrace::GainTrace(const host::Record& record, int block)
     : stages_(record, block), block_(block), opening_dB_(-std::numeric_limits<double>::infinity()) {
-  bound_ = host::field_as_int(record, AUDIOPOST_BIT_RATE) == 16 ? 32767.0 : full_scale(record);
-  for (const auto& [flag, name] : {std::pair(kAutoGain, "auto gain"), std::pair(kMultiBandDrc, "compressor"),
-                                   std::pair(kAgc, "AGC"), std::pair(kMaximizer, "limiter")})
-    if (runs(record, flag)) gains_.push_back({flag, name, {}});
+  bound_ = host::field_as_int(record, AUDIOPOST_BIT_RATE) == 16 ? 32767.0 : host::full_scale(record);
+  for (const auto& [stage, name] :
+       {std::pair(AUDIOPOST_EFFECT_AUTO_GAIN, "auto gain"),
+        std::pair(AUDIOPOST_EFFECT_MULTIBAND_DRC, "compressor"), std::pair(AUDIOPOST_EFFECT_AGC, "AGC"),
+        std::pair(AUDIOPOST_EFFECT_MAXIMIZER, "limiter")})
+    if (host::runs(record, stage)) gains_.push_back({stage, name, {}});
 }
 
 // A new limiter starts from gain 0, which is no limiting. Its gain only rises from block to block, whatever the sound,
@@ -160,12 +151,12 @@ void GainTrace::add(const int16_t* pcm) {
   double before = 0;
   const double quiet =
       std::pow(10.0, kQuiet_dB / 10.0) * 32768.0 * 32768.0 * block_ * static_cast<double>(count);
-  stages_.process(pcm, [&](Flag flag, float* const* channels) {
+  stages_.process(pcm, [&](audiopost_effect stage, float* const* channels) {
     const double now = energy(channels, count, block_);
     for (StageGain& gain : gains_) {
-      if (gain.flag != flag) continue;
+      if (gain.stage != stage) continue;
       const double dB = before > quiet ? 10.0 * std::log10(now / before) : kNone;
-      gain.series.push_back(flag == kMaximizer && opens(dB) ? kNone : dB);
+      gain.series.push_back(stage == AUDIOPOST_EFFECT_MAXIMIZER && opens(dB) ? kNone : dB);
     }
     before = now;
   });

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace analysis {
+namespace host {
 
 // What a meter has measured. Levels of digital silence, and loudness that no block passed the gate for, are -infinity;
 // a range of no block is NaN.
@@ -19,8 +19,8 @@ struct Programme {
   double crest_dB() const { return sample_peak_dB - rms_dB; }
 };
 
-// A second-order section in double, transposed direct form II.
-struct Section {
+// A second-order section of the K-weighting in double, transposed direct form II.
+struct WeightingSection {
   double b0, b1, b2, a1, a2, s1 = 0, s2 = 0;
   double step(double x) {
     const double y = b0 * x + s1;
@@ -50,7 +50,7 @@ class LoudnessMeter {
  private:
   static constexpr int kTaps = 12;
   struct Channel {
-    std::array<Section, 2> weighting;
+    std::array<WeightingSection, 2> weighting;
     std::array<float, 2 * kTaps>
         recent{};  // the last twelve samples, written twice so that they stand in a row
     int loud = 0;  // of them, how many may still make a peak
@@ -70,4 +70,4 @@ class LoudnessMeter {
   float true_peak_ = 0;
 };
 
-}  // namespace analysis
+}  // namespace host

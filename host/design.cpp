@@ -1,18 +1,14 @@
-#include "analysis/design.h"
+#include "host/design.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace analysis {
+#include "host/fields.h"
+
+namespace host {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
-float at(const host::Record& record, int index) { return record[static_cast<size_t>(index)]; }
-// The first index of a channel's settings in a section with so many floats per channel.
-int channel_start(const host::Record& record, int section, int stride, int channel) {
-  return host::field_as_int(record, AUDIOPOST_CHANNEL_LINK) ? section : section + stride * channel;
-}
+float at(const Record& record, int index) { return record[static_cast<size_t>(index)]; }
 
 struct Coefficients {
   double b0, b1, b2, a0, a1, a2;
@@ -68,35 +64,25 @@ Complex edge(bool high, double corner_hz, double sample_rate, double hz) {
 }
 
 // The five corners stand side by side, here and in the AGC's section, from compress_start to max_peak.
-DynamicsCurve curve_at(const host::Record& record, int index) {
+DynamicsCurve curve_at(const Record& record, int index) {
   return {at(record, index), at(record, index + 1), at(record, index + 2), at(record, index + 3),
           at(record, index + 4)};
 }
 
 }  // namespace
 
-bool runs(const host::Record& record, Flag flag) { return host::field_as_int(record, flag) == 1; }
-
-int distinct_channels(const host::Record& record) {
-  return host::field_as_int(record, AUDIOPOST_CHANNEL_LINK) ||
-                 host::field_as_int(record, AUDIOPOST_CHANNELS) < 2
-             ? 1
-             : 2;
-}
-
-double full_scale(const host::Record& record) {
-  const int bits = host::field_as_int(record, AUDIOPOST_BIT_RATE);
+double full_scale(const Record& record) {
+  const int bits = field_as_int(record, AUDIOPOST_BIT_RATE);
   return bits == 16 ? 32767.0 : bits == 24 ? 8388607.0 : 2147483648.0;
 }
 
-// ---- Equalizer -----------------------------------------------------------------------------------------------
-std::vector<EqBand> eq_bands(const host::Record& record, int channel) {
+// ---- Equalizer -------------------------------------------------------------------------------------
+std::vector<EqBand> eq_bands(const Record& record, int channel) {
   std::vector<EqBand> bands;
   for (int b = 0; b < AUDIOPOST_EQ10_BANDS; ++b) {
-    const int i = channel_start(record, AUDIOPOST_EQ10_SECTION, AUDIOPOST_EQ10_STRIDE, channel) +
-                  AUDIOPOST_EQ10_BAND_STRIDE * b;
-    bands.push_back({b, host::field_as_int(record, i + AUDIOPOST_EQ10_BAND_ENABLE) != 0,
-                     host::field_as_int(record, i + AUDIOPOST_EQ10_TYPE), at(record, i + AUDIOPOST_EQ10_FC),
+    const int i = settings_start(record, AUDIOPOST_EFFECT_EQ10, channel) + AUDIOPOST_EQ10_BAND_STRIDE * b;
+    bands.push_back({b, field_as_int(record, i + AUDIOPOST_EQ10_BAND_ENABLE) != 0,
+                     field_as_int(record, i + AUDIOPOST_EQ10_TYPE), at(record, i + AUDIOPOST_EQ10_FC),
                      at(record, i + AUDIOPOST_EQ10_Q), at(record, i + AUDIOPOST_EQ10_BOOST)});
   }
   return bands;
@@ -126,26 +112,26 @@ double DynamicsCurve::played_gain_dB(double level_dB, double end_dB) const {
   return std::max(-60.0, gain_dB(clamped(level_dB, noise_threshold - 4.0, end_dB)));
 }
 
-std::vector<CompressorBand> compressor_bands(const host::Record& record, int channel) {
-  const int start = channel_start(record, AUDIOPOST_DRC_SECTION, AUDIOPOST_DRC_STRIDE, channel);
-  const int bands = host::field_as_int(record, start + AUDIOPOST_DRC_CROSSOVER_BAND);
+std::vector<CompressorBand> compressor_bands(const Record& record, int channel) {
+  const int start = settings_start(record, AUDIOPOST_EFFECT_MULTIBAND_DRC, channel);
+  const int bands = field_as_int(record, start + AUDIOPOST_DRC_CROSSOVER_BAND);
   if (bands < 2 || bands > 4) return {};
-  struct Place {
+  struct Edges {
     const char* name;
     int offset;
     bool high_pass, low_pass;
   };
-  static constexpr Place kPlaces[] = {{"low", AUDIOPOST_DRC_LOW, false, true},
+  static constexpr Edges kPlaces[] = {{"low", AUDIOPOST_DRC_LOW, false, true},
                                       {"mid 1", AUDIOPOST_DRC_MID1, true, true},
                                       {"mid 2", AUDIOPOST_DRC_MID2, true, true},
                                       {"high", AUDIOPOST_DRC_HIGH, true, false}};
   std::vector<CompressorBand> result;
-  for (const Place& place : kPlaces) {
+  for (const Edges& place : kPlaces) {
     if ((place.offset == AUDIOPOST_DRC_MID1 && bands < 3) ||
         (place.offset == AUDIOPOST_DRC_MID2 && bands < 4))
       continue;
     const int i = start + place.offset;
-    const bool compresses = host::field_as_int(record, i + AUDIOPOST_DRC_BAND_ENABLE) != 0;
+    const bool compresses = field_as_int(record, i + AUDIOPOST_DRC_BAND_ENABLE) != 0;
     result.push_back({place.name, place.high_pass ? at(record, i + AUDIOPOST_DRC_FREQ_START) : 0.0,
                       place.low_pass ? at(record, i + AUDIOPOST_DRC_FREQ_END) : 0.0,
                       at(record, i + AUDIOPOST_DRC_GAIN_DB), compresses,
@@ -159,7 +145,7 @@ Complex crossover_response(const CompressorBand& band, double sample_rate, doubl
          (band.high_hz > 0 ? edge(false, band.high_hz, sample_rate, hz) : 1.0);
 }
 
-// ---- Peak stage ----------------------------------------------------------------------------------------------
+// ---- Peak stage ------------------------------------------------------------------------------------
 double PeakStage::limiter_gain_dB(double level_dB) const {
   const double knee = std::trunc(6 - 2 * max_threshold), half = std::floor(knee / 2);
   const double x = clamped(level_dB, 2 * max_threshold - 6, 10.0);
@@ -173,20 +159,20 @@ double PeakStage::limiter_gain_dB(double level_dB) const {
   return std::max(gain, -60.0) + ceiling - max_threshold + to_dB(0.998);
 }
 
-PeakStage peak_stage(const host::Record& record, int channel) {
-  const int i = channel_start(record, AUDIOPOST_MAXIMIZER_SECTION, AUDIOPOST_MAXIMIZER_STRIDE, channel);
+PeakStage peak_stage(const Record& record, int channel) {
+  const int i = settings_start(record, AUDIOPOST_EFFECT_MAXIMIZER, channel);
   return {at(record, i + AUDIOPOST_MAXIMIZER_MAX_THRESHOLD), at(record, i + AUDIOPOST_MAXIMIZER_CEILING),
           curve_at(record, i + AUDIOPOST_AGC_COMPRESS_START)};
 }
 
-// ---- Bass enhancer -------------------------------------------------------------------------------------------
-BassStage bass_stage(const host::Record& record, int channel) {
-  const int i = channel_start(record, AUDIOPOST_BASS_SECTION, AUDIOPOST_BASS_STRIDE, channel);
+// ---- Bass enhancer ---------------------------------------------------------------------------------
+BassStage bass_stage(const Record& record, int channel) {
+  const int i = settings_start(record, AUDIOPOST_EFFECT_BASS_ENHANCER, channel);
   return {at(record, i + AUDIOPOST_BASS_AMOUNT_DB),
           at(record, i + AUDIOPOST_BASS_DRIVE),
           at(record, i + AUDIOPOST_BASS_BLEND),
           at(record, i + AUDIOPOST_BASS_FREQ),
-          host::field_as_int(record, i + AUDIOPOST_BASS_FLOOR_ACTIVE) >= 1,
+          field_as_int(record, i + AUDIOPOST_BASS_FLOOR_ACTIVE) >= 1,
           at(record, i + AUDIOPOST_BASS_FLOOR)};
 }
 
@@ -234,4 +220,4 @@ std::vector<double> bass_harmonics(const BassStage& stage, double sample_rate, d
   return amplitudes;
 }
 
-}  // namespace analysis
+}  // namespace host

@@ -1,12 +1,10 @@
-// The tuning that a command is to run: found, checked, and made to fit the stream.
+// What a command is given: its tuning, found and judged, and files that it must not write over.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "analysis/design.h"
 #include "app.h"
-#include "audio_file.h"
 #include "host/check.h"
 
 namespace audiopost {
@@ -38,20 +36,8 @@ void require_measurable(const Tuning& tuning);
 void require_other_file(const std::string& out, const std::string& read, const char* what);
 
 // The longest block, up to `most` frames, that auto gain's step at the record's rate allows.
-int fitting_block(const host::Record& record, int most);
+int longest_block(const host::Record& record, int most);
 
-struct Fit {
-  int block;  // frames that the chain is to be given at a time
-  std::vector<std::string> notes,
-      warnings;  // what there is to say; warnings are for those who want quiet, too
-
-  void print(bool quiet = false) const;
-};
 void print_warnings(const std::vector<std::string>& warnings);
-
-// Sets the record's sample rate and channel count to the stream's. Where the rate is another, filters whose frequency
-// it does not reach are turned off, and edges of the compressor's bands moved down. A `block` of 0 stands for kBlock or
-// the longest that fits. Throws Failure as require_usable does.
-Fit fit_to_stream(Tuning& tuning, const AudioInput& stream, int block, bool unstable_too = false);
 
 }  // namespace audiopost

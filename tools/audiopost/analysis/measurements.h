@@ -4,47 +4,18 @@
 #include <functional>
 #include <vector>
 
-#include "analysis/design.h"
+#include "analysis/readings.h"
+#include "analysis/signals.h"
 
 namespace analysis {
 
 // ---- Response ------------------------------------------------------------------------------------------------
-// Processes a block in place: an array of one pointer per channel to so many frames.
-using Processor = std::function<void(float** channels, int frames)>;
-
-class Response {
- public:
-  Response(double sample_rate, std::vector<Complex> bins)
-      : sample_rate_(sample_rate), bins_(std::move(bins)) {}
-  Complex at(double hz) const;  // of the nearest bin
-
- private:
-  double sample_rate_;
-  std::vector<Complex> bins_;
-};
-
-// The response of each channel, by the last of three equal sweeps over the whole band at this peak level: by then the
-// processor answers periodically, so the ratio of the spectra is exact for what is linear. `full` is full scale.
-std::vector<Response> sweep(const Processor& process, int channels, int sample_rate, double level_dB,
-                            double full = 32768.0);
-
-// Frames in each block of everything that is measured here.
-constexpr int kMeasureBlock = 1024;
-
 std::vector<Response> chain_response(const host::Record& record, double level_dB);
 std::vector<Response> eq_response(const host::Record& record);  // EQ10 alone
 // Each band of one channel's crossover, in ascending frequency, without make-up gain.
 std::vector<Response> crossover_responses(const host::Record& record, int channel);
 
 // ---- Distortion ----------------------------------------------------------------------------------------------
-struct Distortion {
-  double hz, level_dB;  // the tone that went in; its amplitude against full scale
-  double out_dB;        // the tone as it came out
-  double thd_dB,
-      thdn_dB;  // harmonics 2 ... 10 and everything else, against the tone as it came out; the former
-                // NaN when none lies below half the sample rate
-  bool settled;
-};
 // A tone on every channel of a fresh chain, measured on channel 0 when its level has moved by less than 0.01 dB in each
 // of the last two seconds, or after kLongestWait seconds all the same.
 constexpr int kLongestWait = 60;
@@ -61,7 +32,7 @@ Curve agc_curve(const host::Record& record, int channel);
 Curve limiter_curve(const host::Record& record, int channel);
 // Stepped sines in the middle of the band, the other bands silenced; in_dB is the level inside the band.
 Curve compressor_curve(const host::Record& record, int channel, size_t band);
-double band_centre_hz(const CompressorBand& band, double sample_rate);
+double band_centre_hz(const host::CompressorBand& band, double sample_rate);
 
 // The bass enhancer's waveshaper, for a low-band sample of -1 ... 1: the record's drive and blend in an enhancer whose
 // split lies far above a tone that fills the low band to full scale. The tone's harmonics at the output, less what the

@@ -1,4 +1,4 @@
-#include "analysis/loudness.h"
+#include "host/loudness.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,23 +6,25 @@
 #include <limits>
 #include <numeric>
 
-namespace analysis {
+#include "host/design.h"
+
+namespace host {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // The two stages of K-weighting for any rate: ITU-R BS.1770-4 Annex 1 gives them for 48 kHz, these are the analogue
 // prototypes behind its coefficients.
-std::array<Section, 2> k_weighting(double sample_rate) {
+std::array<WeightingSection, 2> k_weighting(double sample_rate) {
   double k = std::tan(kPi * 1681.974450955533 / sample_rate), q = 0.7071752369554196;
   const double vh = std::pow(10.0, 3.999843853973347 / 20.0), vb = std::pow(vh, 0.4996667741545416);
   double a0 = 1.0 + k / q + k * k;
-  const Section shelf{(vh + vb * k / q + k * k) / a0, 2.0 * (k * k - vh) / a0, (vh - vb * k / q + k * k) / a0,
-                      2.0 * (k * k - 1.0) / a0, (1.0 - k / q + k * k) / a0};
+  const WeightingSection shelf{(vh + vb * k / q + k * k) / a0, 2.0 * (k * k - vh) / a0,
+                               (vh - vb * k / q + k * k) / a0, 2.0 * (k * k - 1.0) / a0,
+                               (1.0 - k / q + k * k) / a0};
   k = std::tan(kPi * 38.13547087602444 / sample_rate), q = 0.5003270373238773;
   a0 = 1.0 + k / q + k * k;
-  return {shelf, Section{1.0, -2.0, 1.0, 2.0 * (k * k - 1.0) / a0, (1.0 - k / q + k * k) / a0}};
+  return {shelf, WeightingSection{1.0, -2.0, 1.0, 2.0 * (k * k - 1.0) / a0, (1.0 - k / q + k * k) / a0}};
 }
 
 // The interpolator of ITU-R BS.1770-4 Annex 2: four phases; phases 2 and 3 are phases 1 and 0 read backwards.
@@ -155,4 +157,4 @@ Programme LoudnessMeter::programme() const {
   return p;
 }
 
-}  // namespace analysis
+}  // namespace host

@@ -8,38 +8,26 @@
 
 #include "host/tuning.h"
 
-namespace analysis {
+namespace host {
 
 using Complex = std::complex<double>;
 
-enum Flag {
-  kInput = 0,
-  kAutoGain = AUDIOPOST_AUTOGAIN_ENABLE,
-  kBassEnhancer = AUDIOPOST_BASS_ENABLE,
-  kExciter = AUDIOPOST_EXCITER_ENABLE,
-  kDeEsser = AUDIOPOST_DEESSER_ENABLE,
-  kEq10 = AUDIOPOST_EQ10_ENABLE,
-  kMultiBandDrc = AUDIOPOST_DRC_ENABLE,
-  kAgc = AUDIOPOST_AGC_ENABLE,
-  kMaximizer = AUDIOPOST_MAXIMIZER_ENABLE
-};
-bool runs(const host::Record& record, Flag flag);  // its flag is exactly 1
-// Channels whose settings differ from channel 0's: 1 when the record is linked or mono, else 2.
-int distinct_channels(const host::Record& record);
 // 16-bit full scale and its counterparts, as the dynamics measure levels against it.
-double full_scale(const host::Record& record);
+double full_scale(const Record& record);
+
+constexpr double kPi = 3.14159265358979323846;
 
 inline double to_dB(double x) { return 20.0 * std::log10(x); }
 inline double from_dB(double dB) { return std::pow(10.0, dB / 20.0); }
 
-// ---- Equalizer -----------------------------------------------------------------------------------------------
+// ---- Equalizer -------------------------------------------------------------------------------------
 struct EqBand {
   int number;
   bool on;
   int type;
   double fc_hz, q, boost_dB;
 };
-std::vector<EqBand> eq_bands(const host::Record& record, int channel);  // the ten
+std::vector<EqBand> eq_bands(const Record& record, int channel);  // the ten
 // Response of one band, of a type known to filter_calculateCoeffs, at a frequency in Hz.
 Complex band_response(const EqBand& band, double sample_rate, double hz);
 
@@ -61,24 +49,24 @@ struct CompressorBand {
   double share_dB;  // what a compressed band is turned down by, -20 log10(bands); 0 for one that is not
 };
 // The bands in ascending frequency; none when the record names a number of bands other than 2 to 4.
-std::vector<CompressorBand> compressor_bands(const host::Record& record, int channel);
+std::vector<CompressorBand> compressor_bands(const Record& record, int channel);
 Complex crossover_response(const CompressorBand& band, double sample_rate, double hz);
 
-// ---- Peak stage ----------------------------------------------------------------------------------------------
+// ---- Peak stage ------------------------------------------------------------------------------------
 struct PeakStage {
   double max_threshold, ceiling;
   DynamicsCurve agc;
   double limiter_gain_dB(double level_dB) const;  // make-up gain included
 };
-PeakStage peak_stage(const host::Record& record, int channel);
+PeakStage peak_stage(const Record& record, int channel);
 
-// ---- Bass enhancer -------------------------------------------------------------------------------------------
+// ---- Bass enhancer ---------------------------------------------------------------------------------
 struct BassStage {
   double amount_dB, drive, blend, split_hz;
   bool floor_active;
   double floor_hz;
 };
-BassStage bass_stage(const host::Record& record, int channel);
+BassStage bass_stage(const Record& record, int channel);
 // The waveshaper, for a low-band sample of -1 ... 1.
 std::function<double(double)> bass_shaper(const BassStage& stage);
 // Responses of the parts around it: past it, into it, and from it to the output.
@@ -90,4 +78,4 @@ BassPaths bass_paths(const BassStage& stage, double sample_rate, double hz);
 std::vector<double> bass_harmonics(const BassStage& stage, double sample_rate, double hz, double amplitude,
                                    int n);
 
-}  // namespace analysis
+}  // namespace host
