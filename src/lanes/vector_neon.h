@@ -44,26 +44,26 @@ Vec every_pair(const float* p) {
   return vcombine_f32(pair, pair);
 }
 // v moved up by one pair, with the last pair of `before` below it.
-Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
+[[maybe_unused]] Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
 // v moved down by one pair, with the first pair of `after` above it.
-Vec pair_down(Vec v, Quad after) { return vextq_f32(v, after, 2); }
+[[maybe_unused]] Vec pair_down(Vec v, Quad after) { return vextq_f32(v, after, 2); }
 
 // `before` below v, moved up by one quad.
-Vec quad_up(Vec before, Vec) { return before; }
+[[maybe_unused]] Vec quad_up(Vec before, Vec) { return before; }
 
 Quad quad_pairs(const float* p) { return every_pair(p); }
 Quad quad_of(const Vec* v, int q) { return v[q]; }
-Vec from_quads(const Quad* q) { return q[0]; }
-Quad first_quad(Vec v) { return v; }
+[[maybe_unused]] Vec from_quads(const Quad* q) { return q[0]; }
+[[maybe_unused]] Quad first_quad(Vec v) { return v; }
 Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 void store_last_pair(float* p, Quad q) { vst1_f32(p, vget_high_f32(q)); }
 
 bool all_set(Mask m) { return vminvq_u32((uint32x4_t)m) != 0; }
 // `yes` where a >= b, `no` elsewhere.
-Vec at_least(Vec a, Vec b, Vec yes, Vec no) { return a >= b ? yes : no; }
+[[maybe_unused]] Vec at_least(Vec a, Vec b, Vec yes, Vec no) { return a >= b ? yes : no; }
 // Whether from <= x < to in every lane; NaN is nowhere.
-bool all_within(Vec x, Vec from, Vec to) { return all_set((x < to) & (x >= from)); }
+[[maybe_unused]] bool all_within(Vec x, Vec from, Vec to) { return all_set((x < to) & (x >= from)); }
 Vec gather(const float* base, Mask index) {
   return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};
 }

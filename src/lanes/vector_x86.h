@@ -97,7 +97,7 @@ Vec at_least(Vec a, Vec b, Vec yes, Vec no) {
   return _mm256_blendv_ps(no, yes, _mm256_cmp_ps(a, b, _CMP_GE_OQ));
 #endif
 }
-bool all_set(MaskOf4 m) { return _mm_movemask_ps((Quad)m) == 0xf; }
+[[maybe_unused]] bool all_set(MaskOf4 m) { return _mm_movemask_ps((Quad)m) == 0xf; }
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
 #if defined(__AVX512VL__)
