@@ -15,7 +15,7 @@ coverage:  # which lines of src/ the tests run
 	@scripts/coverage
 bench:  # cost of the chain and its parts
 	@scripts/bench
-bench-arm64:  # instructions on 64-bit Arm, counted under emulation
+bench-arm64:  # instructions on 64-bit Arm, counted under emulation, and cycles, predicted
 	@scripts/bench-arm64
 bench-peers:  # the same work in ffmpeg and sox
 	@scripts/bench-peers

@@ -1,5 +1,5 @@
-// instructions ROW EFFECT BLOCKS: plays that many blocks of 480 frames through one effect, or all for -1, with one row
-// of the kernel table. What it executes is counted from outside; two runs' difference is the cost of their blocks.
+// instructions ROW EFFECT BLOCKS [FRAMES]: plays that many blocks of 480 or FRAMES frames through one effect, all for -1 or
+// none for 8, with one row of the kernel table. What it executes is counted from outside; two runs' difference is the cost of their blocks.
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -8,9 +8,9 @@
 #include "lanes/target.h"
 
 int main(int argc, char** argv) {
-  if (argc != 4) return EXIT_FAILURE;
+  if (argc < 4) return EXIT_FAILURE;
   const int row = std::atoi(argv[1]), effect = std::atoi(argv[2]), blocks = std::atoi(argv[3]);
-  constexpr int kBlock = 480;
+  const int kBlock = argc > 4 ? std::atoi(argv[4]) : 480;
   if (row >= lanes::kTargetCount) return EXIT_FAILURE;
   lanes::use_target(*lanes::kTargets[row]);
   bench::Record record = bench::full_record();

@@ -101,26 +101,42 @@ float sum_bands(const MultibandChannel& channel) {
 
 #if defined(LANES)
 
-// The multi-band compressor: crossover, followers, gains and the sum of the bands in one step a frame. Quads of lanes:
+// Quads of lanes:
 //
 //   Q0 | m1 hp1 L R | m2 hp1 L R |  reads the frame          m1, m2: the middle bands, a high-pass (hp) and a
 //   Q1 | m1 hp2     | m2 hp2     |  reads Q0                  low-pass (lp) of two sections each
-//   Q2 | m1 lp1     | m2 lp1     |  reads Q1                  low, high: two sections, started two frames later
-//   Q3 | low 1      | high 1     |  reads the frame two ago   so that all four bands come out together
+//   Q2 | m1 lp1     | m2 lp1     |  reads Q1                  low, high: two sections, in a wave started two frames
+//   Q3 | low 1      | high 1     |  reads the frame           later so that all four bands come out together
 //   Q4 | m1 lp2     | m2 lp2     |  reads Q2
 //   Q5 | low 2      | high 2     |  reads Q3; Q4 and Q5 are the bands, eight lanes for followers and gains
-//
-// Each register reads what the others made in the step before.
 
-constexpr int kMultibandLag = 3;
 constexpr int kBandLanes = 8;
-constexpr int kFirstBandLane = 16;
-constexpr int kBandVecs = kBandLanes / kLanes;
 
 // Where band b (low, high, middle 1, middle 2) of channel c stands among the eight.
 int band_lane(int b, int c) {
   const int quad_pair[] = {2, 3, 0, 1};
   return 2 * quad_pair[b] + c;
+}
+
+// The twelve sections of channel c, in a wave each one frame behind the one before it. In short passes Q3 and Q4 have
+// changed places.
+void place_bands(Lanes<24>& lanes, const MultibandChannel& channel, int c) {
+  const auto place = [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
+    if (edge)
+      lanes.place(4 * quad + 2 * pair + c, kShortPasses ? 0 : lag, edge->coeffs[section],
+                  edge->history[section]);
+  };
+  for (int m = 0; m < 2; ++m) {
+    const MultibandBand& middle = channel.band[2 + m];
+    if (2 + m < channel.bands) {
+      place(middle.path[0], 0, 0, m, 0);
+      place(middle.path[0], 1, 1, m, 1);
+      place(middle.path[1], 0, 2, m, 2);
+      place(middle.path[1], 1, kShortPasses ? 3 : 4, m, 3);
+    }
+    place(channel.band[m].path[0], 0, kShortPasses ? 4 : 3, m, 2);
+    place(channel.band[m].path[0], 1, 5, m, 3);
+  }
 }
 
 // The followers' settings and memory, lane by lane. Lanes of bands that don't exist add -0, which changes no sum.
@@ -129,21 +145,108 @@ struct BandImage {
   int compressed[kBandLanes], made[kBandLanes];  // 0 or -1
   float slope[kBandLanes], offset[kBandLanes];
   int steps[kBandLanes];  // index of the lane's GainSteps, in floats from the first one's
+
+  explicit BandImage(const MultibandChannel* const (&channels)[2]) : BandImage() {
+    const GainSteps* const first = channels[0]->band[0].steps;
+    for (int c = 0; c < 2; ++c)
+      for (int b = 0; b < channels[c]->bands; ++b) {
+        const MultibandBand& band = channels[c]->band[b];
+        const int lane = band_lane(b, c);
+        gain[lane] = band.gain, value[lane] = *band.value, made[lane] = -1;
+        envelope[lane] = *band.envelope;
+        if (!band.compressed) continue;
+        compressed[lane] = -1;
+        attack[lane] = band.attack, release[lane] = band.release;
+        slope[lane] = band.steps->slope, offset[lane] = band.steps->offset;
+        steps[lane] =
+            static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
+      }
+  }
+
+ private:
+  BandImage() = default;
 };
 
-template <bool kFour>  // bands; otherwise the lanes of two or four are idle
+// The followers in registers, and the two neighbouring gains in use: lower while the follower is from `from` up to
+// `between`, upper from there up to `to`.
+template <class V>
+struct Followers {
+  using Flags = MaskOf<V>;
+  static constexpr int kVecs = kBandLanes * sizeof(float) / sizeof(V);
+  V gain[kVecs], attack[kVecs], release[kVecs], slope[kVecs], offset[kVecs];
+  Flags compressed[kVecs], made[kVecs], steps[kVecs];
+  const float* base;  // what `steps` counts from
+  V envelope[kVecs], value[kVecs];
+  V lower[kVecs], upper[kVecs], from[kVecs], between[kVecs], to[kVecs];
+
+  INLINED Followers(const BandImage& bands, const MultibandChannel* const* channels)
+      : base(channels[0]->band[0].steps->begin) {
+    for (int v = 0; v < kVecs; ++v) {
+      const int at = v * (kBandLanes / kVecs);
+      gain[v] = load<V>(bands.gain + at);
+      attack[v] = load<V>(bands.attack + at), release[v] = load<V>(bands.release + at);
+      slope[v] = load<V>(bands.slope + at), offset[v] = load<V>(bands.offset + at);
+      compressed[v] = load<Flags>(bands.compressed + at);
+      made[v] = load<Flags>(bands.made + at);
+      steps[v] = load<Flags>(bands.steps + at);
+      envelope[v] = load<V>(bands.envelope + at), value[v] = load<V>(bands.value + at);
+      look_up(v, envelope[v]);
+    }
+  }
+
+  // The two entries of its table that each lane is between: the estimate is the follower's entry or the one below, and
+  // the comparison with where the upper one begins decides. Lanes that are not compressed keep a gain of 1.
+  INLINED void look_up(int v, V follower) {
+    const V x = follower + 1.0f;
+    const Flags bits = (Flags)x;
+    const V mantissa = (V)((bits & 0x7fffff) | 0x3f800000);
+    const V exponent = __builtin_convertvector((bits >> 23) - 127, V);
+    const V log2 = exponent + ((-0.344845f * mantissa + 2.024658f) * mantissa - 1.674873f);
+    const Flags estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Flags);
+    Flags k = estimate < 0 ? Flags{} : estimate > kGainSteps - 2 ? Flags{} + (kGainSteps - 2) : estimate;
+    k = steps[v] + (x >= 1.0f ? k : Flags{});  // NaN is in entry 0
+    const V endless = V{} + __builtin_inff(), one = V{} + 1.0f;
+    from[v] = compressed[v] ? gather(base, k) : -endless;
+    between[v] = gather(base, k + 1);
+    to[v] = compressed[v] ? gather(base, k + 2) : endless;
+    lower[v] = compressed[v] ? gather(base + (kGainSteps + 1), k) : one;
+    upper[v] = compressed[v] ? gather(base + (kGainSteps + 1), k + 1) : one;
+  }
+
+  template <bool kFour>  // bands; otherwise the lanes of two or four are idle
+  INLINED V to_add(int v, V x) const {
+    return kFour ? x : (V)(((Flags)x & made[v]) | (~made[v] & INT32_MIN));
+  }
+
+  INLINED void keep(const MultibandChannel* const* channels) const {
+    float envelopes[kBandLanes] = {}, values[kBandLanes] = {};
+    for (int v = 0; v < kVecs; ++v)
+      store(envelopes + v * (kBandLanes / kVecs), envelope[v]),
+          store(values + v * (kBandLanes / kVecs), value[v]);
+    for (int c = 0; c < 2; ++c)
+      for (int b = 0; b < channels[c]->bands; ++b) {
+        const MultibandBand& band = channels[c]->band[b];
+        if (band.compressed) *band.envelope = envelopes[band_lane(b, c)];
+        *band.value = values[band_lane(b, c)];
+      }
+  }
+};
+
+// This order of adding is the contract.
+INLINED Quad sum_of_bands(Quad low, Quad high, Quad middle_1, Quad middle_2) {
+  return (((low + 0.0f) + high) + middle_1) + middle_2;
+}
+
+// All in one step a frame, where each register reads what the others made in the step before.
+constexpr int kMultibandLag = 3;
+
+template <bool kFour>
 struct MultibandWave {
   const Lanes<24>* lanes;
   const MultibandChannel* const* channels;
   Sections<Vec, 24 / kLanes> sections;
-  Vec gain[kBandVecs], attack[kBandVecs], release[kBandVecs], attack_in[kBandVecs], release_in[kBandVecs];
-  Vec slope[kBandVecs], offset[kBandVecs];
-  Mask compressed[kBandVecs], made[kBandVecs], steps[kBandVecs];
-  const float* base;  // what `steps` counts from
-  Vec envelope[kBandVecs], value[kBandVecs];
-  // The two neighbouring gains in use, and for which values of the follower: lower from `from` up to `between`, upper from
-  // there up to `to`.
-  Vec lower[kBandVecs], upper[kBandVecs], from[kBandVecs], between[kBandVecs], to[kBandVecs];
+  Followers<Vec> f;
+  Vec attack_in, release_in;
   const float* pairs;
   float* out;
 
@@ -152,96 +255,44 @@ struct MultibandWave {
       : lanes(&placed),
         channels(both),
         sections(placed),
-        base(both[0]->band[0].steps->begin),
+        f(bands, both),
+        attack_in(1.0f - f.attack[0]),
+        release_in(1.0f - f.release[0]),
         pairs(in),
-        out(results) {
-    for (int v = 0; v < kBandVecs; ++v) {
-      const int at = v * kLanes;
-      gain[v] = load<Vec>(bands.gain + at);
-      attack[v] = load<Vec>(bands.attack + at), attack_in[v] = 1.0f - attack[v];
-      release[v] = load<Vec>(bands.release + at), release_in[v] = 1.0f - release[v];
-      slope[v] = load<Vec>(bands.slope + at), offset[v] = load<Vec>(bands.offset + at);
-      compressed[v] = load<Mask>(bands.compressed + at);
-      made[v] = load<Mask>(bands.made + at);
-      steps[v] = load<Mask>(bands.steps + at);
-      envelope[v] = load<Vec>(bands.envelope + at), value[v] = load<Vec>(bands.value + at);
-      look_up(v, envelope[v]);
-    }
-  }
-
-  // The two entries of its table that each lane is between: the estimate is the follower's entry or the one below, and
-  // the comparison with where the upper one begins decides. Lanes that are not compressed keep a gain of 1.
-  INLINED void look_up(int v, Vec follower) {
-    const Vec x = follower + 1.0f;
-    const Mask bits = (Mask)x;
-    const Vec mantissa = (Vec)((bits & 0x7fffff) | 0x3f800000);
-    const Vec exponent = __builtin_convertvector((bits >> 23) - 127, Vec);
-    const Vec log2 = exponent + ((-0.344845f * mantissa + 2.024658f) * mantissa - 1.674873f);
-    const Mask estimate = __builtin_convertvector(slope[v] * log2 + offset[v], Mask);
-    Mask k = estimate < 0 ? Mask{} : estimate > kGainSteps - 2 ? Mask{} + (kGainSteps - 2) : estimate;
-    k = steps[v] + (x >= 1.0f ? k : Mask{});  // NaN is in entry 0
-    const Vec endless = Vec{} + __builtin_inff(), one = Vec{} + 1.0f;
-    from[v] = compressed[v] ? gather(base, k) : -endless;
-    between[v] = gather(base, k + 1);
-    to[v] = compressed[v] ? gather(base, k + 2) : endless;
-    lower[v] = compressed[v] ? gather(base + (kGainSteps + 1), k) : one;
-    upper[v] = compressed[v] ? gather(base + (kGainSteps + 1), k + 1) : one;
-  }
+        out(results) {}
 
   template <bool kEdge>
-  INLINED void follow(int v, Vec band, Mask on) {
-    const Vec x = band * gain[v];
+  INLINED void follow(Vec band, Mask on) {
+    const Vec x = band * f.gain[0];
     const Vec size = magnitude(x);
-    const Vec rising = fused(attack[v], envelope[v], attack_in[v] * size);
-    const Vec falling = fused(release[v], envelope[v], release_in[v] * size);
+    const Vec rising = fused(f.attack[0], f.envelope[0], attack_in * size);
+    const Vec falling = fused(f.release[0], f.envelope[0], release_in * size);
     // The signed sample, not its magnitude.
-    const Vec followed = x > envelope[v] ? rising : falling;
-    envelope[v] = kEdge ? (on ? followed : envelope[v]) : followed;
-    if (__builtin_expect(!all_within(followed, from[v], to[v]), 0)) look_up(v, followed);
-    const Vec y = x * at_least(followed, between[v], upper[v], lower[v]);
-    value[v] = kEdge ? (on ? y : value[v]) : y;
+    const Vec followed = x > f.envelope[0] ? rising : falling;
+    f.envelope[0] = kEdge ? (on ? followed : f.envelope[0]) : followed;
+    if (__builtin_expect(!all_within(followed, f.from[0], f.to[0]), 0)) f.look_up(0, followed);
+    const Vec y = x * at_least(followed, f.between[0], f.upper[0], f.lower[0]);
+    f.value[0] = kEdge ? (on ? y : f.value[0]) : y;
   }
 
   template <bool kEdge>
   INLINED void step(int t, int n) {
     const Vec now = every_pair(pairs + 2 * t), before = every_pair(pairs + 2 * (t - 2));
     const Vec* const y = sections.y;
-    if constexpr (kLanes == 8) {
-      const Vec x0 = quad_up(now, y[0]), x1 = quad_up(y[0], before), x2 = y[1];
-      sections.template step<kEdge>(0, x0, t, n);
-      sections.template step<kEdge>(1, x1, t, n);
-      sections.template step<kEdge>(2, x2, t, n);
-    } else {
-      const Vec q0 = y[0], q1 = y[1], q2 = y[2], q3 = y[3];
-      sections.template step<kEdge>(0, now, t, n);
-      sections.template step<kEdge>(1, q0, t, n);
-      sections.template step<kEdge>(2, q1, t, n);
-      sections.template step<kEdge>(3, before, t, n);
-      sections.template step<kEdge>(4, q2, t, n);
-      sections.template step<kEdge>(5, q3, t, n);
-    }
-    const Mask on = busy(Mask{} + kMultibandLag, t, n);
-    for (int v = 0; v < kBandVecs; ++v) follow<kEdge>(v, y[kFirstBandLane / kLanes + v], on);
+    const Vec x0 = quad_up(now, y[0]), x1 = quad_up(y[0], before), x2 = y[1];
+    sections.template step<kEdge>(0, x0, t, n);
+    sections.template step<kEdge>(1, x1, t, n);
+    sections.template step<kEdge>(2, x2, t, n);
+    follow<kEdge>(y[2], busy(Mask{} + kMultibandLag, t, n));
     if (kEdge && t < kMultibandLag) return;
-    // Low, high, middle 1, middle 2: this order of adding is the contract.
-    Vec bands[kBandVecs];
-    for (int v = 0; v < kBandVecs; ++v)
-      bands[v] = kFour ? value[v] : (Vec)(((Mask)value[v] & made[v]) | (~made[v] & INT32_MIN));
-    const Quad middle = quad_of(bands, 0), outer = quad_of(bands, 1);
-    const Quad sum = ((outer + 0.0f) + swap_pairs(outer)) + middle + swap_pairs(middle);
-    store_pair(out + 2 * (t - kMultibandLag), sum);
+    const Vec bands = f.template to_add<kFour>(0, f.value[0]);
+    const Quad middle = quad_of(&bands, 0), outer = quad_of(&bands, 1);
+    store_pair(out + 2 * (t - kMultibandLag),
+               sum_of_bands(outer, swap_pairs(outer), middle, swap_pairs(middle)));
   }
   INLINED void keep(int) const {
     sections.keep(*lanes);
-    float envelopes[kBandLanes] = {}, values[kBandLanes] = {};
-    for (int v = 0; v < kBandVecs; ++v)
-      store(envelopes + v * kLanes, envelope[v]), store(values + v * kLanes, value[v]);
-    for (int c = 0; c < 2; ++c)
-      for (int b = 0; b < channels[c]->bands; ++b) {
-        const MultibandBand& band = channels[c]->band[b];
-        if (band.compressed) *band.envelope = envelopes[band_lane(b, c)];
-        *band.value = values[band_lane(b, c)];
-      }
+    f.keep(channels);
   }
 };
 
@@ -260,56 +311,33 @@ bool multiband_fits(const MultibandChannel& channel) {
   return true;
 }
 
-// The twelve sections of channel c.
-void place_bands(Lanes<24>& lanes, const MultibandChannel& channel, int c) {
-  const auto place = [&](BiquadPair* edge, int section, int quad, int pair, int lag) {
-    if (edge) lanes.place(4 * quad + 2 * pair + c, lag, edge->coeffs[section], edge->history[section]);
-  };
-  for (int m = 0; m < 2; ++m) {
-    const MultibandBand& middle = channel.band[2 + m];
-    if (2 + m < channel.bands) {
-      place(middle.path[0], 0, 0, m, 0);
-      place(middle.path[0], 1, 1, m, 1);
-      place(middle.path[1], 0, 2, m, 2);
-      place(middle.path[1], 1, 4, m, 3);
-    }
-    place(channel.band[m].path[0], 0, 3, m, 2);
-    place(channel.band[m].path[0], 1, 5, m, 3);
-  }
-}
-
 // Both channels in their lanes.
 template <bool kFour>
 struct MultibandLanes {
   const MultibandChannel* const* channels;
   Lanes<24> lanes;
-  BandImage bands{};
+  BandImage bands;
 
-  explicit MultibandLanes(const MultibandChannel* const (&both)[2]) : channels(both) {
-    for (int c = 0; c < 2; ++c) {
-      place_bands(lanes, *channels[c], c);
-      for (int b = 0; b < channels[c]->bands; ++b) place_follower(channels[c]->band[b], band_lane(b, c));
-    }
-  }
-  void place_follower(const MultibandBand& band, int lane) {
-    bands.gain[lane] = band.gain, bands.value[lane] = *band.value, bands.made[lane] = -1;
-    bands.envelope[lane] = *band.envelope;
-    if (!band.compressed) return;
-    bands.compressed[lane] = -1;
-    bands.attack[lane] = band.attack, bands.release[lane] = band.release;
-    bands.slope[lane] = band.steps->slope, bands.offset[lane] = band.steps->offset;
-    const GainSteps* const first = channels[0]->band[0].steps;
-    bands.steps[lane] =
-        static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
+  explicit MultibandLanes(const MultibandChannel* const (&both)[2]) : channels(both), bands(both) {
+    for (int c = 0; c < 2; ++c) place_bands(lanes, *channels[c], c);
   }
   MultibandWave<kFour> wave(const float* in, float* out) const { return {lanes, bands, channels, in, out}; }
 };
 
+// As short passes.
 template <bool kFour>
-void multiband_wave(const MultibandChannel* const (&channels)[2], float* pairs, int n) {
-  const MultibandLanes<kFour> lanes(channels);
-  auto wave = lanes.wave(pairs, pairs);
-  run_wave(wave, kMultibandLag, n);
+void run_band_passes(const MultibandChannel* const (&channels)[2], float* pairs, int n,
+                     lanes::Scratch& scratch);
+
+template <bool kFour>
+void run_bands(const MultibandChannel* const (&channels)[2], float* pairs, int n, lanes::Scratch& scratch) {
+  if constexpr (kShortPasses) {
+    run_band_passes<kFour>(channels, pairs, n, scratch);
+  } else {
+    const MultibandLanes<kFour> lanes(channels);
+    auto wave = lanes.wave(pairs, pairs);
+    run_wave(wave, kMultibandLag, n);
+  }
 }
 
 bool four_bands(const MultibandChannel* const (&channels)[2]) {
@@ -317,11 +345,9 @@ bool four_bands(const MultibandChannel* const (&channels)[2]) {
 }
 
 void in_lanes(const MultibandJob& job, int n, lanes::Scratch& scratch) {
-  const auto pass = [](const MultibandChannel* const(&channels)[2], float* pairs, int length) {
-    if (four_bands(channels))
-      multiband_wave<true>(channels, pairs, length);
-    else
-      multiband_wave<false>(channels, pairs, length);
+  const auto pass = [&](const MultibandChannel* const(&channels)[2], float* pairs, int length) {
+    four_bands(channels) ? run_bands<true>(channels, pairs, length, scratch)
+                         : run_bands<false>(channels, pairs, length, scratch);
   };
   const MultibandChannel* const channels = job.channels;
   if (job.count == 2 && multiband_fits(channels[0]) && multiband_fits(channels[1]))
@@ -338,3 +364,5 @@ void in_lanes(const MultibandJob& job, int n, lanes::Scratch& scratch) {
 }  // namespace
 }  // namespace TARGET
 #endif
+
+#include "dynamics/multiband_drc.passes.h"

@@ -26,6 +26,10 @@ class Scratch {
   enum { kBlock, kBetween, kMeter, kLeaving, kPairs };
   float* pairs[kPairs];
   float* rows[3];  // `frames` floats each
+  // In the place of all pairs but the first: what passes between short passes, piece by piece of a block, so that it stays
+  // in the first-level cache. An even number of frames of twelve values.
+  float* pieces() const { return pairs[kBetween] - ptrdiff_t{2 * kHead}; }
+  int piece_frames() const { return frames < 192 ? (frames + kHead + kTail) / 4 * 2 : 128; }
 
  private:
   std::vector<float> memory_;

@@ -20,11 +20,28 @@
 namespace TARGET {
 namespace {
 
+template <int I>
+struct Index {
+  static constexpr int value = I;
+};
+// f(Index<0>) … f(Index<N - 1>): a loop that is none when the compiler decides what lives in registers.
+#define LAMBDA __attribute__((always_inline))
+template <int N, int I = 0, class F>
+__attribute__((always_inline)) inline void each(F f) {
+  if constexpr (I < N) {
+    f(Index<I>{});
+    each<N, I + 1>(f);
+  }
+}
+
+constexpr int kTurn = kShortPasses ? 2 : 1;  // frames in a step
+
 // State that lives in registers through a loop does so only where everything the loop calls is part of it.
 #define INLINED __attribute__((always_inline)) inline
 
-// Frames around a block of n, which are read by lanes that are not busy yet or no more.
+// Frames around a block of n, which are read by lanes that are not busy yet or no more. Short passes read next to none.
 void clear_edges(float* pairs, int n) {
+  if constexpr (kShortPasses) return;
   for (int i = -2 * lanes::Scratch::kHead; i < 0; ++i) pairs[i] = 0.0f;
   for (int i = 2 * n; i < 2 * (n + lanes::Scratch::kTail); ++i) pairs[i] = 0.0f;
 }
@@ -114,6 +131,8 @@ struct Lanes {
 INLINED Quad pairs_of(Quad a, Quad b) {
   return __builtin_shufflevector(a, b, 0, 1, 4, 5);
 }  // the first of each
+INLINED Quad last_pairs_of(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 6, 7); }
+INLINED Quad last_and_first(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 4, 5); }
 INLINED Quad alternate(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
 INLINED Quad alternate_last(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 6, 3, 7); }
 
@@ -165,12 +184,12 @@ struct Sections {
   MaskOf<V> lag[R];
 
   template <int L>
-  INLINED explicit Sections(const Lanes<L>& lanes) {
+  INLINED explicit Sections(const Lanes<L>& lanes, int first_lane = 0) {
     static_assert(L >= R * kWidth, "");
     for (int r = 0; r < R; ++r) {
       Quad q[7][kWidth / 4];
       for (int i = 0; i < kWidth / 4; ++i) {
-        const int lane = r * kWidth + 4 * i;
+        const int lane = first_lane + r * kWidth + 4 * i;
         const QuadOfSections four(lanes.coeffs + lane, lanes.history + lane);
         q[0][i] = four.b0, q[1][i] = four.b1, q[2][i] = four.b2;
         q[3][i] = -four.a1, q[4][i] = -four.a2, q[5][i] = four.s1, q[6][i] = four.s2;
@@ -179,12 +198,13 @@ struct Sections {
       minus_a1[r] = register_of<V>(q[3]), minus_a2[r] = register_of<V>(q[4]);
       s1[r] = register_of<V>(q[5]), s2[r] = register_of<V>(q[6]);
       y[r] = V{};
-      lag[r] = load<MaskOf<V>>(lanes.lag + r * kWidth);
+      lag[r] = load<MaskOf<V>>(lanes.lag + first_lane + r * kWidth);
     }
   }
   template <int L>
-  INLINED void keep(const Lanes<L>& lanes) const {
-    for (int i = 0; i < R * kWidth / 4; ++i) keep_quad(quad_at(s1, i), quad_at(s2, i), lanes.history + 4 * i);
+  INLINED void keep(const Lanes<L>& lanes, int first_lane = 0) const {
+    for (int i = 0; i < R * kWidth / 4; ++i)
+      keep_quad(quad_at(s1, i), quad_at(s2, i), lanes.history + first_lane + 4 * i);
   }
 
   // Register r takes x: y = fma(b0, x, s1); s1 = s2 + fma(-a1, y, b1 x); s2 = fma(-a2, y, b2 x).
@@ -206,18 +226,22 @@ struct Sections {
 // frozen, those in between with all lanes busy. `wave` is a local of the caller's whose address goes nowhere else: with
 // everything inlined it lives in registers. A large one doesn't, for all its steps; copied for the steps in between it
 // does, which pays where these are many instructions.
-template <bool kCopied = false, class Wave>
-INLINED void run_wave(Wave& wave, int lag, int n) {
+template <bool kCopied, class Wave>
+INLINED void run_steps(Wave& wave, int lag, int n) {
   int t = 0;
-  for (; t < lag; ++t) wave.template step<true>(t, n);
+  for (; t < lag; t += kTurn) wave.template step<true>(t, n);
   if constexpr (kCopied) {
     Wave all_busy = wave;
-    for (; t < n; ++t) all_busy.template step<false>(t, n);
+    for (; t + kTurn <= n; t += kTurn) all_busy.template step<false>(t, n);
     wave = all_busy;
   } else {
-    for (; t < n; ++t) wave.template step<false>(t, n);
+    for (; t + kTurn <= n; t += kTurn) wave.template step<false>(t, n);
   }
-  for (; t < n + lag; ++t) wave.template step<true>(t, n);
+  for (; t < n + lag; t += kTurn) wave.template step<true>(t, n);
+}
+template <bool kCopied = false, class Wave>
+INLINED void run_wave(Wave& wave, int lag, int n) {
+  run_steps<kCopied>(wave, lag, n);
   const Wave done = wave;
   done.keep(n);
 }

@@ -31,7 +31,6 @@ float plain_ramp(float gain, float step, float* gains, int n) {
 
 #if defined(LANES)
 
-constexpr int kPass = 512;          // squares that wait for their turn in the sum
 constexpr int kLongestLine = 1024;  // gains
 
 int bits_of(float value) { return static_cast<int>(common::bits_of(value)); }
@@ -40,38 +39,29 @@ int binade(float x) { return bits_of(x) & ~0x7fffff; }
 // Far enough from denormals and infinities for all that is computed in a binade.
 bool is_ordinary(float x) { return bits_of(x) >= 0x20000000 && bits_of(x) < 0x70000000; }
 
-void squares_over(const float* x, float divisor, float* squares, int n) {
-  if ((bits_of(divisor) & 0x7fffff) == 0 &&
-      is_ordinary(divisor)) {  // a power of two: multiplying is exact, and faster
-    const float factor = 1.0f / divisor;
-    for (int i = 0; i < n; ++i) squares[i] = x[i] * x[i] * factor;
-  } else {
-    for (int i = 0; i < n; ++i) squares[i] = x[i] * x[i] / divisor;
-  }
-}
-
-// An addition waits for the one before it, the squares don't; two channels' sums advance together.
+// Both channels' sums in one register, in order; an addition waits for the one before it, the squares don't.
 void lanes_mean_squares(const float* const* x, int channels, int n, float* means) {
   const float* const x0 = x[0];
   const float* const x1 = x[channels - 1];
-  float terms[2][kPass], sum0 = 0.0f, sum1 = 0.0f;
-  for (int at = 0; at < n; at += kPass) {
-    const int length = n - at < kPass ? n - at : kPass;
-    squares_over(x0 + at, static_cast<float>(n), terms[0], length);
-    squares_over(x1 + at, static_cast<float>(n), terms[1], length);
-    for (int i = 0; i < length; ++i) sum0 += terms[0][i], sum1 += terms[1][i];
+  const float divisor = static_cast<float>(n);
+  Quad sum{};
+  int i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const Quad a = load<Quad>(x0 + i), b = load<Quad>(x1 + i);
+    const Quad square0 = a * a / divisor, square1 = b * b / divisor;
+    const Quad first = alternate(square0, square1), last = alternate_last(square0, square1);
+    sum = (((sum + first) + swap_pairs(first)) + last) + swap_pairs(last);
   }
-  means[0] = sum0, means[channels - 1] = sum1;
+  for (; i < n; ++i) sum += Quad{x0[i] * x0[i], x1[i] * x1[i]} / divisor;
+  means[0] = sum[0], means[channels - 1] = sum[1];
 }
-
-Vec larger_of(Vec a, Vec b) { return a > b ? a : b; }  // b where a is NaN
 
 float lanes_peak(float peak, const float* x, int n) {
   Vec most[2] = {Vec{} + peak, Vec{} + peak};
   int i = 0;
   for (; i + 2 * kLanes <= n; i += 2 * kLanes)
-    for (int v = 0; v < 2; ++v) most[v] = larger_of(magnitude(load<Vec>(x + i + v * kLanes)), most[v]);
-  const Vec both = larger_of(most[0], most[1]);
+    for (int v = 0; v < 2; ++v) most[v] = larger_sample(load<Vec>(x + i + v * kLanes), most[v]);
+  const Vec both = magnitude(larger_sample(most[0], most[1]));
   Quad four = quad_of(&both, 0);
   for (int q = 1; q < kLanes / 4; ++q) four = four > quad_of(&both, q) ? four : quad_of(&both, q);
   const Quad two = four > swap_pairs(four) ? four : swap_pairs(four);
@@ -99,8 +89,15 @@ float lanes_ramp(float gain, float step, float* gains, int n) {
     } else {
       const Vec first = Vec{} + gains[0], moves = Vec{} + move;
       int i = 0;
-      for (; i + kLanes <= length; i += kLanes)
-        store(gains + i, fused(counts + static_cast<float>(i), moves, first));
+      Vec at[4];
+      for (int v = 0; v < 4; ++v) at[v] = counts + static_cast<float>(v * kLanes);
+      for (; i + 4 * kLanes <= length; i += 4 * kLanes)
+        for (int v = 0; v < 4; ++v) {
+          store(gains + i + v * kLanes, fused(at[v], moves, first));
+          at[v] += static_cast<float>(4 * kLanes);
+        }
+      for (; i + kLanes <= length; i += kLanes, at[0] += static_cast<float>(kLanes))
+        store(gains + i, fused(at[0], moves, first));
       for (; i < length; ++i) gains[i] = on_line(i);
       gain = gains[length - 1];
     }

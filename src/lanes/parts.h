@@ -1,6 +1,17 @@
 // Parts of a wave: so many quads of sections, and what lies between them. feed() makes the quads' inputs of what they made
 // in the step before, emit() passes on what they made in this one, finish() keeps what the next block needs. A part's
 // first frame comes at step `start`; its results come `lag` steps after their frames.
+//
+// Where registers are many but hold four lanes, a part is a short pass over the block: at most three quads, so that all
+// it needs fits, and two frames in a step. A quad may take what the one before it has made in the same step, so hardly
+// any lane is behind: a cascade is two halves, side by side.
+//
+//     quad 0 | s0 L R | s3 L R |  the high pairs go on, two frames behind, where the low pairs end;
+//     quad 1 | s1     | s4     |  what moves from pair to pair moves once for both frames, and so do loads and stores
+//     quad 2 | s2     | s5     |
+//
+// feed() and emit() have the two frames of a quad next to each other; what an odd block's last step has too much falls
+// behind the block, where there is room.
 #pragma once
 
 #include "lanes/lanes.h"
@@ -15,8 +26,6 @@ template <class Channel>
 Quad both(const Channel* const (&c)[2], float Channel::*setting) {
   return Quad{c[0]->*setting, c[1]->*setting, c[0]->*setting, c[1]->*setting};
 }
-
-INLINED Quad last_and_first(Quad a, Quad b) { return __builtin_shufflevector(a, b, 2, 3, 4, 5); }
 
 // Two parts side by side.
 template <class First, class Second>
@@ -37,12 +46,12 @@ struct Parts {
   template <bool kEdge>
   INLINED void feed(const Quad* y, Quad* x, int t, int n) {
     first.template feed<kEdge>(y, x, t, n);
-    second.template feed<kEdge>(y + First::kQuads, x + First::kQuads, t, n);
+    second.template feed<kEdge>(y + kTurn * First::kQuads, x + kTurn * First::kQuads, t, n);
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int t, int n) {
     first.template emit<kEdge>(y, t, n);
-    second.template emit<kEdge>(y + First::kQuads, t, n);
+    second.template emit<kEdge>(y + kTurn * First::kQuads, t, n);
   }
   INLINED void finish(int n) const {
     first.finish(n);
@@ -62,7 +71,7 @@ struct Registers<1> {
   typedef Quad Type;
 };
 
-template <class Part>
+template <class Part, bool kIsPass = kShortPasses>
 struct PartWave {
   using Register = typename Registers<Part::kQuads>::Type;
   static constexpr int kRegisters = Registers<Part::kQuads>::kCount;
@@ -92,6 +101,63 @@ struct PartWave {
   }
 };
 
+// The quads of `Part` from this one on each take what the one before has made, in the same step.
+template <class Part>
+constexpr int kSeriesFrom = Part::kQuads;
+
+// The first of two parts side by side has none of these.
+template <class First, class Second>
+constexpr int kSeriesFrom<Parts<First, Second>> = First::kQuads + kSeriesFrom<Second>;
+
+template <class Part>
+struct PartWave<Part, true> {
+  static constexpr int kQuads = Part::kQuads;
+  const Lanes<4 * kQuads>* lanes;
+  Sections<Quad, kQuads> sections;
+  Part part;
+
+  template <bool kEdge>
+  INLINED void step(int t, int n) {
+    Quad x[2 * kQuads], y[2 * kQuads] = {};
+    part.template feed<kEdge>(y, x, t, n);
+    each<2 * kQuads>([&](auto i) LAMBDA {
+      constexpr int k = decltype(i)::value, q = k / 2;
+      sections.template step<kEdge>(q, q < kSeriesFrom<Part> ? x[k] : y[k - 2], t + k % 2, n);
+      y[k] = sections.y[q];
+    });
+    part.template emit<kEdge>(y, t, n);
+  }
+  INLINED void keep(int n) const {
+    sections.keep(*lanes);
+    part.finish(n);
+  }
+};
+
+// What a cascade's second half is to take.
+struct Late {
+  Quad y0{}, y1{};  // the low pairs of what the first has made of two frames
+
+  INLINED void feed(const float* pairs, Quad* x) const {
+    const Quad in = load<Quad>(pairs);
+    x[0] = pairs_of(in, y0), x[1] = last_and_first(in, y1);
+  }
+};
+INLINED void feed_twice(const float* pairs, Quad* x) {
+  const Quad in = load<Quad>(pairs);
+  x[0] = pairs_of(in, in), x[1] = last_pairs_of(in, in);
+}
+
+// One piece of a block, of a part whose lanes are all at the same frame and which keeps nothing but its sections' memory.
+template <class Part>
+__attribute__((noinline)) void run_piece(PartWave<Part, true>& kept, int n) {
+  PartWave<Part, true> wave = kept;  // in registers
+  run_steps<false>(wave, 0, n);
+  each<Part::kQuads>([&](auto q) LAMBDA {
+    kept.sections.s1[q.value] = wave.sections.s1[q.value],
+    kept.sections.s2[q.value] = wave.sections.s2[q.value];
+  });
+}
+
 // The lanes of a part.
 template <class Part>
 struct PartLanes {
@@ -100,17 +166,20 @@ struct PartLanes {
   const Part& part;
 
   explicit PartLanes(const Part& p) : part(p) { part.place(lanes, 0); }
-  INLINED Wave wave() const {
-    return {&lanes, Sections<typename Wave::Register, Wave::kRegisters>(lanes), part};
-  }
+  INLINED Wave wave() const { return {&lanes, decltype(Wave::sections)(lanes), part}; }
 };
 
 template <class Part>
 __attribute__((noinline)) void run_part(const Part& part, int n) {
   const PartLanes<Part> lanes(part);
   auto wave = lanes.wave();
-  constexpr bool kCopied = Part::kQuads > 5 && !kStoresHidden;  // several effects
-  run_wave<kCopied>(wave, part.last_step(), n);
+  if constexpr (kShortPasses) {
+    run_steps<(kSeriesFrom<Part> > 1)>(wave, part.last_step(), n);
+    wave.keep(n);
+  } else {
+    constexpr bool kCopied = Part::kQuads > 5 && !kStoresHidden;  // several effects
+    run_wave<kCopied>(wave, part.last_step(), n);
+  }
 }
 
 }  // namespace

@@ -34,20 +34,15 @@ namespace {
 
 void lanes_from_pcm(const int16_t* in, const float* gains, float* const* out, int channels, int n) {
   if (channels != 2) return plain_from_pcm(in, gains, out, channels, n);
+  const Vec gain[2] = {Vec{} + gains[0], Vec{} + gains[1]};
   int i = 0;
   for (; i + kLanes <= n; i += kLanes) {
     const Mask frames = load<Mask>(in + 2 * i);
-    store(out[0] + i, __builtin_convertvector((frames << 16) >> 16, Vec) * gains[0]);
-    store(out[1] + i, __builtin_convertvector(frames >> 16, Vec) * gains[1]);
+    store(out[0] + i, __builtin_convertvector((frames << 16) >> 16, Vec) * gain[0]);
+    store(out[1] + i, __builtin_convertvector(frames >> 16, Vec) * gain[1]);
   }
   float* const rest[2] = {out[0] + i, out[1] + i};
   plain_from_pcm(in + 2 * i, gains, rest, 2, n - i);
-}
-
-Mask to_sample(Vec x, Vec bottom, Vec top) {
-  Vec y = x < top ? x : top;
-  y = y > bottom ? y : bottom;
-  return y < 0x1p31f ? __builtin_convertvector(y, Mask) : Mask{} + INT32_MAX;
 }
 
 void lanes_to_pcm(const float* const* in, float bottom, float top, int16_t* out, int channels, int n) {
@@ -57,7 +52,7 @@ void lanes_to_pcm(const float* const* in, float bottom, float top, int16_t* out,
   for (; i + kLanes <= n; i += kLanes) {
     const Mask left = to_sample(load<Vec>(in[0] + i), low, high),
                right = to_sample(load<Vec>(in[1] + i), low, high);
-    const Mask frames = (left & 0xffff) | (right << 16);
+    const Mask frames = frames_of(left, right);
     __builtin_memcpy(out + 2 * i, &frames, sizeof frames);
   }
   const float* const rest[2] = {in[0] + i, in[1] + i};

@@ -16,14 +16,27 @@ constexpr int kLanes = 4;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
 typedef Vec Quad;
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
-// Whether a large wave may store its state at every step.
+constexpr bool kShortPasses = true;  // 32 registers hold a few sections, and no long wave
 constexpr bool kStoresHidden = false;
 
 Vec fused(Vec a, Vec b, Vec c) { return vfmaq_f32(c, a, b); }
 Vec root(Vec x) { return vsqrtq_f32(x); }
 // b where a is NaN.
-Quad smaller(Quad a, Quad b) { return vbslq_f32(vcltq_f32(a, b), a, b); }
-Quad larger(Quad a, Quad b) { return vbslq_f32(vcgtq_f32(a, b), a, b); }
+Quad smaller(Quad a, Quad b) { return vminnmq_f32(a, b); }
+Quad larger(Quad a, Quad b) { return vmaxnmq_f32(a, b); }
+Quad magnitude(Quad x) { return vabsq_f32(x); }
+// Whether |x| > |least|. The compiler doesn't find the instruction where `least` is constant.
+Mask is_larger(Quad x, Quad least) {
+  Mask m;
+  asm("facgt %0.4s, %1.4s, %2.4s" : "=w"(m) : "w"(x), "w"(least));
+  return m;
+}
+
+// The one of larger magnitude, or its magnitude; b where a is NaN.
+Vec larger_sample(Vec a, Vec b) { return vbslq_f32((uint32x4_t)is_larger(a, b), a, b); }
+// Between bottom and top, NaN at the top, truncated; the conversion saturates.
+Mask to_sample(Vec x, Vec bottom, Vec top) { return vcvtq_s32_f32(larger(smaller(x, top), bottom)); }
+Mask frames_of(Mask left, Mask right) { return vsliq_n_s32(left, right, 16); }
 
 // The pair at p in every pair of lanes.
 Vec every_pair(const float* p) {
@@ -31,28 +44,26 @@ Vec every_pair(const float* p) {
   return vcombine_f32(pair, pair);
 }
 // v moved up by one pair, with the last pair of `before` below it.
-Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
+[[maybe_unused]] Vec pair_up(Vec before, Vec v) { return vextq_f32(before, v, 2); }
 // v moved down by one pair, with the first pair of `after` above it.
-Vec pair_down(Vec v, Quad after) { return vextq_f32(v, after, 2); }
+[[maybe_unused]] Vec pair_down(Vec v, Quad after) { return vextq_f32(v, after, 2); }
 
 // `before` below v, moved up by one quad.
-Vec quad_up(Vec before, Vec) { return before; }
+[[maybe_unused]] Vec quad_up(Vec before, Vec) { return before; }
 
 Quad quad_pairs(const float* p) { return every_pair(p); }
 Quad quad_of(const Vec* v, int q) { return v[q]; }
-Vec from_quads(const Quad* q) { return q[0]; }
-Quad first_quad(Vec v) { return v; }
-Vec every_quad(Quad q) { return q; }
+[[maybe_unused]] Vec from_quads(const Quad* q) { return q[0]; }
+[[maybe_unused]] Quad first_quad(Vec v) { return v; }
 Quad swap_pairs(Quad q) { return vextq_f32(q, q, 2); }
 void store_pair(float* p, Quad q) { vst1_f32(p, vget_low_f32(q)); }
 void store_last_pair(float* p, Quad q) { vst1_f32(p, vget_high_f32(q)); }
 
+bool all_set(Mask m) { return vminvq_u32((uint32x4_t)m) != 0; }
 // `yes` where a >= b, `no` elsewhere.
-Vec at_least(Vec a, Vec b, Vec yes, Vec no) { return a >= b ? yes : no; }
+[[maybe_unused]] Vec at_least(Vec a, Vec b, Vec yes, Vec no) { return a >= b ? yes : no; }
 // Whether from <= x < to in every lane; NaN is nowhere.
-bool all_within(Vec x, Vec from, Vec to) {
-  return vminvq_u32(vandq_u32(vcltq_f32(x, to), vcgeq_f32(x, from))) != 0;
-}
+[[maybe_unused]] bool all_within(Vec x, Vec from, Vec to) { return all_set((x < to) & (x >= from)); }
 Vec gather(const float* base, Mask index) {
   return Vec{base[index[0]], base[index[1]], base[index[2]], base[index[3]]};
 }

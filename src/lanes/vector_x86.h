@@ -16,6 +16,8 @@ constexpr int kLanes = 8;
 typedef float Vec __attribute__((vector_size(4 * kLanes)));
 typedef float Quad __attribute__((vector_size(16)));
 typedef int Mask __attribute__((vector_size(4 * kLanes)));
+typedef int MaskOf4 __attribute__((vector_size(16)));
+constexpr bool kShortPasses = false;  // long waves: 8 lanes wait only once for the latency of a section
 // Whether a large wave may store its state at every step: beside AVX-512's arithmetic that costs nothing.
 #if defined(__AVX512VL__)
 constexpr bool kStoresHidden = true;
@@ -29,6 +31,22 @@ Vec root(Vec x) { return _mm256_sqrt_ps(x); }
 // b where a is NaN.
 Quad smaller(Quad a, Quad b) { return _mm_min_ps(a, b); }
 Quad larger(Quad a, Quad b) { return _mm_max_ps(a, b); }
+
+// Whether |x| > least.
+MaskOf4 is_larger(Quad x, Quad least) { return (Quad)((MaskOf4)x & 0x7fffffff) > least; }
+
+// The one of larger magnitude, or its magnitude; b where a is NaN.
+Vec larger_sample(Vec a, Vec b) {
+  const Vec size = (Vec)((Mask)a & 0x7fffffff);
+  return size > b ? size : b;
+}
+// Between bottom and top, NaN at the top, truncated and saturated.
+Mask to_sample(Vec x, Vec bottom, Vec top) {
+  Vec y = x < top ? x : top;
+  y = y > bottom ? y : bottom;
+  return y < 0x1p31f ? __builtin_convertvector(y, Mask) : Mask{} + INT32_MAX;
+}
+Mask frames_of(Mask left, Mask right) { return (left & 0xffff) | (right << 16); }
 
 // The pair at p in every pair of lanes.
 double pair_at(const float* p) {
@@ -67,7 +85,6 @@ Quad quad_of(const Vec* v, int q) {
 }
 Vec from_quads(const Quad* q) { return _mm256_set_m128(q[1], q[0]); }
 Quad first_quad(Vec v) { return _mm256_castps256_ps128(v); }
-Vec every_quad(Quad q) { return _mm256_set_m128(q, q); }
 Quad swap_pairs(Quad q) { return _mm_permute_ps(q, 0x4e); }
 void store_pair(float* p, Quad q) { _mm_storel_pi(reinterpret_cast<__m64*>(p), q); }
 void store_last_pair(float* p, Quad q) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), q); }
@@ -80,6 +97,7 @@ Vec at_least(Vec a, Vec b, Vec yes, Vec no) {
   return _mm256_blendv_ps(no, yes, _mm256_cmp_ps(a, b, _CMP_GE_OQ));
 #endif
 }
+[[maybe_unused]] bool all_set(MaskOf4 m) { return _mm_movemask_ps((Quad)m) == 0xf; }
 // Whether from <= x < to in every lane; NaN is nowhere.
 bool all_within(Vec x, Vec from, Vec to) {
 #if defined(__AVX512VL__)

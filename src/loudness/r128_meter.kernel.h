@@ -115,11 +115,14 @@ bool meter_fits(const MeterJob& job, int n, const lanes::Scratch& scratch) {
 //
 // The sums are short enough to be added up in order beside the filters.
 struct MeterPart {
-  static constexpr int kQuads = 1, kLag = 1;
+  static constexpr int kQuads = 1, kLag = kShortPasses ? 2 : 1;
   const MeterChannel* const* channels;
   Quad sum;
   float* pairs;
   const float* leaving;
+  // Where a step is two frames.
+  Late late{};
+  Quad going{};  // the squares whose places theirs take
 
   explicit MeterPart(MeterFrames& block)
       : channels(block.channels),
@@ -137,13 +140,27 @@ struct MeterPart {
     }
   }
   template <bool kEdge>
-  INLINED void feed(const Quad* y, Quad* x, int t, int) const {
-    x[0] = pairs_of(quad_pairs(pairs + 2 * t), y[0]);
+  INLINED void feed(const Quad* y, Quad* x, int t, int) {
+    if constexpr (kShortPasses) {
+      late.feed(pairs + 2 * t, x);
+      going = load<Quad>(leaving + 2 * (t - kLag));
+    } else {
+      x[0] = pairs_of(quad_pairs(pairs + 2 * t), y[0]);
+    }
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int step, int n) {
     const int t = step - kLag;
+    if constexpr (kShortPasses) late = {y[0], y[1]};
     if (kEdge && t < 0) return;
+    if constexpr (kShortPasses) {
+      if (kEdge && t >= n) return;
+      const Quad out = last_pairs_of(y[0], y[1]), square = out * out;
+      const Quad first = (sum - swap_pairs(going)) + swap_pairs(square);
+      sum = kEdge && t + 1 >= n ? first : (first - going) + square;
+      store(pairs + 2 * t, square);
+      return;
+    }
     const Quad square = y[0] * y[0];
     const Quad next = (sum - quad_pairs(leaving + 2 * t)) + square;
     sum = kEdge && t >= n ? sum : next;

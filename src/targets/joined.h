@@ -44,7 +44,7 @@ struct ToneBlock {
   Parts<Bass, ExciterPart> bass_and_exciter() {
     return {Bass(bass, 0, after_bass(), pairs), ExciterPart(exciter, Bass::kLag + 1, pairs)};
   }
-  DeEsserPart de_esser_after(int lag) { return DeEsserPart(de_esser, lag + 1, n, pairs, made); }
+  DeEsserPart de_esser_after(int lag) { return DeEsserPart(de_esser, lag + kTurn, n, pairs, made); }
 
   template <bool kFloor>
   void run_from_bass(MeterFrames* meter) {
@@ -61,11 +61,33 @@ struct ToneBlock {
     else
       run_part(all, n);
   }
-  void run(MeterFrames* meter) {  // which there is only beside all three
-    if (bass[0]) return bass[0]->floor_highpass ? run_from_bass<true>(meter) : run_from_bass<false>(meter);
+  // As short passes: the bass enhancer's two, the meter beside the second; then the others, of which one alone would wait
+  // for its filters.
+  template <bool kFloor>
+  void run_bass_passes(MeterFrames* meter) {
+    run_bass_first<kFloor>(bass, pairs, made.notched, n);
+    const BassLastPart<kFloor> last{bass, BassMix(bass, after_bass()), pairs, made.notched};
+    if (!meter) return run_part(last, n);
+    run_part(Parts<MeterPart, BassLastPart<kFloor>>{MeterPart(*meter), last}, n);
+  }
+  template <class Meter>  // so that nothing is made of it where waves run
+  void run_passes(Meter* meter) {
+    if (bass[0]) bass[0]->floor_highpass ? run_bass_passes<true>(meter) : run_bass_passes<false>(meter);
+    if (!exciter[0]) return run_part(DeEsserPart(de_esser, 0, n, pairs, made), n);
+    if (!de_esser[0]) return run_part(ExciterPart(exciter, 0, pairs), n);
     run_part(
         Parts<ExciterPart, DeEsserPart>{ExciterPart(exciter, 0, pairs), de_esser_after(ExciterPart::kLag)},
         n);
+  }
+  void run(MeterFrames* meter) {  // which there is only beside all three
+    if constexpr (kShortPasses)
+      run_passes(meter);
+    else if (bass[0])
+      bass[0]->floor_highpass ? run_from_bass<true>(meter) : run_from_bass<false>(meter);
+    else
+      run_part(
+          Parts<ExciterPart, DeEsserPart>{ExciterPart(exciter, 0, pairs), de_esser_after(ExciterPart::kLag)},
+          n);
   }
 };
 
@@ -122,7 +144,7 @@ Joined<First, Second> joined(const First& first, int lag_of_first, int behind, c
   return {first, second, lag_of_first, behind};
 }
 
-constexpr int kCascadeRegisters = kLanes == 8 ? 3 : 5;  // nine sections, ten, or what else fits
+constexpr int kCascadeRegisters = 3;  // nine to twelve sections
 
 template <bool kFour>
 void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
@@ -145,8 +167,8 @@ void cascade_multiband_wave(const CascadeChannel* const (&cascade)[2],
 bool cascade_multiband_fits(const CascadeJob& cascade, const MultibandJob& multiband, int n,
                             const lanes::Scratch& scratch) {
   const int lanes = 2 * cascade.channels[0].sections;
-  if (cascade.count != multiband.count || cascade.count < 1 || n < 1 || n > scratch.frames ||
-      lanes <= (kCascadeRegisters - 1) * kLanes || lanes > kCascadeRegisters * kLanes)
+  if (cascade.count != multiband.count || cascade.count < 1 || n < 1 || n > scratch.frames) return false;
+  if (!kShortPasses && (lanes <= (kCascadeRegisters - 1) * kLanes || lanes > kCascadeRegisters * kLanes))
     return false;
   for (int ch = 0; ch < cascade.count; ++ch)
     if (cascade.channels[ch].sections != cascade.channels[0].sections ||
@@ -165,8 +187,17 @@ bool run_cascade_multiband(const CascadeJob& cascade, const MultibandJob& multib
   float *const pairs = scratch.pairs[lanes::Scratch::kBlock], *const between =
                                                                   scratch.pairs[lanes::Scratch::kBetween];
   interleave(first[0]->in, first[1]->in, n, pairs);
+  const bool stereo = cascade.count == 2;
+  const auto keep_copies = [&](const float* from) {
+    deinterleave(from, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
+  };
   clear_edges(between, n);
-  if (meter && four_bands(second) && meter->count == cascade.count && meter_fits(*meter, n, scratch)) {
+  if constexpr (kShortPasses) {
+    run_cascade(first, pairs, n);
+    keep_copies(pairs);
+    four_bands(second) ? run_bands<true>(second, pairs, n, scratch)
+                       : run_bands<false>(second, pairs, n, scratch);
+  } else if (meter && four_bands(second) && meter->count == cascade.count && meter_fits(*meter, n, scratch)) {
     MeterFrames beside(*meter, n, scratch);
     cascade_multiband_wave<true>(first, second, pairs, between, n, &beside);
     beside.enter(n);
@@ -176,8 +207,7 @@ bool run_cascade_multiband(const CascadeJob& cascade, const MultibandJob& multib
   } else {
     cascade_multiband_wave<false>(first, second, pairs, between, n, nullptr);
   }
-  const bool stereo = cascade.count == 2;
-  deinterleave(between, first[0]->copied, first[0]->copy, stereo ? first[1]->copy : nullptr);
+  if (!kShortPasses) keep_copies(between);
   deinterleave(pairs, n, second[0]->out, stereo ? second[1]->out : nullptr);
   return true;
 }

@@ -73,6 +73,49 @@ float shape(const BassChannel& c, float l) {
 
 #if defined(LANES)
 
+template <class V>
+V in_every_quad(Quad q) {
+  const Quad all[] = {q, q};
+  return register_of<V>(all);
+}
+
+// What lies between low-pass and harmonic filters, in V's lanes.
+template <class V>
+struct BassShaper {
+  V P, Q, minus_R, S, T, U, gain;
+  Quad dc_coef;
+
+  explicit BassShaper(const BassChannel* const (&c)[2])
+      : P(in_every_quad<V>(both(c, &BassChannel::pos_offset))),
+        Q(in_every_quad<V>(both(c, &BassChannel::pos_bias))),
+        minus_R(-in_every_quad<V>(both(c, &BassChannel::neg_offset))),
+        S(in_every_quad<V>(both(c, &BassChannel::neg_bias))),
+        T(in_every_quad<V>(both(c, &BassChannel::pos_const))),
+        U(in_every_quad<V>(both(c, &BassChannel::neg_const))),
+        gain(in_every_quad<V>(both(c, &BassChannel::shaper_gain))),
+        dc_coef(both(c, &BassChannel::dc_coef)) {}
+
+  INLINED V shape(V l) const {
+    const auto positive = l >= 0.0f;
+    const V v = magnitude(((positive ? P : minus_R) - l) * l + (positive ? T : U));  // U - (l + R) l below 0
+    const V guarded = v > kTiny ? root(v) : V{};
+    return (positive ? gain : -gain) * (guarded + (positive ? Q : S));
+  }
+};
+
+// After them.
+struct BassMix {
+  Quad amount, scale, scale_after;  // back to full scale, and to that of what comes after
+
+  BassMix(const BassChannel* const (&c)[2], float after)
+      : amount(both(c, &BassChannel::amount)),
+        scale(both(c, &BassChannel::scale)),
+        scale_after(Quad{} + after) {}
+  INLINED Quad mixed(Quad harmonics, Quad high) const {
+    return fused(harmonics, amount, high) * scale * scale_after;
+  }
+};
+
 //
 //   Q0 | low-pass 1 | harmonic low 1 |  read the frame, and z as the DC blocker left it
 //   Q1 | low-pass 2 | harmonic low 2 |  reads Q0
@@ -90,38 +133,28 @@ struct BassPart {
   static constexpr int kLag = kDcLag + (kFloor ? 6 : 4);
   const BassChannel* const* channels;
   int start;
-  Vec P, Q, minus_R, S, T, U, gain;
-  Quad dc_coef, amount;
+  BassShaper<Vec> shaper;
   Vec lows;     // of the latest frames, the oldest first
   Vec shaped;   // of the latest chunk
   Vec waiting;  // of the DC blocker's inputs, one chunk
   Vec ready;    // the chunk before it, the next frame first
   Quad z, prev_out;
   float last_shaped[kLanes];  // the chunk that holds the block's last frame
-  Quad scale, scale_after;    // back to full scale, and to that of what comes after
+  BassMix mix;
   float* pairs;
 
   BassPart(const BassChannel* const (&c)[2], int first_step, float after, float* frames)
       : channels(c),
         start(first_step),
-        P(every_quad(both(c, &BassChannel::pos_offset))),
-        Q(every_quad(both(c, &BassChannel::pos_bias))),
-        minus_R(-every_quad(both(c, &BassChannel::neg_offset))),
-        S(every_quad(both(c, &BassChannel::neg_bias))),
-        T(every_quad(both(c, &BassChannel::pos_const))),
-        U(every_quad(both(c, &BassChannel::neg_const))),
-        gain(every_quad(both(c, &BassChannel::shaper_gain))),
-        dc_coef(both(c, &BassChannel::dc_coef)),
-        amount(both(c, &BassChannel::amount)),
+        shaper(c),
         lows{},
-        shaped(every_quad(Quad{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in})),
+        shaped(in_every_quad<Vec>(Quad{0.0f, 0.0f, *c[0]->dc_prev_in, *c[1]->dc_prev_in})),
         waiting{},
         ready{},
         z{},
         prev_out{*c[0]->dc_prev_out, *c[1]->dc_prev_out},
         last_shaped{},
-        scale(both(c, &BassChannel::scale)),
-        scale_after(Quad{} + after),
+        mix(c, after),
         pairs(frames) {}
 
   int last_step() const { return start + kLag; }
@@ -142,18 +175,10 @@ struct BassPart {
     }
   }
 
-  INLINED Vec shape(Vec l) const {
-    const auto positive = l >= 0.0f;
-    const Vec v =
-        magnitude(((positive ? P : minus_R) - l) * l + (positive ? T : U));  // U - (l + R) l below 0
-    const Vec guarded = v > kTiny ? root(v) : Vec{};
-    return (positive ? gain : -gain) * (guarded + (positive ? Q : S));
-  }
-
   // The chunk of frames whose last has just come out of the low-pass.
   INLINED void shape_chunk() {
     const Vec before = shaped;
-    shaped = shape(lows);
+    shaped = shaper.shape(lows);
     const Vec previous = pair_up(before, shaped);
     ready = waiting;
     waiting = shaped - (magnitude(previous) > kTiny ? previous : Vec{});
@@ -173,7 +198,7 @@ struct BassPart {
       shape_chunk();
       if (kEdge && (n - 1) / kChunk == (t - 2) / kChunk) store(last_shaped, shaped);
     }
-    z = (first_quad(ready) + prev_out) * dc_coef;
+    z = (first_quad(ready) + prev_out) * shaper.dc_coef;
     const Quad next_out = magnitude(z) > kTiny ? z : Quad{};
     if constexpr (kEdge)
       prev_out = busy(MaskOf<Quad>{} + kDcLag, t, n) ? next_out : prev_out;
@@ -184,12 +209,12 @@ struct BassPart {
   INLINED void emit(const Quad* y, int step, int) {
     const int t = step - start;
     if (kEdge && t < kLag) return;
-    const Quad out = fused(y[3], amount, kFloor ? y[4] : swap_pairs(y[3]));
+    const Quad out = mix.mixed(y[3], kFloor ? y[4] : swap_pairs(y[3]));
     float* const to = pairs + 2 * (t - kLag);
     if constexpr (kFloor)
-      store_last_pair(to, out * scale * scale_after);
+      store_last_pair(to, out);
     else
-      store_pair(to, out * scale * scale_after);
+      store_pair(to, out);
   }
   INLINED void finish(int n) const {
     for (int c = 0; c < 2; ++c) {
@@ -200,6 +225,19 @@ struct BassPart {
   }
 };
 
+// As short passes.
+template <bool kFloor>
+void run_bass_passes(const BassChannel* const (&channels)[2], float* pairs, int n, float* high);
+
+template <bool kFloor>
+void run_bass(const BassChannel* const (&channels)[2], float* pairs, int n,
+              [[maybe_unused]] lanes::Scratch& scratch) {
+  if constexpr (kShortPasses)
+    run_bass_passes<kFloor>(channels, pairs, n, scratch.pairs[lanes::Scratch::kBetween]);
+  else
+    run_part(BassPart<kFloor>(channels, 0, 1.0f, pairs), n);
+}
+
 bool same_floor(const BassJob& job) {
   return !job.channels[0].floor_highpass == !job.channels[job.count - 1].floor_highpass;
 }
@@ -207,11 +245,11 @@ bool same_floor(const BassJob& job) {
 void in_lanes(const BassJob& job, int n, lanes::Scratch& scratch) {
   if (job.count < 1) return;
   in_passes(job, same_floor(job), 1.0f / job.channels[0].scale, n, scratch,
-            [](const BassChannel* const(&channels)[2], float* pairs, int length) {
+            [&](const BassChannel* const(&channels)[2], float* pairs, int length) {
               if (channels[0]->floor_highpass)
-                run_part(BassPart<true>(channels, 0, 1.0f, pairs), length);
+                run_bass<true>(channels, pairs, length, scratch);
               else
-                run_part(BassPart<false>(channels, 0, 1.0f, pairs), length);
+                run_bass<false>(channels, pairs, length, scratch);
             });
 }
 
@@ -219,3 +257,5 @@ void in_lanes(const BassJob& job, int n, lanes::Scratch& scratch) {
 }  // namespace
 }  // namespace TARGET
 #endif
+
+#include "tone/bass_enhancer.passes.h"

@@ -114,16 +114,28 @@ struct DeEsserPart {
   }
   template <bool kEdge>
   INLINED void feed(const Quad*, Quad* x, int step, int) const {
-    x[0] = quad_pairs(pairs + 2 * (step - start));
+    const float* const in = pairs + 2 * (step - start);
+    if constexpr (kShortPasses)
+      feed_twice(in, x);
+    else
+      x[0] = quad_pairs(in);
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int step, int n) {
     const int t = step - start;
     if (kEdge && (t < 0 || t >= n)) return;
-    const Quad square = y[0] * y[0] / length;
-    energy += square;
-    squares[t] = square[1];
-    store_last_pair(notched + 2 * t, y[0]);
+    if constexpr (kShortPasses) {
+      const Quad d = pairs_of(y[0], y[1]), square = d * d / length;
+      energy += square;
+      if (!kEdge || t + 1 < n) energy += swap_pairs(square);
+      store_pair(squares + t, __builtin_shufflevector(square, square, 1, 3, 1, 3));
+      store(notched + 2 * t, last_pairs_of(y[0], y[1]));
+    } else {
+      const Quad square = y[0] * y[0] / length;
+      energy += square;
+      squares[t] = square[1];
+      store_last_pair(notched + 2 * t, y[0]);
+    }
   }
   INLINED void finish(int) const { *first_energy = energy[0]; }
 };
@@ -133,12 +145,20 @@ void cross_fade_pairs(const float* x, const float* y, const float* gains, float*
   for (int i = 0; i < n; ++i) out[i] = x[2 * i] * gains[i] + (1.0f - gains[i]) * y[2 * i];
 }
 
+// In order, eight to a turn.
+float added_up(float sum, const float* x, int n) {
+  for (; n >= 8; n -= 8, x += 8)
+    for (int k = 0; k < 8; ++k) sum += x[k];
+  for (int i = 0; i < n; ++i) sum += x[i];
+  return sum;
+}
+
 // The gains that the block's energy asks for, and the cross-fade of the frames that went through the filters.
 void cross_fade_lanes(const DeEsserJob& job, const float* pairs, const DeEsserFrames& made, int n) {
   float energy = made.energy;  // not reset between channels
   for (int c = 0; c < job.count; ++c) {
     const DeEsserChannel& channel = job.channels[c];
-    for (int i = 0; c == 1 && i < n; ++i) energy += made.squares[i];
+    if (c == 1) energy = added_up(energy, made.squares, n);
     const float step = (job.target(job.owner, c, energy) - channel.gain) * channel.inv_frame_length;
     float gains[lanes::Scratch::kMostFrames];
     lanes_ramp(channel.gain, step, gains, n);

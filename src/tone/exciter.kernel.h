@@ -52,13 +52,15 @@ float soft_clip(float u) {
 #if defined(LANES)
 
 //
-//   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then
+//   | pre L R | post L R |  read the frame, and what the clipper made two steps before of pre as it was then; or, where
+//                           a step is two frames, what it has just made of pre
 struct ExciterPart {
-  static constexpr int kQuads = 1, kLag = 3;
+  static constexpr int kQuads = 1, kLag = kShortPasses ? 2 : 3;
   const ExciterChannel* const* channels;
   int start;
   Quad bias, drive, wet, dry;
   Quad clipping, clipped;  // on its way, and done
+  Quad before, latest;     // where a step is two frames, those of the step before, and of this one
   Quad scale;
   float* pairs;
 
@@ -71,6 +73,8 @@ struct ExciterPart {
         dry(both(c, &ExciterChannel::dry)),
         clipping{},
         clipped{},
+        before{},
+        latest{},
         scale(both(c, &ExciterChannel::scale)),
         pairs(frames) {}
 
@@ -90,15 +94,26 @@ struct ExciterPart {
   }
   template <bool kEdge>
   INLINED void feed(const Quad* y, Quad* x, int step, int) {
-    x[0] = pairs_of(quad_pairs(pairs + 2 * (step - start)), clipped);
-    clipped = clipping;
-    clipping = clip((y[0] + bias) * drive);
+    const float* const in = pairs + 2 * (step - start);
+    if constexpr (kShortPasses) {
+      before = latest, latest = load<Quad>(in);
+      x[0] = pairs_of(latest, clipped), x[1] = last_pairs_of(latest, clipped);
+    } else {
+      x[0] = pairs_of(quad_pairs(in), clipped);
+      clipped = clipping;
+      clipping = clip((y[0] + bias) * drive);
+    }
   }
   template <bool kEdge>
   INLINED void emit(const Quad* y, int step, int) {
     const int t = step - start - kLag;
+    if constexpr (kShortPasses) clipped = clip((pairs_of(y[0], y[1]) + bias) * drive);
     if (kEdge && t < 0) return;
-    store_last_pair(pairs + 2 * t, scale * fused(wet, y[0], dry * quad_pairs(pairs + 2 * t)));
+    float* const out = pairs + 2 * t;
+    if constexpr (kShortPasses)
+      store(out, scale * fused(wet, last_pairs_of(y[0], y[1]), dry * before));
+    else
+      store_last_pair(out, scale * fused(wet, y[0], dry * quad_pairs(out)));
   }
   INLINED void finish(int) const {}
 };
