@@ -19,9 +19,7 @@ void qemu_plugin_register_atexit_cb(uint64_t id, void (*callback)(uint64_t, void
 EXPORTED int qemu_plugin_version = 1;
 
 enum { MOST_BLOCKS = 1 << 18 }; /* counted where they are, so they must not move */
-static struct {
-  uint64_t address, instructions, executed;
-} blocks[MOST_BLOCKS];
+static struct { uint64_t address, instructions, executed; } blocks[MOST_BLOCKS];
 static size_t count;
 
 static void on_translation(uint64_t id, struct qemu_plugin_tb* block) {

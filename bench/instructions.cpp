@@ -1,5 +1,6 @@
-// instructions ROW EFFECT BLOCKS [FRAMES]: plays that many blocks of 480 or FRAMES frames through one effect, all for -1 or
-// none for 8, with one row of the kernel table. What it executes is counted from outside; two runs' difference is the cost of their blocks.
+// instructions ROW EFFECT BLOCKS [FRAMES]: plays that many blocks of 480 or FRAMES frames through one effect, all for -1
+// or none for 8, with one row of the kernel table. What it executes is counted from outside; two runs' difference is the
+// cost of their blocks.
 #include <cstdio>
 #include <cstdlib>
 #include <vector>

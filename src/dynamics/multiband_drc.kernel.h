@@ -141,12 +141,13 @@ void place_bands(Lanes<24>& lanes, const MultibandChannel& channel, int c) {
 
 // The followers' settings and memory, lane by lane. Lanes of bands that don't exist add -0, which changes no sum.
 struct BandImage {
-  float gain[kBandLanes], attack[kBandLanes], release[kBandLanes], envelope[kBandLanes], value[kBandLanes];
-  int compressed[kBandLanes], made[kBandLanes];  // 0 or -1
-  float slope[kBandLanes], offset[kBandLanes];
-  int steps[kBandLanes];  // index of the lane's GainSteps, in floats from the first one's
+  float gain[kBandLanes]{}, attack[kBandLanes]{}, release[kBandLanes]{}, envelope[kBandLanes]{},
+      value[kBandLanes]{};
+  int compressed[kBandLanes]{}, made[kBandLanes]{};  // 0 or -1
+  float slope[kBandLanes]{}, offset[kBandLanes]{};
+  int steps[kBandLanes]{};  // index of the lane's GainSteps, in floats from the first one's
 
-  explicit BandImage(const MultibandChannel* const (&channels)[2]) : BandImage() {
+  explicit BandImage(const MultibandChannel* const (&channels)[2]) {
     const GainSteps* const first = channels[0]->band[0].steps;
     for (int c = 0; c < 2; ++c)
       for (int b = 0; b < channels[c]->bands; ++b) {
@@ -162,9 +163,6 @@ struct BandImage {
             static_cast<int>((band.steps - first) * static_cast<long>(sizeof(GainSteps) / sizeof(float)));
       }
   }
-
- private:
-  BandImage() = default;
 };
 
 // The followers in registers, and the two neighbouring gains in use: lower while the follower is from `from` up to

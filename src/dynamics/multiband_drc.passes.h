@@ -71,7 +71,7 @@ struct FollowPass : Followers<Quad> {
   // longer are. Floats from 0 on are ordered like their bits, so one comparison of integers tells.
   INLINED int run_held(const float* bands, float* out, int t, int n) {
     typedef unsigned Bits __attribute__((vector_size(sizeof(Quad))));
-    Bits begin[2], width[2];
+    Bits begin[2]{}, width[2]{};
     for (int v = 0; v < 2; ++v) {
       begin[v] = (Bits)from[v];
       width[v] = compressed[v] ? (Bits)to[v] - begin[v] : Bits{} - 1u;
