@@ -189,6 +189,14 @@ void whole_chain(const Record& record) {
   }
 }
 
+// The same setting of every band of the compressor, of both channels.
+Record with_bands(Record record, int field, float value) {
+  for (int ch = 0; ch < 2; ++ch)
+    for (int band : {AUDIOPOST_DRC_LOW, AUDIOPOST_DRC_MID1, AUDIOPOST_DRC_MID2, AUDIOPOST_DRC_HIGH})
+      record[static_cast<size_t>(AUDIOPOST_DRC_SECTION + AUDIOPOST_DRC_STRIDE * ch + band + field)] = value;
+  return record;
+}
+
 void special_cases(const Record& record) {
   const Target& widest = *rows().back();
   lanes::use_target(widest);
@@ -201,6 +209,16 @@ void special_cases(const Record& record) {
   const std::vector<int16_t> silence(music().size());
   chain.play(silence);
   show("digital silence after music", chain.ns_per_frame(silence), typical);
+  Record no_number = record;
+  no_number[AUDIOPOST_GAIN_SECTION] = NAN;
+  show("a channel of NaN", Chain(no_number, kBlock).ns_per_frame(music()), typical);
+  show("noise_threshold above its neighbours",
+       Chain(with_bands(record, AUDIOPOST_DRC_NOISE_THRESHOLD, -3), kBlock).ns_per_frame(music()), typical);
+  const std::vector<int16_t> block(music().begin(), music().begin() + 2 * kBlock);
+  show("the first block after Init",
+       fastest([&] { Chain(record, kBlock).play(block); }) * 1e9 / kBlock -
+           fastest([&] { AudioPost_Destroy(AudioPost_Init(record.data(), kBlock)); }) * 1e9 / kBlock,
+       typical);
   show("attack and release 0", Chain(without_times(record), kBlock).ns_per_frame(music()), typical);
   show("AutoGain, EQ10, MultiBandDRC, Maximizer",
        Chain(only(record, {0, 4, 5, 7}), kBlock).ns_per_frame(music()), typical);
