@@ -2,24 +2,11 @@
 #pragma once
 
 #include "common/numeric.h"
+#include "dynamics/gain_steps.h"
 #include "filters/biquad.h"
-#include "lanes/block.h"
 #include "lanes/lanes.h"
 
 namespace dynamics {
-
-// Where each entry of a 201-entry gain table begins, in terms of the follower: entry k holds for begin[k] <= follower <
-// begin[k + 1]. The index is a step function of that value, so a gain can be found, and
-// kept, without a logarithm.
-constexpr int kGainSteps = 201;
-struct GainSteps {
-  float begin[kGainSteps + 1];  // ascending, from 0 to infinity
-  float gain[kGainSteps];       // table entry times the band scale, as rounded at run time
-  // slope * log2(follower + 1) + offset is less than half an entry off the fractional index.
-  float slope, offset;
-  bool usable;         // false: only the logarithm itself answers exactly
-  float start, scale;  // of the table that `begin` was found for
-};
 
 struct MultibandBand {
   filters::BiquadPair*
@@ -51,11 +38,8 @@ inline constexpr lanes::Kind kMultibandKind{};
 namespace TARGET {
 namespace {
 
-using dynamics::GainSteps;
-using dynamics::kGainSteps;
-using dynamics::MultibandBand;
-using dynamics::MultibandChannel;
-using dynamics::MultibandJob;
+using dynamics::GainSteps, dynamics::kGainSteps;
+using dynamics::MultibandBand, dynamics::MultibandChannel, dynamics::MultibandJob;
 using filters::BiquadPair;
 
 float compressed_gain(const MultibandChannel& channel, const MultibandBand& band, float x) {
