@@ -1,6 +1,7 @@
 // Where the compressor's gain changes, in every kernel row: found without a logarithm, but where the logarithm says.
 #include "dynamics/gain_steps.h"
 
+#include "dynamics/multiband_drc.kernel.h"
 #include "filters/biquad.h"
 #include "internal/run_job.h"
 #include "support.h"
