@@ -24,8 +24,8 @@ class Scratch {
   // Interleaved stereo: `frames` pairs, kHead pairs before them and kTail behind. The first is the block itself, the
   // second what passes from one effect to another or waits for a decision, the others are the meter's.
   enum { kBlock, kBetween, kMeter, kLeaving, kPairs };
-  float* pairs[kPairs];
-  float* rows[3];  // `frames` floats each
+  float* pairs[kPairs]{};
+  float* rows[3]{};  // `frames` floats each
   // In the place of all pairs but the first: what passes between short passes, piece by piece of a block, so that it stays
   // in the first-level cache. An even number of frames of twelve values.
   float* pieces() const { return pairs[kBetween] - ptrdiff_t{2 * kHead}; }
@@ -77,7 +77,7 @@ class Block {
     void* job;
   };
   static constexpr int kMostWaiting = 8;
-  Waiting waiting[kMostWaiting];
+  Waiting waiting[kMostWaiting]{};
   int count = 0;
 
  private:
